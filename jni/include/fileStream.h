@@ -1,0 +1,70 @@
+// The file stream: the only way the library touches a file. It wraps the five callbacks, keeps its own idea of size and
+// position, and holds a read buffer over the front of what comes next, which is what makes short seeks backwards
+// possible: the underlying stream only ever moves forward.
+//
+// Predicates c_open, c_is_open, c_init_callback and c_fsize answer 0 for yes.
+#pragma once
+
+#include <cstdint>
+
+#include "readBuffer.h"
+#include "resultCode.h"
+#include "sha1.h"
+
+// Bytes of the read buffer that a call puts in front of a file, a slice or a run of zeros.
+inline constexpr uint32_t kReadBufferSize = 200;
+
+struct Stream {
+  void* handle;
+  KmhashFileCallbacks callbacks;
+  ReadBuffer readBuffer;
+  SHA1Context contentSha1;
+  SHA1Context metaSha1;
+  uint64_t fileSize;         // what the stream believes; a slice overwrites it
+  uint64_t currentPosition;  // offset of the next byte to be delivered
+  int32_t hashMode;          // KMHASH_MODE_*
+  uint32_t nestingDepth;     // reentrant calls that are active
+};
+
+inline constexpr int kSeekAbsolute = 0;
+inline constexpr int kSeekRelative = 1;
+
+// Installs a table, or the built-in callbacks when it is null. 1 when an entry of the table is null.
+int c_init_callback(Stream* stream, const KmhashFileCallbacks* table);
+int c_open(Stream* stream, const char* path);
+int c_is_open(const Stream* stream);
+void c_close(Stream* stream);
+int c_fsize(Stream* stream, const char* path);
+
+uint64_t c_get_file_size(const Stream* stream);
+void c_set_file_size(Stream* stream, uint64_t size);
+uint64_t c_ftell(const Stream* stream);
+
+// Clamped to the file size.
+void c_set_file_current_file_pos(Stream* stream, uint64_t position);
+
+// 1 when position is below the file size, else 0.
+int c_is_valid_file_pos(const Stream* stream, uint64_t position);
+
+// Reads past the buffer, straight from the callback; does not move the current position. Returns the bytes read.
+uint32_t c_read(Stream* stream, void* buffer, uint32_t count);
+
+// Reads from the buffer first, then from the callback. Returns the bytes read, fewer than count at the end.
+uint32_t c_hybrid_read(Stream* stream, void* buffer, uint32_t count);
+
+// 0, HASHCREATE_SEEK_ERROR (backwards outside the buffer, past the file size, unknown whence), HASHCREATE_READ_ERROR
+// (refused by the buffer) or the seek callback's own answer.
+ResultCode c_hybrid_seek(Stream* stream, uint64_t offset, int whence);
+
+// Buffers the next bytes, up to size, in storage, which must live until the buffer is loaded again. Does nothing when
+// they are buffered already. 0, HASHCREATE_REACH_EOF, HASHCREATE_INVALID_PARAM (position past the end), or a read's
+// code.
+ResultCode c_set_buffer(Stream* stream, uint8_t* storage, uint32_t size);
+
+// c_hybrid_read and c_hybrid_seek with results as codes: 0 when all of count was read, else errno when the C library
+// set it, else HASHCREATE_READ_ERROR; for a seek HASHCREATE_SEEK_ERROR likewise, also for a negative offset.
+ResultCode callbackRead(Stream* stream, void* buffer, uint32_t count);
+ResultCode callbackSeek(Stream* stream, int64_t offset, int whence);
+
+// The built-in callbacks, over the file system.
+extern const KmhashFileCallbacks kBuiltInCallbacks;

@@ -1,0 +1,209 @@
+/* kmhash: identity hashes of media files.
+ *
+ * Copyright 2026 the kmhash authors. SPDX-License-Identifier: Apache-2.0
+ *
+ * A hash names the media inside a file: two SHA-1 digests (FIPS 180-1), one over the payload ("content") and one
+ * over chosen header fields ("meta"), and four labels. Tags, captions and covers can be edited without changing it.
+ *
+ * Conventions, for every function below
+ *
+ * 1. Results. Every function returns an int: HASHCREATE_SUCCESS (0) or a value of its own that is not negative, or one
+ *    of the negative HASHCREATE_* codes. No other negative value is ever returned. Each function lists its codes; the
+ *    codes that come from reading a file are listed once, at createHashEx.
+ * 2. Hash text. 128 ASCII characters and a NUL, so an output buffer has at least KMHASH_TEXT_SIZE (129) bytes.
+ *    Positions within the text:
+ *        0   8 decimal digits   algorithm version, major (4) and minor (4)
+ *        8  10 hex digits       file type, 5 bytes ("PHOTO", "VIDEO", "AUDIO", "UNKWN")
+ *       18  40 hex digits       content digest
+ *       58  40 hex digits       meta digest
+ *       98  16 hex digits       format type, 8 bytes, padded with zero bytes
+ *      114   2 hex digits       algorithm id
+ *      116  12 zeros            filler
+ *    Hex digits are upper case. A few degenerate files (an ID3 tag with nothing after it, a TIFF without a directory)
+ *    succeed without labels: the characters of a label that was never set are NUL. Store all 128 bytes.
+ *    A text handed in is read up to its NUL or to character 127, whichever comes first.
+ * 3. Failure. The output buffer is written on success only; on failure it is left untouched.
+ * 4. Ownership. The library keeps no pointer beyond the call and frees nothing that it was given. Texts and tables
+ *    passed in stay the caller's. Nothing is returned that must be freed.
+ * 5. Threads. There is no shared state: every function may run on any number of threads at once. The callbacks run on
+ *    the calling thread, within the call.
+ * 6. Paths. A path is handed unchanged to the open and size callbacks. With the built-in callbacks (a null table) it
+ *    is a file name as the C library's fopen takes it; with callbacks of your own it is whatever they take it for.
+ * 7. Limits. Payloads of 16384 bytes and more are as a rule sampled: the hash identifies media, it does not prove that
+ *    every byte is intact. SHA-1 serves identity here, not security.
+ */
+#ifndef KMHASH_H
+#define KMHASH_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#if defined(__GNUC__)
+#define KMHASH_API __attribute__((visibility("default")))
+#else
+#define KMHASH_API
+#endif
+
+/* ---- Constants ---------------------------------------------------------------------------------------------- */
+
+/* Bytes of a hash text with its NUL: the least size of an output buffer. */
+#define KMHASH_TEXT_SIZE 129
+
+/* Result codes. */
+enum {
+  HASHCREATE_SUCCESS = 0,
+  HASHCREATE_FILE_NOTFOUND = -1,      /* the open callback gave no handle */
+  HASHCREATE_BUFFER_ERROR = -2,       /* reserved, never returned */
+  HASHCREATE_FORMAT_ERROR = -3,       /* recognised, but its structure breaks the format's rules */
+  HASHCREATE_PARAM_ERROR = -4,        /* reserved, never returned */
+  HASHCREATE_READ_ERROR = -5,         /* fewer bytes than the structure promises: truncated, or the source gave up */
+  HASHCREATE_SEEK_ERROR = -6,         /* a position outside the file, or behind what can be read again */
+  HASHCREATE_NULLCHK_ERROR = -7,      /* reserved, never returned */
+  HASHCREATE_SHA1_ERROR = -8,         /* a digest could not be finished */
+  HASHCREATE_NON_SUPPORTED = -9,      /* empty, or of no supported format */
+  HASHCREATE_INVALID_PARAM = -10,     /* an argument is null, too small or unknown */
+  HASHCREATE_INVALID_HASH = -11,      /* the text is no hash text */
+  HASHCREATE_REACH_EOF = -12,         /* the file ended where its structure goes on */
+  HASHCREATE_BROKEN_CONTENT = -13,    /* a later image of a multi-picture file is broken */
+  HASHCREATE_MEM_ALLOC_ERROR = -14,   /* out of memory, or a size field that no such object can have */
+  HASHCREATE_ERROR = -255             /* any other failure, such as an I/O error that the system reported */
+};
+
+/* Difference flags of compareHash and compareBetweenHash; a result is a sum of them. */
+enum {
+  KMHASH_DIFFERENT_CONTENT = 1,   /* content digests */
+  KMHASH_DIFFERENT_META = 2,      /* meta digests */
+  KMHASH_DIFFERENT_FORMAT = 4,    /* first four characters of the format types */
+  KMHASH_DIFFERENT_VERSION = 8,   /* algorithm versions */
+  KMHASH_DIFFERENT_ALGORITHM = 16 /* algorithm ids */
+};
+
+/* Modes of createHashEx. Any other value works as KMHASH_MODE_NORMAL up to 0, and as KMHASH_MODE_IDENTIFY from 3. */
+enum {
+  KMHASH_MODE_NORMAL = 0,  /* recognise the format, hash the media */
+  KMHASH_MODE_QUICK = 1,   /* hash the file's size and (sampled) bytes, whatever its format */
+  KMHASH_MODE_IDENTIFY = 2 /* recognise the format and set the labels; the digests are meaningless */
+};
+
+/* Algorithm ids, as hash texts carry them. */
+enum {
+  KMHASH_ALGORITHM_JPEG = 1,
+  KMHASH_ALGORITHM_MPO = 2,
+  KMHASH_ALGORITHM_PNG = 3,
+  KMHASH_ALGORITHM_BMP = 4,
+  KMHASH_ALGORITHM_GIF = 5,
+  KMHASH_ALGORITHM_TIFF = 6,
+  KMHASH_ALGORITHM_RAW = 7, /* camera raw file built on TIFF, hashed through its JPEG preview */
+  KMHASH_ALGORITHM_MP4 = 8,
+  KMHASH_ALGORITHM_ASF = 9,
+  KMHASH_ALGORITHM_MPEG = 10,   /* MPEG program stream */
+  KMHASH_ALGORITHM_RIFF = 11,   /* AVI and WAVE */
+  KMHASH_ALGORITHM_MPEG2TS = 12,
+  KMHASH_ALGORITHM_MP3 = 13,
+  KMHASH_ALGORITHM_FLAC = 14,
+  KMHASH_ALGORITHM_QUICK = 255
+};
+
+/* ---- File callbacks ----------------------------------------------------------------------------------------- */
+
+/* Where the bytes come from. All five entries must be set. A call uses them in this order: open once, size once, then
+ * read and seek in any number, close once; close is called exactly when open gave a handle, also on every failure.
+ * The source is only ever moved forward, so a network or pipe stream of known size will do. */
+typedef struct KmhashFileCallbacks {
+  /* Opens what path designates. Returns a handle of the caller's choosing, or null on failure. */
+  void* (*open)(const char* path);
+
+  /* Reads up to count bytes at the current position into buffer and moves past them. Returns how many were read (never
+   * more than count); fewer than count makes the library ask again for the rest, 0 means that nothing more will come.
+   * It may be called with a count of 0. A failure that leaves errno non-zero is reported as HASHCREATE_ERROR, or as
+   * HASHCREATE_SEEK_ERROR when errno is one of a failing seek's (ENXIO, EBADF, EINVAL, ESPIPE, EOVERFLOW). */
+  uint32_t (*read)(void* buffer, uint32_t count, void* handle);
+
+  /* Moves the current position by offset bytes, 1 or more; whence is always 1 (relative). Returns 0 on success; any
+   * other value fails the call with the code that errno, when set, has at read, else with HASHCREATE_SEEK_ERROR. */
+  int (*seek)(int64_t offset, int whence, void* handle);
+
+  /* Releases the handle. */
+  void (*close)(void* handle);
+
+  /* Returns the size in bytes of what path designates and handle holds open, or -255 on failure. Any other value is
+   * taken as the size, unsigned. */
+  int64_t (*size)(const char* path, void* handle);
+} KmhashFileCallbacks;
+
+/* ---- Hashing a file ----------------------------------------------------------------------------------------- */
+
+/* Hashes one file.
+ *   path       what to open (convention 6)
+ *   out        receives the hash text; exactly 129 bytes are written, what follows is left as it is
+ *   outSize    size of out in bytes, at least KMHASH_TEXT_SIZE
+ *   callbacks  a table, or null for the built-in callbacks
+ *   mode       one of KMHASH_MODE_*
+ * Returns
+ *   HASHCREATE_SUCCESS
+ *   HASHCREATE_INVALID_PARAM    path or out is null, outSize is below 129, an entry of the table is null (all found
+ *                               before anything is opened), the size callback failed, or a multi-picture file has so
+ *                               many images that its data cannot be sampled
+ *   HASHCREATE_FILE_NOTFOUND    the open callback failed
+ *   HASHCREATE_NON_SUPPORTED    the file is empty, of no supported format, or nothing but zero bytes
+ *   HASHCREATE_FORMAT_ERROR, HASHCREATE_READ_ERROR, HASHCREATE_SEEK_ERROR, HASHCREATE_REACH_EOF,
+ *   HASHCREATE_BROKEN_CONTENT, HASHCREATE_MEM_ALLOC_ERROR, HASHCREATE_SHA1_ERROR, HASHCREATE_ERROR
+ *                               as described at the codes */
+KMHASH_API int createHashEx(const char* path, char* out, uint32_t outSize, const KmhashFileCallbacks* callbacks,
+                            int32_t mode);
+
+/* createHashEx in normal mode. */
+KMHASH_API int createHash(const char* path, char* out, uint32_t outSize, const KmhashFileCallbacks* callbacks);
+
+/* createHashEx in quick mode: never looks at the format, so it has no HASHCREATE_NON_SUPPORTED but for an empty file,
+ * and no HASHCREATE_FORMAT_ERROR. */
+KMHASH_API int createQuickFileHash(const char* path, char* out, uint32_t outSize,
+                                   const KmhashFileCallbacks* callbacks);
+
+/* Recognises a file's format without hashing its payload. Returns the algorithm id (KMHASH_ALGORITHM_*, 1 to 14; 0 for
+ * a file that succeeds without labels, see convention 2), HASHCREATE_INVALID_HASH for such a file when it leaves no
+ * version, or a failure of createHashEx. */
+KMHASH_API int getAlgorithmId(const char* path, const KmhashFileCallbacks* callbacks);
+
+/* ---- Comparing ---------------------------------------------------------------------------------------------- */
+
+/* Hashes the file again, in quick mode when the stored hash is a quick one and in normal mode otherwise, and compares.
+ * Returns the difference flags (0: the same media), HASHCREATE_INVALID_HASH when storedHash is no hash text,
+ * HASHCREATE_INVALID_PARAM when it is null, or a failure of createHashEx. */
+KMHASH_API int compareHash(const char* path, const char* storedHash, const KmhashFileCallbacks* callbacks);
+
+/* Compares two hash texts. The file types are not compared. Returns the difference flags, HASHCREATE_INVALID_PARAM when
+ * a text is null, or HASHCREATE_INVALID_HASH when one is no hash text. */
+KMHASH_API int compareBetweenHash(const char* hashA, const char* hashB);
+
+/* ---- Reading a hash text ------------------------------------------------------------------------------------- */
+
+/* Algorithm id, 0 to 255; major version, 0 to 9999; minor version, 0 to 9999. A text is a hash when its first eight
+ * characters are decimal digits; nothing else is checked, and a digit that is no hex digit counts as 0. Return
+ * HASHCREATE_INVALID_HASH when the text is no hash, HASHCREATE_INVALID_PARAM when it is null. */
+KMHASH_API int getAlgorithmIdFromHash(const char* hash);
+KMHASH_API int getAlgorithmMajorVersionFromHash(const char* hash);
+KMHASH_API int getAlgorithmMinorVersionFromHash(const char* hash);
+
+/* ---- Versions ----------------------------------------------------------------------------------------------- */
+
+/* The version that new hashes of an algorithm carry. Return HASHCREATE_INVALID_PARAM for an id that no format analyzer
+ * owns, KMHASH_ALGORITHM_QUICK included. */
+KMHASH_API int getAlgorithmMajorVersion(uint32_t algorithmId);
+KMHASH_API int getAlgorithmMinorVersion(uint32_t algorithmId);
+
+/* The library's own version, 5 and 3. */
+KMHASH_API int getLibraryMajorVersion(void);
+KMHASH_API int getLibraryMinorVersion(void);
+
+/* Number of format analyzers in this build. */
+extern KMHASH_API const int32_t SUPPORTED_FORMAT_NUM;
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

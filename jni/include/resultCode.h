@@ -1,0 +1,11 @@
+// Result codes inside the library: the public codes of kmhash.h, and what never leaves the dispatcher.
+#pragma once
+
+#include <cstdint>
+
+#include "kmhash.h"
+
+using ResultCode = int;
+
+// An analyzer's answer to a file that is not of its format.
+inline constexpr ResultCode kNotThisFormat = -100;

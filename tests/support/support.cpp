@@ -1,0 +1,250 @@
+#include "support.h"
+
+#include <gtest/gtest.h>
+#include <openssl/evp.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace support {
+
+// ---- Bytes ----
+
+Bytes& Bytes::text(std::string_view characters) {
+  insert(end(), characters.begin(), characters.end());
+  return *this;
+}
+Bytes& Bytes::add(const std::vector<uint8_t>& other) {
+  const std::vector<uint8_t> copy = other;  // other may be *this
+  insert(end(), copy.begin(), copy.end());
+  return *this;
+}
+Bytes& Bytes::fill(size_t count, uint8_t value) {
+  insert(end(), count, value);
+  return *this;
+}
+Bytes& Bytes::pattern(size_t count, uint8_t seed) {
+  uint32_t state = seed;
+  for (size_t i = 0; i < count; ++i) {
+    state = state * 1664525u + 1013904223u;
+    push_back(static_cast<uint8_t>(state >> 24));
+  }
+  return *this;
+}
+Bytes& Bytes::number(uint64_t value, int size, bool bigEndian) {
+  for (int i = 0; i < size; ++i) {
+    const int shift = 8 * (bigEndian ? size - 1 - i : i);
+    push_back(static_cast<uint8_t>(value >> shift));
+  }
+  return *this;
+}
+Bytes& Bytes::u8(unsigned value) { return number(value, 1, true); }
+Bytes& Bytes::u16be(unsigned value) { return number(value, 2, true); }
+Bytes& Bytes::u16le(unsigned value) { return number(value, 2, false); }
+Bytes& Bytes::u24be(uint32_t value) { return number(value, 3, true); }
+Bytes& Bytes::u32be(uint32_t value) { return number(value, 4, true); }
+Bytes& Bytes::u32le(uint32_t value) { return number(value, 4, false); }
+Bytes& Bytes::u64be(uint64_t value) { return number(value, 8, true); }
+Bytes& Bytes::u64le(uint64_t value) { return number(value, 8, false); }
+
+Bytes Bytes::part(size_t offset, size_t count) const {
+  const size_t from = std::min(offset, size());
+  const size_t to = from + std::min(count, size() - from);
+  return Bytes(begin() + static_cast<std::ptrdiff_t>(from), begin() + static_cast<std::ptrdiff_t>(to));
+}
+Bytes operator+(Bytes left, const Bytes& right) { return left.add(right); }
+
+// ---- Expected digests ----
+
+std::string sha1Hex(const Bytes& bytes) {
+  unsigned char digest[20];
+  EVP_Digest(bytes.data(), bytes.size(), digest, nullptr, EVP_sha1(), nullptr);
+  std::string hex;
+  for (const unsigned char byte : digest) {
+    char pair[3];
+    std::snprintf(pair, sizeof(pair), "%02X", byte);
+    hex += pair;
+  }
+  return hex;
+}
+
+Bytes sampled(const Bytes& range, uint64_t threshold) {
+  if (range.size() < threshold) return range;
+  const uint64_t chunk = threshold / 100;
+  const uint64_t count = threshold / chunk;
+  Bytes samples;
+  for (uint64_t i = 0; i < count; ++i) samples.add(range.part(range.size() / count * i, chunk));
+  return samples;
+}
+
+// ---- A file in memory ----
+
+std::ostream& operator<<(std::ostream& out, const Call& call) {
+  return out << call.kind << '(' << call.amount << ',' << call.whence << ')';
+}
+
+namespace {
+
+MemoryFile& fileOf(const void* handle) { return *const_cast<MemoryFile*>(static_cast<const MemoryFile*>(handle)); }
+
+void* openMemory(const char* path) {
+  MemoryFile& file = fileOf(path);
+  file.calls.push_back({"open"});
+  if (file.openFails) return nullptr;
+  file.opened++;
+  return &file;
+}
+
+uint32_t readMemory(void* buffer, uint32_t count, void* handle) {
+  MemoryFile& file = fileOf(handle);
+  file.calls.push_back({"read", count});
+  uint64_t most = std::min(count, file.mostPerRead);
+  if (++file.reads == file.failingRead) {
+    errno = file.failingErrno;
+    most = std::min<uint64_t>(count, file.failingReadDelivers);
+  } else if (file.failingRead != 0 && file.reads == file.failingRead + 1) {
+    return 0;  // a source that gave up does not come back when asked for the rest
+  }
+  const Bytes piece = file.bytes.part(file.position, most);
+  if (!piece.empty()) std::memcpy(buffer, piece.data(), piece.size());
+  file.position += piece.size();
+  return static_cast<uint32_t>(piece.size());
+}
+
+int seekMemory(int64_t offset, int whence, void* handle) {
+  MemoryFile& file = fileOf(handle);
+  file.calls.push_back({"seek", offset, whence});
+  if (++file.seeks == file.failingSeek) {
+    errno = file.failingErrno;
+    return -1;
+  }
+  file.position += static_cast<uint64_t>(offset);
+  return 0;
+}
+
+void closeMemory(void* handle) {
+  fileOf(handle).calls.push_back({"close"});
+  fileOf(handle).closed++;
+}
+
+int64_t sizeOfMemory(const char* path, void*) {
+  fileOf(path).calls.push_back({"size"});
+  return fileOf(path).statedSize;
+}
+
+bool isPublicCode(int code) { return code == HASHCREATE_ERROR || (code >= -14 && code <= 0); }
+
+void expectCleanEnd(MemoryFile& file, int32_t mode, const std::string& what) {
+  file.opened = file.closed = 0;
+  const HashText hash = hashOf(file, mode);
+  EXPECT_TRUE(isPublicCode(hash.code)) << what << ": " << hash.code;
+  EXPECT_EQ(file.opened, file.closed) << what;
+}
+
+}  // namespace
+
+const KmhashFileCallbacks* callbacks() {
+  static const KmhashFileCallbacks table = {openMemory, readMemory, seekMemory, closeMemory, sizeOfMemory};
+  return &table;
+}
+
+// ---- Hash texts ----
+
+int HashText::algorithmId() const {
+  const std::string digits = field(114, 2);
+  return digits.empty() ? -1 : static_cast<int>(std::strtol(digits.c_str(), nullptr, 16));
+}
+
+std::string HashText::label(size_t offset, size_t count) const {
+  const std::string digits = field(offset, count);
+  std::string decoded;
+  for (size_t i = 0; i + 1 < digits.size(); i += 2) {
+    decoded += static_cast<char>(std::strtol(digits.substr(i, 2).c_str(), nullptr, 16));
+  }
+  return decoded.substr(0, decoded.find_last_not_of('\0') + 1);
+}
+
+HashText hashOf(MemoryFile& file, int32_t mode) {
+  constexpr char kUntouched = '\x7e';
+  std::string out(KMHASH_TEXT_SIZE + 3, kUntouched);
+  HashText hash;
+  hash.code = createHashEx(file.path(), out.data(), KMHASH_TEXT_SIZE, callbacks(), mode);
+  if (hash.code == HASHCREATE_SUCCESS) {
+    EXPECT_EQ(out.substr(128), std::string(1, '\0') + std::string(3, kUntouched));
+    hash.text = out.substr(0, 128);
+  } else {
+    EXPECT_EQ(out, std::string(out.size(), kUntouched)) << "output touched on failure " << hash.code;
+  }
+  return hash;
+}
+
+HashText hashOf(const Bytes& bytes, int32_t mode) {
+  MemoryFile file(bytes);
+  return hashOf(file, mode);
+}
+
+int identify(const Bytes& bytes) {
+  MemoryFile file(bytes);
+  return getAlgorithmId(file.path(), callbacks());
+}
+
+void expectHash(const Bytes& file, int algorithmId, std::string_view formatType, std::string_view fileType,
+                const Bytes& content, const Bytes& meta) {
+  const HashText hash = hashOf(file);
+  ASSERT_EQ(hash.code, HASHCREATE_SUCCESS);
+  EXPECT_EQ(hash.algorithmId(), algorithmId);
+  EXPECT_EQ(hash.version(), "00030000");
+  EXPECT_EQ(hash.formatType(), formatType);
+  EXPECT_EQ(hash.fileType(), fileType);
+  EXPECT_EQ(hash.content(), sha1Hex(content));
+  EXPECT_EQ(hash.meta(), sha1Hex(meta));
+}
+
+void expectSurvivesDamage(const Bytes& bytes) {
+  const HashText whole = hashOf(bytes);
+  for (const uint32_t most : {1u, 2u, 199u, 200u, 201u}) {
+    MemoryFile file(bytes);
+    file.mostPerRead = most;
+    EXPECT_EQ(hashOf(file).text, whole.text) << most << " bytes a read";
+  }
+  for (const int32_t mode : {KMHASH_MODE_NORMAL, KMHASH_MODE_IDENTIFY}) {
+    MemoryFile file(bytes);
+    for (size_t length = 0; length < bytes.size(); ++length) {
+      file = MemoryFile(bytes.part(0, length));
+      expectCleanEnd(file, mode, "prefix of " + std::to_string(length));
+    }
+    for (size_t at = 0; at < bytes.size(); ++at) {
+      for (const int damaged : {0x00, 0xFF, ~bytes[at] & 0xFF}) {
+        file = MemoryFile(bytes);
+        file.bytes[at] = static_cast<uint8_t>(damaged);
+        expectCleanEnd(file, mode, "byte " + std::to_string(at) + " = " + std::to_string(damaged));
+      }
+    }
+  }
+}
+
+void expectSurvivesFaults(const Bytes& bytes) {
+  MemoryFile sound(bytes);
+  hashOf(sound);
+  for (const int error : {0, EIO, EINVAL}) {
+    for (int n = 1; n <= sound.reads; ++n) {
+      for (const uint32_t delivers : {0u, 1u}) {
+        MemoryFile file(bytes);
+        file.failingRead = n;
+        file.failingReadDelivers = delivers;
+        file.failingErrno = error;
+        expectCleanEnd(file, KMHASH_MODE_NORMAL, "read " + std::to_string(n));
+      }
+    }
+    for (int n = 1; n <= sound.seeks; ++n) {
+      MemoryFile file(bytes);
+      file.failingSeek = n;
+      file.failingErrno = error;
+      expectCleanEnd(file, KMHASH_MODE_NORMAL, "seek " + std::to_string(n));
+    }
+  }
+}
+
+}  // namespace support

@@ -1,0 +1,115 @@
+// What the tests of the library share: bytes built readably, a file in memory that records and disturbs the callbacks'
+// calls, hash texts taken apart, and expected digests computed without the library.
+#pragma once
+
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "kmhash.h"
+
+namespace support {
+
+// ---- Bytes ----
+
+class Bytes : public std::vector<uint8_t> {
+ public:
+  using std::vector<uint8_t>::vector;
+
+  Bytes& text(std::string_view characters);  // the characters, no NUL
+  Bytes& add(const std::vector<uint8_t>& other);
+  Bytes& fill(size_t count, uint8_t value);
+  Bytes& pattern(size_t count, uint8_t seed = 1);  // no two neighbouring stretches alike
+  Bytes& u8(unsigned value);
+  Bytes& u16be(unsigned value);
+  Bytes& u16le(unsigned value);
+  Bytes& u24be(uint32_t value);
+  Bytes& u32be(uint32_t value);
+  Bytes& u32le(uint32_t value);
+  Bytes& u64be(uint64_t value);
+  Bytes& u64le(uint64_t value);
+  Bytes part(size_t offset, size_t count = SIZE_MAX) const;  // cut to what is there
+
+ private:
+  Bytes& number(uint64_t value, int size, bool bigEndian);
+};
+
+Bytes operator+(Bytes left, const Bytes& right);
+
+// ---- Expected digests, computed by another implementation of SHA-1 ----
+
+std::string sha1Hex(const Bytes& bytes);  // 40 upper-case digits
+
+// What the sampling rule takes of a range: all of it below the threshold, else threshold / (threshold / 100) samples of
+// threshold / 100 bytes each.
+Bytes sampled(const Bytes& range, uint64_t threshold = 16384);
+
+// ---- A file in memory ----
+
+struct Call {
+  std::string kind;    // "open", "size", "read", "seek", "close"
+  int64_t amount = 0;  // read: count asked for; seek: offset
+  int whence = 0;      // seek only
+  bool operator==(const Call&) const = default;
+};
+std::ostream& operator<<(std::ostream& out, const Call& call);
+
+struct MemoryFile {
+  explicit MemoryFile(Bytes content) : bytes(std::move(content)), statedSize(static_cast<int64_t>(bytes.size())) {}
+
+  Bytes bytes;
+  int64_t statedSize;                 // what the size callback answers
+  uint32_t mostPerRead = UINT32_MAX;  // bytes that one read call delivers at most
+  int failingRead = 0;                // the n-th read from 1 on delivers failingReadDelivers bytes; 0: none
+  uint32_t failingReadDelivers = 0;
+  int failingSeek = 0;   // the n-th seek answers -1; 0: none
+  int failingErrno = 0;  // errno left behind by a failing call
+  bool openFails = false;
+
+  uint64_t position = 0;
+  int opened = 0, closed = 0, reads = 0, seeks = 0;
+  std::vector<Call> calls;
+
+  // The path that makes callbacks() work on this file.
+  const char* path() const { return reinterpret_cast<const char*>(this); }
+};
+const KmhashFileCallbacks* callbacks();
+
+// ---- Hash texts ----
+
+struct HashText {
+  int code = 0;      // result code; the fields below are empty unless it is 0
+  std::string text;  // 128 characters, NULs included
+
+  std::string version() const { return field(0, 8); }
+  std::string fileType() const { return label(8, 10); }  // padding removed
+  std::string content() const { return field(18, 40); }
+  std::string meta() const { return field(58, 40); }
+  std::string formatType() const { return label(98, 16); }
+  int algorithmId() const;
+
+ private:
+  std::string field(size_t offset, size_t count) const { return text.size() < 128 ? "" : text.substr(offset, count); }
+  std::string label(size_t offset, size_t count) const;
+};
+
+HashText hashOf(const Bytes& file, int32_t mode = KMHASH_MODE_NORMAL);
+HashText hashOf(MemoryFile& file, int32_t mode = KMHASH_MODE_NORMAL);
+int identify(const Bytes& file);  // getAlgorithmId
+
+// Succeeds when the hash is of this algorithm with these labels and the digests of these bytes.
+void expectHash(const Bytes& file, int algorithmId, std::string_view formatType, std::string_view fileType,
+                const Bytes& content, const Bytes& meta);
+
+// What every format must stand: each prefix, each byte set to 0x00, to 0xFF and inverted, all in normal and identify
+// mode, and reads of 1, 2, 199, 200 and 201 bytes. Checks that the answer is a public result code, that a failure
+// leaves the output untouched, that the file is closed, and that the size of reads changes nothing.
+void expectSurvivesDamage(const Bytes& file);
+
+// For every n, the n-th read delivers nothing or half, and the n-th seek fails, with and without errno: the answer is a
+// public failure (or 0 where the format forgives), and the file is closed.
+void expectSurvivesFaults(const Bytes& file);
+
+}  // namespace support
