@@ -163,9 +163,8 @@ KMHASH_API int createHash(const char* path, char* out, uint32_t outSize, const K
 KMHASH_API int createQuickFileHash(const char* path, char* out, uint32_t outSize,
                                    const KmhashFileCallbacks* callbacks);
 
-/* Recognises a file's format without hashing its payload. Returns the algorithm id (KMHASH_ALGORITHM_*, 1 to 14; 0 for
- * a file that succeeds without labels, see convention 2), HASHCREATE_INVALID_HASH for such a file when it leaves no
- * version, or a failure of createHashEx. */
+/* Recognises a file's format without hashing its payload. Returns the algorithm id (KMHASH_ALGORITHM_*, 1 to 14),
+ * HASHCREATE_INVALID_HASH for a file that succeeds without labels (convention 2), or a failure of createHashEx. */
 KMHASH_API int getAlgorithmId(const char* path, const KmhashFileCallbacks* callbacks);
 
 /* ---- Comparing ---------------------------------------------------------------------------------------------- */

@@ -1,0 +1,130 @@
+// The built-in callbacks: a file of the file system, read by position so that a seek costs no system call.
+//
+// A read that goes on where the last one ended is a walk or a whole range: it fetches ahead, twice as far each time. A
+// read that jumps far is a sample and fetches what was asked for, or a header field and fetches its surroundings.
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <limits>
+#include <new>
+
+#include "fileStream.h"
+
+namespace {
+
+constexpr uint32_t kBufferSize = 32768;
+constexpr uint32_t kFirstFetch = 4096;   // of a file too large to be fetched whole at once
+constexpr uint32_t kWholeFetch = 16384;  // a file up to this size is fetched in one go
+constexpr uint32_t kFieldSize = 32;      // a jump to a read of at most this many bytes is to a header field
+constexpr uint32_t kFieldFetch = 512;
+constexpr uint64_t kNear = 1024;  // a jump ahead no longer than this is cheaper read than made
+
+struct File {
+  int descriptor;
+  int64_t size;          // when it was asked for
+  uint64_t position;     // of the next byte to deliver
+  uint64_t bufferStart;  // file offset of buffer[0]
+  uint32_t bufferLength;
+  uint32_t lastFetch;  // how many bytes the last fetch asked for
+  uint8_t buffer[kBufferSize];
+};
+
+// As many of count bytes as there are; errno is set only when the system reports a failure.
+uint32_t readAt(const File* file, void* destination, uint32_t count, uint64_t position) {
+  if (position > static_cast<uint64_t>(std::numeric_limits<off_t>::max())) return 0;
+  for (;;) {
+    const ssize_t n = ::pread(file->descriptor, destination, count, static_cast<off_t>(position));
+    if (n >= 0) return static_cast<uint32_t>(n);
+    if (errno != EINTR) return 0;
+  }
+}
+
+uint32_t fetchSize(const File* file, uint32_t count) {
+  if (file->lastFetch == 0) return file->size <= kWholeFetch ? kWholeFetch : kFirstFetch;
+  const uint64_t bufferEnd = file->bufferStart + file->bufferLength;
+  const bool goesOn = file->position >= bufferEnd && file->position - bufferEnd <= kNear;
+  if (goesOn)
+    return static_cast<uint32_t>(std::min<uint64_t>(2 * std::max<uint64_t>(file->lastFetch, count), kBufferSize));
+  return count <= kFieldSize ? kFieldFetch : count;
+}
+
+// Delivers from the buffer what it holds of the current position.
+uint32_t takeBuffered(File* file, uint8_t* destination, uint32_t count) {
+  if (file->position < file->bufferStart || file->position - file->bufferStart >= file->bufferLength) return 0;
+  const uint32_t offset = static_cast<uint32_t>(file->position - file->bufferStart);
+  const uint32_t taken = std::min(count, file->bufferLength - offset);
+  std::memcpy(destination, file->buffer + offset, taken);
+  file->position += taken;
+  return taken;
+}
+
+void* open_impl(const char* path) {
+  // A pipe without a writer must not hang the open; regular files do not know the flag.
+  const int descriptor = ::open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+  if (descriptor < 0) return nullptr;
+  File* file = new (std::nothrow) File;
+  if (file == nullptr) {
+    ::close(descriptor);
+    return nullptr;
+  }
+  file->descriptor = descriptor;
+  file->size = 0;
+  file->position = file->bufferStart = 0;
+  file->bufferLength = file->lastFetch = 0;
+  return file;
+}
+
+uint32_t read_impl(void* buffer, uint32_t count, void* handle) {
+  File* file = static_cast<File*>(handle);
+  uint8_t* destination = static_cast<uint8_t*>(buffer);
+  uint32_t done = takeBuffered(file, destination, count);
+  if (done == count) return done;
+
+  const uint32_t rest = count - done;
+  const uint32_t fetch = fetchSize(file, rest);
+  file->lastFetch = std::min(fetch, kBufferSize);
+  file->bufferStart = file->position;
+  if (rest >= fetch) {  // nothing to fetch ahead
+    const uint32_t n = readAt(file, destination + done, rest, file->position);
+    file->position += n;
+    file->bufferStart = file->position;
+    file->bufferLength = 0;
+    return done + n;
+  }
+  file->bufferLength = readAt(file, file->buffer, fetch, file->position);
+  return done + takeBuffered(file, destination + done, rest);
+}
+
+int seek_impl(int64_t offset, int whence, void* handle) {
+  File* file = static_cast<File*>(handle);
+  if (whence != SEEK_CUR || offset < 0) {
+    errno = EINVAL;
+    return -1;
+  }
+  file->position += static_cast<uint64_t>(offset);
+  return 0;
+}
+
+void close_impl(void* handle) {
+  File* file = static_cast<File*>(handle);
+  ::close(file->descriptor);
+  delete file;
+}
+
+int64_t fsize_impl(const char*, void* handle) {
+  constexpr int64_t kSizeFailed = -255;
+  File* file = static_cast<File*>(handle);
+  struct stat status;
+  if (::fstat(file->descriptor, &status) != 0) return kSizeFailed;
+  file->size = status.st_size;
+  return status.st_size;
+}
+
+}  // namespace
+
+const KmhashFileCallbacks kBuiltInCallbacks = {open_impl, read_impl, seek_impl, close_impl, fsize_impl};

@@ -1,0 +1,156 @@
+#include "readPrimitives.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+constexpr uint32_t kPieceSize = 1024;       // bytes read and fed at a time
+constexpr uint64_t kSamplesPerRange = 100;  // the sampling rule's divisor
+
+uint64_t valueOf(const uint8_t* bytes, uint32_t size, uint32_t order) {
+  uint64_t value = 0;
+  for (uint32_t i = 0; i < size; ++i) value = value << 8 | bytes[order == kBigEndian ? i : size - 1 - i];
+  return value;
+}
+
+template <typename Value>
+ResultCode readValue(Stream* stream, Value* destination, uint32_t order) {
+  uint8_t bytes[sizeof(Value)];
+  if (const ResultCode rc = callbackRead(stream, bytes, sizeof(bytes))) return rc;
+  *destination = static_cast<Value>(valueOf(bytes, sizeof(bytes), order));
+  return HASHCREATE_SUCCESS;
+}
+
+bool isIdentifying(const Stream* stream) { return stream->hashMode > KMHASH_MODE_QUICK; }
+
+// A size beyond the signed range becomes a negative offset, which the seek refuses.
+ResultCode passOver(Stream* stream, uint64_t size) {
+  return callbackSeek(stream, static_cast<int64_t>(size), kSeekRelative);
+}
+
+}  // namespace
+
+// ---- Integers ----
+
+uint16_t getUShort(const uint8_t* bytes, uint32_t available, uint32_t order) {
+  return available < 2 ? 0 : static_cast<uint16_t>(valueOf(bytes, 2, order));
+}
+
+uint32_t getULong(const uint8_t* bytes, uint32_t available, uint32_t order) {
+  return available < 4 ? 0 : static_cast<uint32_t>(valueOf(bytes, 4, order));
+}
+
+uint64_t getULongLong(const uint8_t* bytes, uint32_t available, uint32_t order) {
+  return available < 8 ? 0 : valueOf(bytes, 8, order);
+}
+
+ResultCode readUShort(Stream* stream, uint16_t* destination, uint32_t order) {
+  return readValue(stream, destination, order);
+}
+
+ResultCode readULong(Stream* stream, uint32_t* destination, uint32_t order) {
+  return readValue(stream, destination, order);
+}
+
+ResultCode readULongLong(Stream* stream, uint64_t* destination, uint32_t order) {
+  return readValue(stream, destination, order);
+}
+
+// ---- Feeding a byte range into a digest ----
+
+uint64_t actualDataSizeCorrection(const Stream* stream, uint64_t size) {
+  // A position past the end leaves a huge remainder: the range then fails at its first read.
+  return std::min(size, c_get_file_size(stream) - c_ftell(stream));
+}
+
+ResultCode split_read(Stream* stream, uint64_t size, uint32_t which) {
+  uint8_t piece[kPieceSize];
+  while (size > 0) {
+    const uint32_t length = static_cast<uint32_t>(std::min<uint64_t>(size, kPieceSize));
+    if (const ResultCode rc = callbackRead(stream, piece, length)) return rc;
+    dataInput(stream, piece, length, which);
+    size -= length;
+  }
+  return HASHCREATE_SUCCESS;
+}
+
+ResultCode input_actual_large_data(Stream* stream, uint64_t size, uint64_t threshold, uint32_t which) {
+  const uint64_t chunk = threshold / kSamplesPerRange;
+  if (chunk == 0) return HASHCREATE_INVALID_PARAM;
+  const uint64_t count = threshold / chunk;
+  const uint64_t end = c_ftell(stream) + size;
+  uint64_t gap = size / count - chunk;
+  for (uint64_t i = 0; i < count; ++i) {
+    if (const ResultCode rc = split_read(stream, chunk, which)) return rc;
+    if (i == count - 1) gap = end - c_ftell(stream);
+    if (gap == 0) continue;
+    if (const ResultCode rc = passOver(stream, gap)) return rc;
+  }
+  return HASHCREATE_SUCCESS;
+}
+
+ResultCode input_actual_data(Stream* stream, uint64_t size, uint64_t threshold, uint32_t which) {
+  return size < threshold ? split_read(stream, size, which) : input_actual_large_data(stream, size, threshold, which);
+}
+
+ResultCode inputActualData(Stream* stream, uint64_t size) { return inputActualDataEx(stream, size, kContentDigest); }
+
+ResultCode inputActualDataEx(Stream* stream, uint64_t size, uint32_t which) {
+  return inputActualDataWithSizeEx(stream, actualDataSizeCorrection(stream, size), kSamplingThreshold, which);
+}
+
+ResultCode inputActualDataWithSize(Stream* stream, uint64_t size, uint64_t threshold) {
+  return inputActualDataWithSizeEx(stream, size, threshold, kContentDigest);
+}
+
+ResultCode inputActualDataWithSizeEx(Stream* stream, uint64_t size, uint64_t threshold, uint32_t which) {
+  if (isIdentifying(stream)) return passOver(stream, size);
+  return input_actual_data(stream, size, threshold, which);
+}
+
+ResultCode inputSpecifiedData(Stream* stream, uint64_t size) {
+  return inputSpecifiedDataEx(stream, size, kContentDigest);
+}
+
+ResultCode inputSpecifiedDataEx(Stream* stream, uint64_t size, uint32_t which) {
+  if (isIdentifying(stream)) return passOver(stream, size);
+  return split_read(stream, size, which);
+}
+
+// ---- Zero bytes ----
+
+ResultCode kmhNullSkip(Stream* stream, uint8_t* storage, uint32_t size, uint32_t* skipped) {
+  *skipped = 0;
+  if (size == 0) return HASHCREATE_INVALID_PARAM;
+  for (;;) {
+    if (const ResultCode rc = c_set_buffer(stream, storage, size)) return rc;
+    if (get_read_buff_remain(&stream->readBuffer) == 0) return HASHCREATE_READ_ERROR;  // kept, but without bytes
+    while (get_read_buff_remain(&stream->readBuffer) > 0) {
+      const uint64_t position = c_ftell(stream);
+      uint8_t byte;
+      if (const ResultCode rc = callbackRead(stream, &byte, 1)) return rc;
+      if (byte != 0) return callbackSeek(stream, static_cast<int64_t>(position), kSeekAbsolute);
+      ++*skipped;
+    }
+  }
+}
+
+// ---- Four-character codes ----
+
+int fourCC2String(uint32_t code, char* destination, uint32_t size) {
+  constexpr uint32_t kLength = 4;
+  if (size <= kLength) return -1;
+  std::memset(destination, 0, size);
+  for (uint32_t i = 0; i < kLength; ++i) destination[i] = static_cast<char>(code >> (24 - 8 * i) & 0xFF);
+  const auto isPrintable = [](char c) { return c >= 0x20 && c <= 0x7E; };
+  return std::all_of(destination, destination + kLength, isPrintable) ? 0 : -2;
+}
+
+int string2FourCC(const char* text, uint32_t count, uint8_t* destination) {
+  if (text == nullptr || destination == nullptr || count < 4) return -1;
+  for (int i = 0; i < 4; ++i) destination[i] = static_cast<uint8_t>(text[3 - i]);
+  return 0;
+}
+
+int isUcharBitsON(uint8_t value, uint8_t mask) { return (value & mask) != 0 ? 1 : 0; }
