@@ -150,3 +150,15 @@ int releaseMakerAndModel(MakerAndModel* makerAndModel);
 // parseIFD of the Exif directory that table points to; kNoDirectory when the pointer's row is not valid.
 ResultCode getExifTags(Stream* stream, uint32_t order, const DirEntryInfo* table, DirEntryInfo* exifTable,
                        uint64_t limit);
+
+// ---- Camera raw ----
+
+// The version of a raw file's format, as its maker note tells it.
+struct Vr2Version {
+  uint32_t version;  // the four bytes as one number of the file's byte order
+  int16_t model;
+};
+
+// The version of a file that names its maker's software but has no version of its own: model 256 for one known camera,
+// else all ones. Hashes are made without it, so the labels of stored ones do not depend on the software text.
+void makeVr2Version(const MakerAndModel* makerAndModel, Vr2Version* vr2Version);
