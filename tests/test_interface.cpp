@@ -1,0 +1,265 @@
+// The public interface: arguments, results, hash texts, comparison, slices, the built-in callbacks, threads.
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "hashCreate.h"
+#include "openStream.h"
+
+using support::Bytes;
+using support::Call;
+using support::hashOf;
+using support::HashText;
+using support::MemoryFile;
+using support::OpenStream;
+
+namespace {
+
+constexpr char kHash[] =
+    "00030000"
+    "50484F544F"
+    "0123456789ABCDEF0123456789ABCDEF01234567"
+    "89ABCDEF0123456789ABCDEF0123456789ABCDEF"
+    "4A50454700000000"
+    "01"
+    "000000000000";
+
+std::string changedAt(size_t index, char to = 'F') {
+  std::string text = kHash;
+  text[index] = to;
+  return text;
+}
+
+TEST(Interface, QuickHashOfSizeAndBytes) {
+  const Bytes small = Bytes().pattern(300);
+  const Bytes large = Bytes().pattern(100'003);
+  for (const Bytes& file : {Bytes().u8('x'), small, large}) {
+    const HashText hash = hashOf(file, KMHASH_MODE_QUICK);
+    EXPECT_EQ(hash.text, "00030000554E4B574E" + support::sha1Hex(support::sampled(file)) +
+                             support::sha1Hex(Bytes().u64be(file.size())) + "515549434B000000FF000000000000");
+  }
+  MemoryFile file(small);
+  hashOf(file, KMHASH_MODE_QUICK);
+  EXPECT_EQ(file.calls, (std::vector<Call>{{"open"}, {"size"}, {"read", 200}, {"read", 100}, {"close"}}));
+}
+
+TEST(Interface, ArgumentsAndSourcesThatFail) {
+  char out[KMHASH_TEXT_SIZE] = "untouched";
+  MemoryFile file(Bytes().pattern(50));
+  KmhashFileCallbacks incomplete = *support::callbacks();
+  incomplete.seek = nullptr;
+  EXPECT_EQ(createQuickFileHash(file.path(), out, 128, support::callbacks()), HASHCREATE_INVALID_PARAM);
+  EXPECT_EQ(createQuickFileHash(nullptr, out, 129, support::callbacks()), HASHCREATE_INVALID_PARAM);
+  EXPECT_EQ(createQuickFileHash(file.path(), nullptr, 129, support::callbacks()), HASHCREATE_INVALID_PARAM);
+  EXPECT_EQ(createQuickFileHash(file.path(), out, 129, &incomplete), HASHCREATE_INVALID_PARAM);
+  EXPECT_EQ(file.calls, std::vector<Call>{});
+  EXPECT_STREQ(out, "untouched");
+
+  const auto codeOf = [](auto change) {
+    MemoryFile changed(Bytes().pattern(300));
+    change(changed);
+    const int code = hashOf(changed, KMHASH_MODE_QUICK).code;
+    EXPECT_EQ(changed.opened, changed.closed);
+    return code;
+  };
+  EXPECT_EQ(codeOf([](MemoryFile& f) { f.openFails = true; }), HASHCREATE_FILE_NOTFOUND);
+  EXPECT_EQ(codeOf([](MemoryFile& f) { f.statedSize = -255; }), HASHCREATE_INVALID_PARAM);
+  EXPECT_EQ(codeOf([](MemoryFile& f) { f.statedSize = 0; }), HASHCREATE_NON_SUPPORTED);
+  EXPECT_EQ(codeOf([](MemoryFile& f) { f.statedSize = -1; }), HASHCREATE_READ_ERROR);  // 2^64 - 1 bytes
+  EXPECT_EQ(codeOf([](MemoryFile& f) { f.failingRead = 1; }), HASHCREATE_READ_ERROR);
+  const auto failWith = [](int error) { return [error](MemoryFile& f) { f.failingRead = 2, f.failingErrno = error; }; };
+  EXPECT_EQ(codeOf(failWith(EIO)), HASHCREATE_ERROR);
+  EXPECT_EQ(codeOf(failWith(ESPIPE)), HASHCREATE_SEEK_ERROR);
+}
+
+TEST(Interface, OnlyPublicCodesLeave) {
+  for (const int code : {6, 9, 22, 29, 75}) EXPECT_EQ(convertError(code), HASHCREATE_SEEK_ERROR);
+  for (int code = -14; code <= 0; ++code) EXPECT_EQ(convertError(code), code);
+  for (const int code : {1, 5, 21, 100, -15, -100, -254, -255, -256, INT32_MIN, INT32_MAX}) {
+    EXPECT_EQ(convertError(code), HASHCREATE_ERROR) << code;
+  }
+}
+
+TEST(Interface, FilesThatNobodyClaims) {
+  EXPECT_EQ(hashOf(Bytes().text("plain text, no media")).code, HASHCREATE_NON_SUPPORTED);
+  EXPECT_EQ(hashOf(Bytes().fill(1000, 0)).code, HASHCREATE_NON_SUPPORTED);
+  EXPECT_EQ(hashOf(Bytes().fill(700, 0).text("plain text, no media")).code, HASHCREATE_NON_SUPPORTED);
+}
+
+TEST(HashText, ComparisonLooksAtTheseFieldsOnly) {
+  const struct {
+    size_t index;
+    int different;
+  } rows[] = {{0, -11}, {17, 0},  {18, 1},  {57, 1},   {58, 2},   {97, 2},  {98, 4},
+              {105, 4}, {106, 0}, {113, 0}, {114, 16}, {121, 16}, {122, 0}, {127, 0}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(compareBetweenHash(kHash, changedAt(row.index, 'E').c_str()), row.different) << row.index;
+  }
+  EXPECT_EQ(compareBetweenHash(kHash, changedAt(7, '9').c_str()), KMHASH_DIFFERENT_VERSION);
+  EXPECT_EQ(compareBetweenHash(kHash, "12345678"), 1 + 2 + 4 + 8 + 16);  // ends early
+  EXPECT_EQ(compareBetweenHash("00030000", "00030000"), 0);
+  EXPECT_EQ(compareBetweenHash(nullptr, kHash), HASHCREATE_INVALID_PARAM);
+  EXPECT_EQ(compareBetweenHash(kHash, "0003000"), HASHCREATE_INVALID_HASH);
+}
+
+TEST(HashText, FieldsRead) {
+  EXPECT_EQ(getAlgorithmIdFromHash(kHash), 1);
+  std::string text = changedAt(114, '0');
+  text[115] = 'e';
+  EXPECT_EQ(getAlgorithmIdFromHash(text.c_str()), 14);
+  EXPECT_EQ(getAlgorithmIdFromHash("00030000"), 0);
+  EXPECT_EQ(getAlgorithmIdFromHash("0003000X"), HASHCREATE_INVALID_HASH);
+  EXPECT_EQ(getAlgorithmIdFromHash(nullptr), HASHCREATE_INVALID_PARAM);
+  EXPECT_EQ(getAlgorithmMajorVersionFromHash("12345678 and more"), 1234);
+  EXPECT_EQ(getAlgorithmMinorVersionFromHash("12345678 and more"), 5678);
+
+  Labels labels = {};
+  setFileType(&labels, "AUDIO");
+  setFormatType(&labels, "a\xFFz");
+  char decoded[9];
+  EXPECT_EQ(getFormatTypeStr(&labels, decoded, 8), HASHCREATE_INVALID_PARAM);
+  EXPECT_EQ(getFormatTypeStr(&labels, decoded, 9), 0);
+  EXPECT_STREQ(decoded, "a\xFFz");
+  EXPECT_EQ(getFileTypeStr(&labels, decoded, 6), 0);
+  EXPECT_STREQ(decoded, "AUDIO");
+  EXPECT_EQ(hexStr2Str("414", 3, decoded, 9), HASHCREATE_INVALID_PARAM);
+  EXPECT_EQ(hexStr2Str("41\0"
+                       "4",
+                       4, decoded, 9),
+            HASHCREATE_INVALID_PARAM);
+}
+
+TEST(Interface, VersionsComeFromTheTable) {
+  EXPECT_EQ(SUPPORTED_FORMAT_NUM, 12);
+  for (uint32_t id = 1; id <= 14; ++id) {
+    EXPECT_EQ(getAlgorithmMajorVersion(id), 3) << id;
+    EXPECT_EQ(getAlgorithmMinorVersion(id), 0) << id;
+  }
+  for (const uint32_t id : {0u, 15u, 255u, 0xFFFFFFFFu}) {
+    EXPECT_EQ(getAlgorithmMajorVersion(id), HASHCREATE_INVALID_PARAM) << id;
+  }
+  EXPECT_EQ(getLibraryMajorVersion() * 10 + getLibraryMinorVersion(), 53);
+}
+
+// ---- Slices ----
+
+struct SliceView {
+  uint64_t size, position;
+  Bytes bytes;
+};
+SliceView seen;
+
+ResultCode viewSlice(Stream* stream, Labels*) {
+  seen = {c_get_file_size(stream), c_ftell(stream), Bytes(300)};
+  seen.bytes.resize(c_hybrid_read(stream, seen.bytes.data(), 300));
+  return -3;
+}
+ResultCode nestForever(Stream* stream, Labels* labels) {
+  return reentrantCallCreateHash(stream, labels, nestForever, 0);
+}
+
+TEST(Slice, LooksLikeAWholeFileAndEndsAtTheRealEnd) {
+  for (const uint64_t base : {0u, 150u, 700u}) {
+    OpenStream stream(1000);
+    Labels labels = {};
+    ASSERT_EQ(c_hybrid_seek(&stream, base, 0), 0);
+    EXPECT_EQ(reentrantCallCreateHash(&stream, &labels, viewSlice, 250), -3);
+    EXPECT_EQ(seen.size, 250u);
+    EXPECT_EQ(seen.position, 0u);
+    EXPECT_EQ(seen.bytes.part(0, 250), stream.file.bytes.part(base, 250));
+    EXPECT_EQ(c_get_file_size(&stream), 1000u);
+    EXPECT_EQ(c_ftell(&stream), 1000u);
+    // The outermost buffer lives on when the slice was served from it; storage of the slice's own is gone.
+    EXPECT_EQ(c_hybrid_seek(&stream, 0, 0), base == 0 ? 0 : HASHCREATE_SEEK_ERROR);
+    EXPECT_EQ(stream.next(10), base == 0 ? stream.file.bytes.part(0, 10) : Bytes());
+  }
+}
+
+TEST(Slice, EmptyOneSucceedsUntouchedAndNestingEnds) {
+  OpenStream stream(1000);
+  Labels labels = {};
+  EXPECT_EQ(reentrantCallCreateHash(&stream, &labels, nestForever, 0), HASHCREATE_FORMAT_ERROR);
+  seen.size = 77;
+  EXPECT_EQ(reentrantCallCreateHash(&stream, &labels, viewSlice, 0), 0);  // at the end
+  EXPECT_EQ(seen.size, 77u);
+}
+
+// ---- Built-in callbacks ----
+
+struct OnDisk : testing::Test {
+  OnDisk() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "kmhash-XXXXXX").string();
+    folder = mkdtemp(pattern.data());
+  }
+  ~OnDisk() override { std::filesystem::remove_all(folder); }
+  std::string write(const Bytes& bytes) {
+    const std::string path = folder / "file";
+    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), std::ssize(bytes));
+    return path;
+  }
+  static HashText quick(const std::string& path) {
+    HashText hash;
+    hash.text.resize(KMHASH_TEXT_SIZE);
+    hash.code = createQuickFileHash(path.c_str(), hash.text.data(), KMHASH_TEXT_SIZE, nullptr);
+    hash.text.resize(128);
+    return hash;
+  }
+  std::filesystem::path folder;
+};
+
+TEST_F(OnDisk, FilesOfEverySizeReadAsTheyAre) {
+  for (const size_t size : {1u, 199u, 200u, 201u, 4096u, 16383u, 16384u, 16385u, 20'000u, 50'000u, 700'000u}) {
+    const Bytes bytes = Bytes().pattern(size);
+    EXPECT_EQ(quick(write(bytes)).text, hashOf(bytes, KMHASH_MODE_QUICK).text) << size;
+  }
+  // Sequential reads that outgrow the buffer, and short steps between reads.
+  const Bytes bytes = Bytes().pattern(300'000);
+  void* handle = nullptr;
+  Stream stream = {};
+  c_init_callback(&stream, nullptr);
+  ASSERT_EQ(c_open(&stream, write(bytes).c_str()), 0);
+  handle = stream.handle;
+  size_t at = 0;
+  Bytes piece(100'000);
+  for (const uint32_t step : {3u, 60u, 1024u, 1024u, 5u, 9000u, 40'000u, 1u, 32'768u, 100'000u, 2u}) {
+    EXPECT_EQ(stream.callbacks.read(piece.data(), step, handle), step);
+    EXPECT_EQ(piece.part(0, step), bytes.part(at, step)) << at;
+    EXPECT_EQ(stream.callbacks.seek(step / 3, SEEK_CUR, handle), 0);
+    at += step + step / 3;
+  }
+  c_close(&stream);
+}
+
+TEST_F(OnDisk, WhatIsNoFileAnswersAndDoesNotHang) {
+  EXPECT_EQ(quick(folder / "missing").code, HASHCREATE_FILE_NOTFOUND);
+  EXPECT_EQ(quick(write({})).code, HASHCREATE_NON_SUPPORTED);
+  ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
+  EXPECT_EQ(quick(folder / "pipe").code, HASHCREATE_NON_SUPPORTED);
+  EXPECT_EQ(quick("/dev/zero").code, HASHCREATE_NON_SUPPORTED);
+  EXPECT_LT(quick(folder).code, 0);
+}
+
+TEST_F(OnDisk, EveryFunctionOnManyThreadsAtOnce) {
+  const std::string path = write(Bytes().pattern(30'000));
+  const std::string stored = quick(path).text;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 8; ++i) {
+    threads.emplace_back([&, i] {
+      for (int round = 0; round < 50; ++round) {
+        EXPECT_EQ(compareHash(path.c_str(), stored.c_str(), nullptr), 0);
+        EXPECT_EQ(compareBetweenHash(kHash, changedAt(i % 2 == 0 ? 18 : 58).c_str()), i % 2 == 0 ? 1 : 2);
+        EXPECT_EQ(createHash(path.c_str(), std::string(129, 0).data(), 129, nullptr), HASHCREATE_NON_SUPPORTED);
+        EXPECT_EQ(getAlgorithmId(path.c_str(), nullptr), HASHCREATE_NON_SUPPORTED);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+}
+
+}  // namespace
