@@ -86,7 +86,7 @@ ResultCode append(ValueList* list, uint32_t value) {
   return HASHCREATE_SUCCESS;
 }
 
-// 1 when the limit leaves room for size bytes at the current position.
+// True when the limit leaves room for size bytes at the current position.
 bool fitsBelow(const Stream* stream, uint32_t size, uint64_t limit) {
   return c_ftell(stream) <= limit && limit - c_ftell(stream) >= size;
 }
@@ -379,8 +379,8 @@ ResultCode hashImageData(Stream* stream, const DirEntryInfo* tagTable, bool* dat
     }
     *dataHashCreated = true;
   }
-  const bool isAhead = isAccessibleTag(stream, tagTable, TAG_STRIP_OFFSETS) &&
-                       isAccessibleTag(stream, tagTable, TAG_STRIP_BYTES_COUNT);
+  const bool isAhead =
+      isAccessibleTag(stream, tagTable, TAG_STRIP_OFFSETS) && isAccessibleTag(stream, tagTable, TAG_STRIP_BYTES_COUNT);
   if (*dataHashCreated && !isAhead) return HASHCREATE_SUCCESS;
   return hashStrips(stream, tagTable, compression, byteOrder);
 }

@@ -43,6 +43,8 @@ inline constexpr uint32_t kDirEntrySize = 12;
 inline constexpr uint32_t kMaxInlineLength = 4;
 
 // There is no directory to read: it would start beyond the limit, or no pointer leads to it.
+// As a public result its number is that of HASHCREATE_FILE_NOTFOUND.
+// Outside the library it is HASHCREATE_FILE_NOTFOUND, by its number.
 inline constexpr ResultCode kNoDirectory = -1;
 
 // The size in bytes of one value of a field type, or -1 when the type is unknown.
