@@ -70,6 +70,9 @@ ResultCode createHash_MP3(Stream* stream, Labels* labels);
 int getAlgorithmMajorVersion_MP3(uint32_t id);
 int getAlgorithmMinorVersion_MP3(uint32_t id);
 
+// Marks the format type of an MP3 that lies in RIFF. HASHCREATE_INVALID_PARAM when it is none that createHash_MP3 set.
+ResultCode setFtypeRMP3(Labels* labels);
+
 ResultCode createHash_FLAC(Stream* stream, Labels* labels);
 int getAlgorithmMajorVersion_FLAC(uint32_t id);
 int getAlgorithmMinorVersion_FLAC(uint32_t id);
