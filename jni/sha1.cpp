@@ -114,10 +114,6 @@ void SHA1ProcessBlocksPortable(uint32_t state[5], const uint8_t* blocks, size_t 
   }
 }
 
-#ifndef KMHASH_SHA1_INSTRUCTIONS
-SHA1BlockFunction findSHA1Instructions() { return nullptr; }
-#endif
-
 void setSHA1BlockFunction(SHA1BlockFunction function) {
   processBlocks.store(function != nullptr ? function : chooseBlockFunction, std::memory_order_relaxed);
 }

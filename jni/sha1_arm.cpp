@@ -1,12 +1,11 @@
 // SHA-1 with the cryptography extension of Armv8 processors, in 64-bit and in 32-bit state. Built with those
-// instructions enabled, called only where the kernel reports them.
+// instructions enabled; see sha1_processor.cpp for who may call it.
 
 #include "sha1Blocks.h"
 
 #if defined(__ARM_FEATURE_CRYPTO) || defined(__ARM_FEATURE_SHA2)
 
 #include <arm_neon.h>
-#include <sys/auxv.h>
 
 #include <utility>
 
@@ -39,7 +38,9 @@ template <int... group>
   (fourRounds<group>(abcd, e, w), ...);
 }
 
-void processBlocks(uint32_t state[5], const uint8_t* blocks, size_t count) {
+}  // namespace
+
+void SHA1ProcessBlocksInstructions(uint32_t state[5], const uint8_t* blocks, size_t count) {
   uint32x4_t abcd = vld1q_u32(state);
   uint32_t e = state[4];
   for (; count > 0; --count, blocks += 64) {
@@ -54,19 +55,5 @@ void processBlocks(uint32_t state[5], const uint8_t* blocks, size_t count) {
   vst1q_u32(state, abcd);
   state[4] = e;
 }
-
-bool processorHasThem() {
-#if defined(__aarch64__)
-  constexpr unsigned long kSha1 = 1ul << 5;  // HWCAP_SHA1
-  return (getauxval(AT_HWCAP) & kSha1) != 0;
-#else
-  constexpr unsigned long kSha1 = 1ul << 2;  // HWCAP2_SHA1
-  return (getauxval(AT_HWCAP2) & kSha1) != 0;
-#endif
-}
-
-}  // namespace
-
-SHA1BlockFunction findSHA1Instructions() { return processorHasThem() ? processBlocks : nullptr; }
 
 #endif

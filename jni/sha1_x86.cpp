@@ -1,11 +1,10 @@
-// SHA-1 with the SHA extensions of x86 processors. Built with those instructions enabled, called only where cpuid
-// reports them.
+// SHA-1 with the SHA extensions of x86 processors. Built with those instructions enabled; see sha1_processor.cpp for
+// who may call it.
 
 #include "sha1Blocks.h"
 
 #if defined(__SHA__)
 
-#include <cpuid.h>
 #include <immintrin.h>
 
 #include <utility>
@@ -35,7 +34,9 @@ template <int... group>
 
 __m128i load(const void* bytes) { return _mm_loadu_si128(static_cast<const __m128i*>(bytes)); }
 
-void processBlocks(uint32_t state[5], const uint8_t* blocks, size_t count) {
+}  // namespace
+
+void SHA1ProcessBlocksInstructions(uint32_t state[5], const uint8_t* blocks, size_t count) {
   const __m128i reversed = _mm_set_epi64x(0x0001020304050607, 0x08090a0b0c0d0e0f);
   __m128i abcd = _mm_shuffle_epi32(load(state), 0x1B);
   __m128i e = _mm_set_epi32(static_cast<int>(state[4]), 0, 0, 0);
@@ -51,15 +52,5 @@ void processBlocks(uint32_t state[5], const uint8_t* blocks, size_t count) {
   _mm_storeu_si128(reinterpret_cast<__m128i*>(state), _mm_shuffle_epi32(abcd, 0x1B));
   state[4] = static_cast<uint32_t>(_mm_extract_epi32(e, 3));
 }
-
-bool processorHasThem() {
-  unsigned a, b, c, d;
-  if (!__get_cpuid(1, &a, &b, &c, &d) || !(c & bit_SSSE3) || !(c & bit_SSE4_1)) return false;
-  return __get_cpuid_count(7, 0, &a, &b, &c, &d) && (b & bit_SHA);
-}
-
-}  // namespace
-
-SHA1BlockFunction findSHA1Instructions() { return processorHasThem() ? processBlocks : nullptr; }
 
 #endif

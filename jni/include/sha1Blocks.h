@@ -9,7 +9,11 @@ using SHA1BlockFunction = void (*)(uint32_t state[5], const uint8_t* blocks, siz
 
 void SHA1ProcessBlocksPortable(uint32_t state[5], const uint8_t* blocks, size_t count);
 
-// The processor's own SHA-1 instructions, or null when this build or this processor has none.
+// With the processor's own SHA-1 instructions; in builds with KMHASH_SHA1_INSTRUCTIONS only, and only for processors
+// that findSHA1Instructions says have them.
+void SHA1ProcessBlocksInstructions(uint32_t state[5], const uint8_t* blocks, size_t count);
+
+// SHA1ProcessBlocksInstructions, or null when this build or this processor has none.
 SHA1BlockFunction findSHA1Instructions();
 
 // Digests begun from now on use function; null chooses by processor again. For tests and benchmarks only.
