@@ -34,11 +34,23 @@ std::set<std::string> exportedNames() {
 }
 
 TEST(Exports, AreTheInterfaceAndNothingElse) {
-  std::set<std::string> expected = {
-      "createHash", "createHashEx", "createQuickFileHash", "compareHash", "compareBetweenHash", "getAlgorithmId",
-      "getAlgorithmIdFromHash", "getAlgorithmMajorVersion", "getAlgorithmMajorVersionFromHash",
-      "getAlgorithmMinorVersion", "getAlgorithmMinorVersionFromHash", "getLibraryMajorVersion",
-      "getLibraryMinorVersion", "SUPPORTED_FORMAT_NUM", "convertError", "execAlgorithm", "reentrantCallCreateHash"};
+  std::set<std::string> expected = {"createHash",
+                                    "createHashEx",
+                                    "createQuickFileHash",
+                                    "compareHash",
+                                    "compareBetweenHash",
+                                    "getAlgorithmId",
+                                    "getAlgorithmIdFromHash",
+                                    "getAlgorithmMajorVersion",
+                                    "getAlgorithmMajorVersionFromHash",
+                                    "getAlgorithmMinorVersion",
+                                    "getAlgorithmMinorVersionFromHash",
+                                    "getLibraryMajorVersion",
+                                    "getLibraryMinorVersion",
+                                    "SUPPORTED_FORMAT_NUM",
+                                    "convertError",
+                                    "execAlgorithm",
+                                    "reentrantCallCreateHash"};
   EXPECT_EQ(exportedNames(), expected);
 }
 

@@ -55,21 +55,21 @@ extern "C" {
 /* Result codes. */
 enum {
   HASHCREATE_SUCCESS = 0,
-  HASHCREATE_FILE_NOTFOUND = -1,      /* the open callback gave no handle */
-  HASHCREATE_BUFFER_ERROR = -2,       /* reserved, never returned */
-  HASHCREATE_FORMAT_ERROR = -3,       /* recognised, but its structure breaks the format's rules */
-  HASHCREATE_PARAM_ERROR = -4,        /* reserved, never returned */
-  HASHCREATE_READ_ERROR = -5,         /* fewer bytes than the structure promises: truncated, or the source gave up */
-  HASHCREATE_SEEK_ERROR = -6,         /* a position outside the file, or behind what can be read again */
-  HASHCREATE_NULLCHK_ERROR = -7,      /* reserved, never returned */
-  HASHCREATE_SHA1_ERROR = -8,         /* a digest could not be finished */
-  HASHCREATE_NON_SUPPORTED = -9,      /* empty, or of no supported format */
-  HASHCREATE_INVALID_PARAM = -10,     /* an argument is null, too small or unknown */
-  HASHCREATE_INVALID_HASH = -11,      /* the text is no hash text */
-  HASHCREATE_REACH_EOF = -12,         /* the file ended where its structure goes on */
-  HASHCREATE_BROKEN_CONTENT = -13,    /* a later image of a multi-picture file is broken */
-  HASHCREATE_MEM_ALLOC_ERROR = -14,   /* out of memory, or a size field that no such object can have */
-  HASHCREATE_ERROR = -255             /* any other failure, such as an I/O error that the system reported */
+  HASHCREATE_FILE_NOTFOUND = -1,    /* the open callback gave no handle */
+  HASHCREATE_BUFFER_ERROR = -2,     /* reserved, never returned */
+  HASHCREATE_FORMAT_ERROR = -3,     /* recognised, but its structure breaks the format's rules */
+  HASHCREATE_PARAM_ERROR = -4,      /* reserved, never returned */
+  HASHCREATE_READ_ERROR = -5,       /* fewer bytes than the structure promises: truncated, or the source gave up */
+  HASHCREATE_SEEK_ERROR = -6,       /* a position outside the file, or behind what can be read again */
+  HASHCREATE_NULLCHK_ERROR = -7,    /* reserved, never returned */
+  HASHCREATE_SHA1_ERROR = -8,       /* a digest could not be finished */
+  HASHCREATE_NON_SUPPORTED = -9,    /* empty, or of no supported format */
+  HASHCREATE_INVALID_PARAM = -10,   /* an argument is null, too small or unknown */
+  HASHCREATE_INVALID_HASH = -11,    /* the text is no hash text */
+  HASHCREATE_REACH_EOF = -12,       /* the file ended where its structure goes on */
+  HASHCREATE_BROKEN_CONTENT = -13,  /* a later image of a multi-picture file is broken */
+  HASHCREATE_MEM_ALLOC_ERROR = -14, /* out of memory, or a size field that no such object can have */
+  HASHCREATE_ERROR = -255           /* any other failure, such as an I/O error that the system reported */
 };
 
 /* Difference flags of compareHash and compareBetweenHash; a result is a sum of them. */
@@ -99,8 +99,8 @@ enum {
   KMHASH_ALGORITHM_RAW = 7, /* camera raw file built on TIFF, hashed through its JPEG preview */
   KMHASH_ALGORITHM_MP4 = 8,
   KMHASH_ALGORITHM_ASF = 9,
-  KMHASH_ALGORITHM_MPEG = 10,   /* MPEG program stream */
-  KMHASH_ALGORITHM_RIFF = 11,   /* AVI and WAVE */
+  KMHASH_ALGORITHM_MPEG = 10, /* MPEG program stream */
+  KMHASH_ALGORITHM_RIFF = 11, /* AVI and WAVE */
   KMHASH_ALGORITHM_MPEG2TS = 12,
   KMHASH_ALGORITHM_MP3 = 13,
   KMHASH_ALGORITHM_FLAC = 14,
@@ -160,8 +160,7 @@ KMHASH_API int createHash(const char* path, char* out, uint32_t outSize, const K
 
 /* createHashEx in quick mode: never looks at the format, so it has no HASHCREATE_NON_SUPPORTED but for an empty file,
  * and no HASHCREATE_FORMAT_ERROR. */
-KMHASH_API int createQuickFileHash(const char* path, char* out, uint32_t outSize,
-                                   const KmhashFileCallbacks* callbacks);
+KMHASH_API int createQuickFileHash(const char* path, char* out, uint32_t outSize, const KmhashFileCallbacks* callbacks);
 
 /* Recognises a file's format without hashing its payload. Returns the algorithm id (KMHASH_ALGORITHM_*, 1 to 14),
  * HASHCREATE_INVALID_HASH for a file that succeeds without labels (convention 2), or a failure of createHashEx. */
