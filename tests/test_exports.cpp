@@ -22,10 +22,10 @@ std::set<std::string> exportedNames() {
   std::set<std::string> names;
   for (size_t begin = 0; begin < table.size();) {
     const size_t end = table.find('\n', begin);
-    char type[16], section[16], name[256];
+    char binding[16], section[16], name[256];
     const std::string line = table.substr(begin, end - begin);
-    if (std::sscanf(line.c_str(), " %*d: %*s %*s %15s %*s %*s %15s %255[^@ ]", type, section, name) == 3 &&
-        std::string(section) != "UND" && std::string(section) != "ABS") {
+    if (std::sscanf(line.c_str(), " %*d: %*s %*s %*s %15s %*s %15s %255[^@ ]", binding, section, name) == 3 &&
+        std::string(binding) != "LOCAL" && std::string(section) != "UND" && std::string(section) != "ABS") {
       names.insert(name);
     }
     begin = end == std::string::npos ? table.size() : end + 1;
