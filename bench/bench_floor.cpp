@@ -1,0 +1,221 @@
+// Whole hashes against the floor: what the system calls and the fastest SHA-1 of the same bytes cost by themselves.
+//
+//   bench_floor [ROUNDS]     prints the table
+//   bench_floor FILE         one floor of a sampled file, for strace and perf
+//   bench_floor hash FILE    one hash, likewise
+//
+// Both sides of a row run in turn, a few milliseconds each, and the ratio is the median over the rounds: a machine that
+// others use too slows both.
+
+#include <fcntl.h>
+#include <openssl/evp.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "kmhash.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+void fail(const std::string& what) {
+  std::perror(what.c_str());
+  std::exit(1);
+}
+
+// ---- The floor ----
+
+class Sha1 {
+ public:
+  Sha1() : context_(EVP_MD_CTX_new()) { EVP_DigestInit_ex2(context_, type(), nullptr); }
+  ~Sha1() {
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    EVP_DigestFinal_ex(context_, digest, nullptr);
+    EVP_MD_CTX_free(context_);
+  }
+  Sha1(const Sha1&) = delete;
+  Sha1& operator=(const Sha1&) = delete;
+  void input(const void* bytes, ssize_t count) { EVP_DigestUpdate(context_, bytes, static_cast<size_t>(count)); }
+
+ private:
+  static const EVP_MD* type() {
+    static EVP_MD* const sha1 = EVP_MD_fetch(nullptr, "SHA1", nullptr);
+    return sha1;
+  }
+  EVP_MD_CTX* context_;
+};
+
+// Open, size, head, 100 evenly spaced reads of 163 bytes, close.
+void floorOfSamples(const std::string& path) {
+  char bytes[4096];
+  struct stat status;
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0 || fstat(file, &status) != 0 || pread(file, bytes, sizeof(bytes), 0) <= 0) fail(path);
+  Sha1 sha1;
+  for (int i = 0; i < 100; ++i) {
+    const ssize_t n = pread(file, bytes, 163, status.st_size / 100 * i);
+    sha1.input(bytes, n);
+  }
+  close(file);
+}
+
+// Open, size, every byte in pieces of 64 KiB, close.
+void floorOfAll(const std::string& path) {
+  static std::vector<char> bytes(65536);
+  struct stat status;
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0 || fstat(file, &status) != 0) fail(path);
+  Sha1 sha1;
+  for (off_t left = status.st_size; left > 0;) {
+    const ssize_t n = read(file, bytes.data(), bytes.size());
+    if (n <= 0) fail(path);
+    sha1.input(bytes.data(), n);
+    left -= n;
+  }
+  close(file);
+}
+
+// ---- The library ----
+
+void hash(const std::string& path) {
+  char text[KMHASH_TEXT_SIZE];
+  if (const int rc = createHash(path.c_str(), text, sizeof(text), nullptr)) {
+    std::fprintf(stderr, "%s: %d\n", path.c_str(), rc);
+    std::exit(1);
+  }
+}
+
+void identify(const std::string& path) {
+  if (getAlgorithmId(path.c_str(), nullptr) < 0) fail(path);
+}
+
+// ---- Files ----
+
+// Writes head, then up to size bytes: pattern bytes when they count, else a hole.
+std::string makeFile(const fs::path& path, const std::string& head, uint64_t size, bool dense = true) {
+  FILE* file = std::fopen(path.c_str(), "wb");
+  if (file == nullptr) fail(path);
+  std::fwrite(head.data(), 1, head.size(), file);
+  if (dense) {
+    std::vector<unsigned char> bytes(1 << 20);
+    uint32_t state = 1;
+    for (unsigned char& byte : bytes) byte = static_cast<unsigned char>((state = state * 1664525u + 1013904223u) >> 24);
+    for (uint64_t left = size - head.size(); left > 0;) {
+      left -= std::fwrite(bytes.data(), 1, std::min<uint64_t>(left, bytes.size()), file);
+    }
+  }
+  if (std::fclose(file) != 0 || truncate(path.c_str(), static_cast<off_t>(size)) != 0) fail(path);
+  return path;
+}
+
+std::string number(uint64_t value, int size, bool bigEndian = true) {
+  std::string bytes;
+  for (int i = 0; i < size; ++i) bytes += static_cast<char>(value >> 8 * (bigEndian ? size - 1 - i : i));
+  return bytes;
+}
+
+std::string jpegHead() {
+  return "\xFF\xD8\xFF\xE1" + number(2002, 2) + std::string(2000, 'e') + "\xFF\xC0" + number(11, 2) + "\x08" +
+         number(1000, 2) + number(1000, 2) + "\x01\x01\x11" + std::string(1, '\0') + "\xFF\xDA" + number(8, 2);
+}
+
+std::string box(const std::string& type, const std::string& body) { return number(body.size() + 8, 4) + type + body; }
+
+std::string mp4Head(uint64_t size) {
+  const std::string zeros(96, '\0');
+  const std::string movie = box("mvhd", zeros + number(2, 4));
+  const std::string handler = box("hdlr", std::string(8, '\0') + "vide" + std::string(13, '\0'));
+  const std::string track =
+      box("trak", box("tkhd", std::string(84, '\0')) + box("mdia", box("mdhd", std::string(24, '\0')) + handler));
+  std::string head = box("ftyp", "isom" + number(512, 4) + "isom") + box("moov", movie + track);
+  return head + number(1, 4) + "mdat" + number(size - head.size(), 8);
+}
+
+// Header, directory, then one uncompressed strip.
+std::string tiffHead(uint64_t size) {
+  const auto entry = [](uint64_t tag, uint64_t value) {
+    return number(tag, 2, false) + number(4, 2, false) + number(1, 4, false) + number(value, 4, false);
+  };
+  const uint64_t headSize = 8 + 2 + 6 * 12 + 4;
+  return std::string("II*\0", 4) + number(8, 4, false) + number(6, 2, false) + entry(256, 5000) + entry(257, 5000) +
+         entry(259, 1) + entry(262, 2) + entry(273, headSize) + entry(279, size - headSize) + number(0, 4);
+}
+
+// ---- Measuring ----
+
+double secondsOf(const std::function<void()>& work, int times) {
+  const auto start = std::chrono::steady_clock::now();
+  for (int i = 0; i < times; ++i) work();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() / times;
+}
+
+double median(std::vector<double> values) {
+  std::nth_element(values.begin(), values.begin() + std::ssize(values) / 2, values.end());
+  return values[values.size() / 2];
+}
+
+void compare(const char* what, int rounds, const std::function<void()>& work, const std::function<void()>& other) {
+  work();
+  other();
+  const int times = std::max(1, static_cast<int>(0.002 / secondsOf(work, 1)));
+  std::vector<double> workSeconds, otherSeconds, ratios;
+  for (int i = 0; i < rounds; ++i) {
+    workSeconds.push_back(secondsOf(work, times));
+    otherSeconds.push_back(secondsOf(other, times));
+    ratios.push_back(workSeconds.back() / otherSeconds.back());
+  }
+  std::printf("%-52s %10.1f %10.1f %6.2f\n", what, median(workSeconds) * 1e6, median(otherSeconds) * 1e6,
+              median(ratios));
+  std::fflush(stdout);
+}
+
+void printTable(const fs::path& folder, int rounds) {
+  constexpr uint64_t kKilo = 1000, kMega = 1000 * kKilo, kGiga = 1000 * kMega;
+  const std::string photo = makeFile(folder / "photo", jpegHead(), kMega);
+  const std::string smallPhoto = makeFile(folder / "small", jpegHead(), 10 * kKilo);
+  const std::string video = makeFile(folder / "video", mp4Head(kGiga), kGiga, false);
+  const std::string smallVideo = makeFile(folder / "smallVideo", mp4Head(kMega), kMega, false);
+  const std::string largeVideo = makeFile(folder / "largeVideo", mp4Head(4 * kGiga), 4 * kGiga, false);
+  const std::string bitmap = makeFile(folder / "bitmap", "BM", 100 * kMega);
+  const std::string scan = makeFile(folder / "scan", tiffHead(100 * kMega), 100 * kMega);
+
+  std::printf("%-52s %10s %10s %6s\n", "work against", "us", "us", "ratio");
+  compare(
+      "JPEG of 1 MB: hash / floor", rounds, [&] { hash(photo); }, [&] { floorOfSamples(photo); });
+  compare(
+      "MP4 of 1 GB: hash / floor", rounds, [&] { hash(video); }, [&] { floorOfSamples(video); });
+  compare(
+      "MP4 of 4 GB / MP4 of 1 MB: hash", rounds, [&] { hash(largeVideo); }, [&] { hash(smallVideo); });
+  compare(
+      "JPEG of 10 KB: hash / floor of all bytes", rounds, [&] { hash(smallPhoto); }, [&] { floorOfAll(smallPhoto); });
+  compare(
+      "JPEG of 1 MB: identify / hash", rounds, [&] { identify(photo); }, [&] { hash(photo); });
+  compare(
+      "MP4 of 1 GB: identify / hash", rounds, [&] { identify(video); }, [&] { hash(video); });
+  compare(
+      "BMP of 100 MB: hash / floor of all bytes", rounds, [&] { hash(bitmap); }, [&] { floorOfAll(bitmap); });
+  compare(
+      "TIFF of 100 MB: hash / floor of all bytes", rounds, [&] { hash(scan); }, [&] { floorOfAll(scan); });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc == 3 && std::string(argv[1]) == "hash") return hash(argv[2]), 0;
+  const int rounds = argc > 1 ? std::atoi(argv[1]) : 31;
+  if (rounds <= 0) return floorOfSamples(argv[1]), 0;
+
+  std::string pattern = fs::temp_directory_path() / "kmhash-bench-XXXXXX";
+  if (mkdtemp(pattern.data()) == nullptr) fail(pattern);
+  printTable(pattern, rounds);
+  fs::remove_all(pattern);
+}
