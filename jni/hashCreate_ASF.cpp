@@ -4,6 +4,7 @@
 #include <memory>
 #include <new>
 #include <span>
+#include <utility>
 
 #include "hashCreate.h"
 #include "readPrimitives.h"
@@ -73,14 +74,12 @@ struct AsfInformation {
   std::unique_ptr<uint8_t[]> videoExtra;
 };
 
-struct ObjectParser {
-  Guid id;
-  ResultCode (*parse)(Stream* stream, uint64_t payloadSize, AsfInformation* info);  // called just after the size
-};
+// Called with the stream at the first of size bytes: an object's payload, or the type-specific data of a stream.
+using Parser = ResultCode (*)(Stream* stream, uint64_t size, AsfInformation* info);
 
-struct StreamReader {
-  Guid type;
-  ResultCode (*read)(Stream* stream, uint32_t typeSpecificDataLength, AsfInformation* info);
+struct ParserRow {
+  Guid id;
+  Parser parser;
 };
 
 struct StreamTypeFlag {
@@ -138,6 +137,13 @@ ResultCode getObjectSize(Stream* stream, uint64_t* payloadSize) {
   return HASHCREATE_SUCCESS;
 }
 
+Parser getParser(std::span<const ParserRow> table, const Guid& id) {
+  for (const ParserRow& row : table) {
+    if (row.id == id) return row.parser;
+  }
+  return nullptr;
+}
+
 // Where a payload at the current position ends. A size that no position can express ends past every file.
 uint64_t payloadEnd(const Stream* stream, uint64_t payloadSize) {
   const uint64_t position = c_ftell(stream);
@@ -149,19 +155,18 @@ ResultCode seekForwardTo(Stream* stream, uint64_t target) {
   return callbackSeek(stream, static_cast<int64_t>(target - c_ftell(stream)), kSeekRelative);
 }
 
-ResultCode parseObject(Stream* stream, std::span<const ObjectParser> table, AsfInformation* info) {
+ResultCode parseObject(Stream* stream, std::span<const ParserRow> table, AsfInformation* info) {
   Guid id = {};
   uint64_t payloadSize = 0;
   if (const ResultCode rc = readField(stream, &id)) return rc;
   if (const ResultCode rc = getObjectSize(stream, &payloadSize)) return rc;
-  for (const ObjectParser& row : table) {
-    if (row.id == id) return row.parse(stream, payloadSize, info);
-  }
+  const Parser parser = getParser(table, id);
+  if (parser != nullptr) return parser(stream, payloadSize, info);
   return callbackSeek(stream, static_cast<int64_t>(payloadSize), kSeekRelative);
 }
 
 // Parses at least one object, also where there is no room for any before end.
-ResultCode parseObjects(Stream* stream, std::span<const ObjectParser> table, uint64_t end, AsfInformation* info) {
+ResultCode parseObjects(Stream* stream, std::span<const ParserRow> table, uint64_t end, AsfInformation* info) {
   do {
     if (const ResultCode rc = parseObject(stream, table, info)) return rc;
   } while (c_ftell(stream) < end);
@@ -170,11 +175,15 @@ ResultCode parseObjects(Stream* stream, std::span<const ObjectParser> table, uin
 
 // ---- Inside the Header Object ----
 
-// Takes the fields of the layout and no more: of a longer payload the rest is taken for the next object.
-ResultCode parseFilePropertiesObject(Stream* stream, uint64_t, AsfInformation* info) {
+ResultCode readFilePropetiesObjectInfo(Stream* stream, AsfInformation* info) {
   return readFields(stream, &info->fileId, &info->fileSize, &info->creationDate, &info->dataPacketsCount,
                     &info->playDuration, &info->sendDuration, &info->preroll, &info->flags,
                     &info->minimumDataPacketSize, &info->maximumDataPacketSize, &info->maximumBitrate);
+}
+
+// Does not seek to the object's end: what a longer payload has left is taken for the next object.
+ResultCode parseFilePropertiesObject(Stream* stream, uint64_t, AsfInformation* info) {
+  return readFilePropetiesObjectInfo(stream, info);
 }
 
 // Codec-specific data. Takes no more memory than the file can still fill.
@@ -189,7 +198,7 @@ ResultCode readExtra(Stream* stream, uint32_t size, std::unique_ptr<uint8_t[]>* 
   return HASHCREATE_SUCCESS;
 }
 
-ResultCode readASFAudioProperties(Stream* stream, uint32_t, AsfInformation* info) {
+ResultCode readASFAudioProperties(Stream* stream, uint64_t, AsfInformation* info) {
   if (const ResultCode rc = readFields(stream, &info->formatTag, &info->channels, &info->samplesPerSec,
                                        &info->avgBytesPerSec, &info->blockAlign, &info->bitsPerSample, &info->cbSize)) {
     return rc;
@@ -198,7 +207,7 @@ ResultCode readASFAudioProperties(Stream* stream, uint32_t, AsfInformation* info
 }
 
 // A format data size below the BITMAPINFOHEADER's own would be a negative amount of extra data, which no memory holds.
-ResultCode readASFVideoProperties(Stream* stream, uint32_t, AsfInformation* info) {
+ResultCode readASFVideoProperties(Stream* stream, uint64_t, AsfInformation* info) {
   if (const ResultCode rc =
           readFields(stream, &info->encodedImageWidth, &info->encodedImageHeight, &info->reservedFlags,
                      &info->formatDataSize, &info->biSize, &info->biWidth, &info->biHeight, &info->biPlanes,
@@ -210,7 +219,7 @@ ResultCode readASFVideoProperties(Stream* stream, uint32_t, AsfInformation* info
   return readExtra(stream, info->formatDataSize - kBitmapInfoSize, &info->videoExtra);
 }
 
-constexpr StreamReader kStreamReaders[] = {
+constexpr ParserRow kStreamReaders[] = {
     {ASF_Audio_Media, readASFAudioProperties},
     {ASF_Video_Media, readASFVideoProperties},
 };
@@ -222,30 +231,33 @@ uint32_t getStreamTypeFlag(const Guid& type) {
   return 0;
 }
 
-ResultCode readStreamProperties(Stream* stream, const Guid& type, uint32_t typeSpecificDataLength,
+ResultCode readStreamPropetiesObjectInfo(Stream* stream, Guid* streamType, uint32_t* typeSpecificDataLength) {
+  Guid errorCorrectionType;
+  uint64_t timeOffset;
+  uint32_t errorCorrectionDataLength, reserved;
+  uint16_t flags;
+  return readFields(stream, streamType, &errorCorrectionType, &timeOffset, typeSpecificDataLength,
+                    &errorCorrectionDataLength, &flags, &reserved);
+}
+
+ResultCode readStreamProperties(Stream* stream, const Guid& streamType, uint32_t typeSpecificDataLength,
                                 AsfInformation* info) {
-  for (const StreamReader& row : kStreamReaders) {
-    if (row.type == type) return row.read(stream, typeSpecificDataLength, info);
-  }
+  const Parser reader = getParser(kStreamReaders, streamType);
+  if (reader != nullptr) return reader(stream, typeSpecificDataLength, info);
   return callbackSeek(stream, typeSpecificDataLength, kSeekRelative);
 }
 
 ResultCode parseStreamPropertiesObject(Stream* stream, uint64_t payloadSize, AsfInformation* info) {
   const uint64_t end = payloadEnd(stream, payloadSize);
-  Guid streamType, errorCorrectionType;
-  uint64_t timeOffset;
-  uint32_t typeSpecificDataLength, errorCorrectionDataLength, reserved;
-  uint16_t flags;
-  if (const ResultCode rc = readFields(stream, &streamType, &errorCorrectionType, &timeOffset, &typeSpecificDataLength,
-                                       &errorCorrectionDataLength, &flags, &reserved)) {
-    return rc;
-  }
-  info->streamTypeFlags |= getStreamTypeFlag(streamType);
-  if (const ResultCode rc = readStreamProperties(stream, streamType, typeSpecificDataLength, info)) return rc;
+  Guid type;
+  uint32_t length = 0;
+  if (const ResultCode rc = readStreamPropetiesObjectInfo(stream, &type, &length)) return rc;
+  info->streamTypeFlags |= getStreamTypeFlag(type);
+  if (const ResultCode rc = readStreamProperties(stream, type, length, info)) return rc;
   return seekForwardTo(stream, end);
 }
 
-constexpr ObjectParser kHeaderObjectParsers[] = {
+constexpr ParserRow kHeaderObjectParsers[] = {
     {ASF_File_Properties_Object, parseFilePropertiesObject},
     {ASF_Stream_Properties_Object, parseStreamPropertiesObject},
 };
@@ -277,7 +289,7 @@ ResultCode parseDataObject(Stream* stream, uint64_t payloadSize, AsfInformation*
   return seekForwardTo(stream, c_get_file_size(stream));
 }
 
-constexpr ObjectParser kTopLevelParsers[] = {
+constexpr ParserRow kTopLevelParsers[] = {
     {ASF_Header_Object, parseHeaderObject},
     {ASF_Data_Object, parseDataObject},
 };
