@@ -81,9 +81,12 @@ bool isBaselineMP(const JpegHashParams* params);
 // A failure clears spfBase and app3End.
 ResultCode getApp3Info(Stream* stream, JpegHashParams* params);
 
+// True when a sound index was read, whether its sounds are there or not.
 bool IsSPFImage(const JpegHashParams* params);
 
-// Feeds the sound's size into the meta digest and the sound into the selected one.
+// Feeds the sound's size into the meta digest and the sound into the selected one. HASHCREATE_FORMAT_ERROR when there
+// is no sound or no SD header before it; the digests then hold what was fed until then.
 ResultCode addSoundMeta(Stream* stream, const JpegHashParams* params, uint32_t which);
 
+// The minor version of a sound photo, given that of its image.
 int spfMinorVerionModification(int minor);

@@ -1,0 +1,46 @@
+// Pieces of JPEG files, and what multi-picture and sound segments hold.
+#pragma once
+
+#include "support.h"
+
+namespace support {
+
+inline const Bytes kSoi = {0xFF, 0xD8};
+inline Bytes segment(unsigned marker, const Bytes& body) {
+  return Bytes().u16be(marker).u16be(static_cast<unsigned>(body.size() + 2)).add(body);
+}
+
+// A start of scan and the end of the image; data is everything behind the length field.
+inline Bytes scan(const Bytes& data) { return Bytes().u16be(0xFFDA).u16be(12).add(data).u16be(0xFFD9); }
+
+// What the content digest of one image is made of.
+inline Bytes scanContent(const Bytes& data) { return sampled(data).u64be(data.size()).u64be(1); }
+
+inline Bytes u16(bool big, size_t value) { return big ? Bytes().u16be(value & 0xFFFF) : Bytes().u16le(value & 0xFFFF); }
+inline Bytes u32(bool big, size_t value) {
+  return big ? Bytes().u32be(value & 0xFFFFFFFF) : Bytes().u32le(value & 0xFFFFFFFF);
+}
+using Numbers = std::vector<size_t>;
+
+// A TIFF header and the directory behind it, of entries {tag, count, value}: 14 bytes and 12 for each.
+inline Bytes directory(bool big, const std::vector<Numbers>& tags) {
+  Bytes out = Bytes().text(big ? "MM" : "II") + u16(big, 42) + u32(big, 8) + u16(big, tags.size());
+  for (const Numbers& tag : tags) out.add(u16(big, tag[0]) + u16(big, 4) + u32(big, tag[1]) + u32(big, tag[2]));
+  return out.fill(4, 0);
+}
+
+// A multi-picture segment of entries {attribute, size, offset}: 58 bytes and 16 for each. Offsets count from its
+// byte 8.
+inline Bytes mpf(bool big, size_t claimed, const std::vector<Numbers>& entries) {
+  Bytes body = Bytes().text("MPF").u8(0) + directory(big, {{0xB001, 1, claimed}, {0xB002, 0, 50}, {0xB003, 1, 1}});
+  for (const Numbers& e : entries) body.add(u32(big, e[0]) + u32(big, e[1]) + u32(big, e[2])).fill(4, 0);
+  return segment(0xFFE2, body);
+}
+
+// The file with four bytes replaced.
+inline Bytes patched(Bytes file, size_t at, size_t value) {
+  for (const uint8_t byte : u32(false, value)) file[at++] = byte;
+  return file;
+}
+
+}  // namespace support

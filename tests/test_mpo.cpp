@@ -1,0 +1,82 @@
+#include <gtest/gtest.h>
+
+#include "jpegBytes.h"
+
+using namespace support;
+
+const size_t kHeader = 10, kBaseline = 0xA0030000, kOther = 0x40020002;  // the attributes' upper byte holds flags
+const Bytes kFirst = Bytes().pattern(500, 3), kSecond = Bytes().pattern(400, 4), kThird = Bytes().pattern(20000, 5);
+
+// Images one behind the other, all listed in the first one, whose attribute tells the kind of file.
+static Bytes album(size_t attribute, const std::vector<Bytes>& scans = {kFirst, kSecond}, bool big = false) {
+  const size_t listSize = 58 + 16 * scans.size();
+  std::vector<Numbers> entries;
+  Bytes images;
+  for (const Bytes& data : scans) {
+    const Bytes image = kSoi + Bytes({0xFF, 0xDA, 0, 2}) + segment(0xFFC0, data.part(0, 8)) + scan(data);
+    entries.push_back({kOther, image.size(), listSize + images.size() - kHeader});
+    images.add(image);
+  }
+  entries[0] = {attribute, entries[0][1] + listSize, 0};
+  return kSoi + mpf(big, scans.size(), entries) + images.part(2);
+}
+
+// Places in the album of two images.
+const size_t kCount = 28, kSize1 = 64, kOffset1 = 68, kSize2 = 80, kOffset2 = 84, kSoi2 = 614, kEnd = 1038;
+const Bytes kPlain = album(kOther), kStereo = album(kBaseline), kBeyond = patched(kStereo, kSize2, 425);
+
+TEST(Mpo, HashesEveryImage) {
+  for (const bool big : {false, true}) {  // each with a third of the threshold
+    const Bytes content = (kFirst + kSecond + sampled(kThird, 5461)).u64be(20900).u64be(3);
+    expectHash(album(kOther, {kFirst, kSecond, kThird}, big), 2, "MPO ", "PHOTO", content, {});
+  }
+  expectHash(album(kOther, {kFirst}), 2, "MPO ", "PHOTO", scanContent(kFirst), {});
+  EXPECT_EQ(identify(kPlain), 2);
+}
+
+TEST(Mpo, HashesOneImage) {
+  const Bytes all = kPlain.part(kSoi2 - 502, 502 + kEnd - kSoi2 - 2);  // up to the end of the file
+  const std::tuple<const char*, Bytes, Bytes> rows[] = {
+      {"the second replaces the first", kStereo + kFirst, kSecond},
+      {"big-endian", album(kBaseline, {kFirst, kSecond}, true), kSecond},
+      {"the last one listed is the second", album(kBaseline, {kFirst, kSecond, kThird}), kThird},
+      {"no image there, but the first ends there", patched(patched(kStereo, kSoi2, 0), kSize1, 700), kFirst},
+      {"it ends beyond the file, and so does the first", patched(kBeyond, kSize1, kEnd + 1), all},
+      {"the first ends before", patched(patched(kStereo, kSoi2, 0), kSize1, 564), kFirst.part(0, 450)},
+      {"only one", album(kBaseline, {kFirst}), kFirst},
+      {"no images", patched(kPlain, kCount, 0), all},
+      {"one begins beyond the file", patched(kPlain, kOffset2, kEnd - kHeader + 1), all},
+  };
+  for (const auto& [rule, file, scanned] : rows) {
+    SCOPED_TRACE(rule);
+    expectHash(file, 1, "JPEG", "PHOTO", scanContent(scanned), scanned.part(0, 8));
+  }
+}
+
+TEST(Mpo, RefusesBrokenFiles) {
+  const auto many = [](size_t count) {
+    return kSoi + mpf(false, count, std::vector<Numbers>(count, {kOther, 5000, 0})) + scan(kThird);
+  };
+  const std::tuple<const char*, int, Bytes> rows[] = {
+      {"byte order", HASHCREATE_BROKEN_CONTENT, patched(kPlain, kHeader, 0)},
+      {"entries behind the position", HASHCREATE_FORMAT_ERROR, patched(kPlain, kHeader + 30, 45)},
+      {"first image behind the position", HASHCREATE_FORMAT_ERROR, patched(kPlain, kOffset1, 1)},
+      {"second image behind the position", HASHCREATE_BROKEN_CONTENT, patched(kPlain, kOffset2, 1)},
+      {"... in a baseline file", HASHCREATE_SEEK_ERROR, patched(kStereo, kOffset2, 0)},
+      {"second image beyond the file", HASHCREATE_BROKEN_CONTENT, patched(kPlain, kSize2, 427)},
+      {"second image ends before its scan: wraps", HASHCREATE_SEEK_ERROR, patched(kPlain, kSize2, 2)},
+      {"second image at the end", HASHCREATE_SEEK_ERROR, patched(kPlain, kOffset2, kEnd - kHeader)},
+      {"second image broken", HASHCREATE_BROKEN_CONTENT, patched(kStereo, kSoi2 + 6, 0xC0FF)},
+      {"no samples of 164 images", HASHCREATE_INVALID_PARAM, many(164)},
+      {"... but of 163", HASHCREATE_BROKEN_CONTENT, many(163)},
+      {"a claim takes no memory", HASHCREATE_READ_ERROR, kSoi + mpf(true, 0xFFFFFFFF, {}) + Bytes().fill(200000, 0)},
+  };
+  for (const auto& [rule, code, file] : rows) EXPECT_EQ(hashOf(file).code, code) << rule;
+}
+
+TEST(Mpo, SurvivesDamageAndFaults) {
+  for (const size_t attribute : {kOther, kBaseline}) {
+    expectSurvivesDamage(album(attribute, {kFirst.part(0, 9), kSecond.part(0, 9)}));
+    expectSurvivesFaults(album(attribute));
+  }
+}

@@ -1,0 +1,75 @@
+#include <gtest/gtest.h>
+
+#include "jpegBytes.h"
+
+using namespace support;
+
+const Bytes kMeta = Bytes().fill(8, 7), kData = Bytes().pattern(600);
+const Bytes kSound = Bytes().pattern(500, 2), kLongSound = Bytes().pattern(20000, 3);
+const Bytes kBefore = segment(0xFFE1, Bytes().pattern(300, 9));  // longer than the read buffer
+
+// A photo with its sound index behind `before`, and behind the image an SD header of 16 bytes and the sound.
+struct Photo {
+  std::vector<Numbers> sounds = {{16 + 500, 0}};  // size, offset from the SD header
+  bool big = false;
+  Bytes before = kBefore, sound = kSound;
+  size_t version = 0x30313939, countOfCount = 1, count = sounds.size(), list = 14 + 3 * 12;
+  std::string_view sdHead = {"SD_HEAD\0", 8};
+
+  Bytes image(size_t soundOffset) const {
+    Bytes index = directory(big, {{0xB000, 1, version}, {0xB001, countOfCount, count}, {0xB002, 1, list}});
+    for (const Numbers& s : sounds)
+      index.add(u32(big, 1) + u32(big, s[0]) + u32(big, soundOffset + s[1])).fill(4, 0xEE);
+    return kSoi + before + segment(0xFFE3, Bytes().text("SPF").u8(0) + index) + segment(0xFFC0, kMeta) + scan(kData);
+  }
+  Bytes file() const {
+    return image(image(0).size() - before.size() - 10) + Bytes().text(sdHead).u16be(8).fill(6, 0x77) + sound;
+  }
+};
+
+TEST(Spf, AddsTheSoundToTheMetaDigest) {
+  const Bytes meta = Bytes().u64be(488) + kSound.part(0, 488);  // without the last twelve bytes
+  const Bytes longMeta = Bytes().u64be(19988) + sampled(kLongSound.part(0, 19988));
+  const std::tuple<const char*, Photo, Bytes> rows[] = {
+      {"one sound, and no more than that", {.sound = kSound + kData}, meta},
+      {"big-endian, index in the read buffer", {.big = true, .before = {}}, meta},
+      {"from the first sound to the last", {.sounds = {{1, 0}, {1, 900}, {400, 116}}}, meta},
+      {"the last sound is cut at the end of the file", {.sounds = {{1, 0}, {9999, 116}}}, meta},
+      {"an unreadable last entry", {.sounds = {{516, 0}, {1, 5}}, .count = 0x10000002}, meta},
+      {"a count that does not fit its entry", {.countOfCount = 2}, meta},
+      {"a long sound is sampled", {.sounds = {{20016, 0}}, .sound = kLongSound}, longMeta},
+      {"a sound below twelve bytes wraps", {.sounds = {{27, 0}}}, Bytes().u64be(UINT64_MAX) + kSound},
+      {"the last sound ends before the first", {.sounds = {{516, 0}, {1, size_t{0} - 500}}}, Bytes().u64be(0)},
+      {"no SD header", {.sdHead = "SD_HEAD!"}, {}},
+  };
+  for (const auto& [rule, photo, soundMeta] : rows) {
+    SCOPED_TRACE(rule);
+    expectHash(photo.file(), 1, "SPF ", "PHOTO", scanContent(kData), kMeta + soundMeta);
+    const HashText labels = hashOf(photo.file(), KMHASH_MODE_IDENTIFY);  // the sound's size, no sound
+    EXPECT_EQ(labels.formatType() + labels.meta(), "SPF " + sha1Hex(kMeta + soundMeta.part(0, 8)));
+  }
+}
+
+TEST(Spf, BrokenIndexFailsTheFile) {
+  const auto codeOf = [](const Photo& photo) { return hashOf(photo.file()).code; };
+  EXPECT_EQ(codeOf({.version = 0x3030303A}), HASHCREATE_FORMAT_ERROR) << "the character behind 9";
+  EXPECT_EQ(codeOf({.count = 0}), HASHCREATE_FORMAT_ERROR);
+  EXPECT_EQ(codeOf({.list = 0}), HASHCREATE_FORMAT_ERROR);
+  EXPECT_EQ(hashOf(patched(Photo().file(), kBefore.size() + 10, 0)).code, HASHCREATE_FORMAT_ERROR) << "TIFF header";
+  EXPECT_EQ(codeOf({.list = 51}), HASHCREATE_FORMAT_ERROR) << "read past the segment";
+  EXPECT_EQ(codeOf({.list = Photo().file().size() - kBefore.size() - 25}), HASHCREATE_READ_ERROR) << "cut";
+}
+
+TEST(Spf, SoundOfAMultiPictureFile) {
+  const auto listed = [](size_t size) { return kBefore + mpf(true, 1, {{0x020002, size, 0}}); };
+  Photo photo = {.before = listed(0)};
+  photo.before = listed(photo.image(0).size());
+  expectHash(photo.file(), 2, "SPF ", "PHOTO", scanContent(kData), Bytes().u64be(488) + kSound.part(0, 488));
+  photo.version = 0;  // here a broken index only means that there is none
+  expectHash(photo.file(), 2, "MPO ", "PHOTO", scanContent(kData), {});
+}
+
+TEST(Spf, SurvivesDamageAndFaults) {
+  expectSurvivesDamage(Photo{.sounds = {{100, 0}, {400, 116}}, .before = {}}.file());
+  expectSurvivesFaults(Photo().file());
+}
