@@ -4,22 +4,20 @@
 
 using namespace support;
 
-const Bytes kMeta = {8, 0, 60, 0, 80, 3, 1, 0x22};
-const Bytes kFrame = segment(0xFFC0, kMeta + Bytes({0, 2, 0x11, 1, 3, 0x11, 1}));
 const Bytes kData = Bytes().pattern(300), kLongData = Bytes().pattern(20000);
 
 TEST(Jpeg, HashesScanDataAndFrame) {
-  const Bytes otherMeta = {12, 1, 2, 3, 4, 1, 9, 9}, other = segment(0xFFC0, otherMeta), noBody = {0xFF, 0xDA, 0, 2};
-  const Bytes noMpf =
-      segment(0xFFE2, {1}) + segment(0xFFE2, kLongData) + segment(0xFFE2, Bytes().text("MPF").fill(8, 0));
-  const Bytes noSpf = segment(0xFFE3, {1}) + segment(0xFFE3, kLongData);
+  const Bytes otherMeta = {12, 1, 2, 3, 4, 1, 9, 9}, other = segment(0xFFC0, otherMeta);
+  const Bytes garbage = {1, 2, 0xFF, 0, 0xFF, 0xFF, 0}, noBody = {0xFF, 0xDA, 0, 2};
+  const Bytes icc = segment(0xFFE2, kLongData) + segment(0xFFE2, {1}), xmp = segment(0xFFE3, kLongData);
+  const Bytes noHeader = segment(0xFFE2, Bytes().text("MPF").fill(8, 0)) + segment(0xFFE3, {1});
   const std::tuple<const char*, Bytes, Bytes, Bytes> rows[] = {
-      {"data behind the image are the image's, but the last two bytes", kFrame, scan(kData), kMeta},
-      {"long data are sampled, other segments do not count", segment(0xFFFE, kLongData) + kFrame, kLongData, kMeta},
-      {"a progressive image has no meta", segment(0xFFC2, kMeta), kData, Bytes().fill(8, 0)},
-      {"the last frame counts, eight bytes are enough", kFrame + other, kData, otherMeta},
-      {"garbage, no body", Bytes({1, 2, 0xFF, 0, 0xFF, 0xFF, 0}) + other + noBody + Bytes({1}) + kFrame, kData, kMeta},
-      {"other and short APP2 and APP3", noMpf + noSpf + kFrame, kData, kMeta},
+      {"data behind the image are the image's, but the last two bytes", kFrameSegment, scan(kData), kFrameMeta},
+      {"long data, long comment", segment(0xFFFE, kLongData) + kFrameSegment, kLongData, kFrameMeta},
+      {"a progressive image has no meta", segment(0xFFC2, kFrameMeta), kData, Bytes().fill(8, 0)},
+      {"the last frame counts, eight bytes are enough", kFrameSegment + other, kData, otherMeta},
+      {"garbage, no body", garbage + other + noBody + Bytes({1}) + kFrameSegment, kData, kFrameMeta},
+      {"other and short APP2 and APP3", icc + xmp + noHeader + kFrameSegment, kData, kFrameMeta},
   };
   for (const auto& [rule, segments, scanned, meta] : rows) {
     SCOPED_TRACE(rule);
@@ -30,17 +28,17 @@ TEST(Jpeg, HashesScanDataAndFrame) {
   }
   // A scan within the image's last two bytes has a negative size: the rest of the file is hashed.
   const Bytes content = Bytes().u8(0x55).u64be(UINT64_MAX).u64be(1);
-  expectHash(kSoi + kFrame + Bytes({0xFF, 0xDA, 0, 12, 0x55}), 1, "JPEG", "PHOTO", content, kMeta);
+  expectHash(kSoi + kFrameSegment + Bytes({0xFF, 0xDA, 0, 12, 0x55}), 1, "JPEG", "PHOTO", content, kFrameMeta);
 }
 
 TEST(Jpeg, RefusesWhatHasNoScan) {
   const auto codeOf = [](const Bytes& rest) { return hashOf(kSoi + rest).code; };
   EXPECT_EQ(codeOf({}), HASHCREATE_READ_ERROR);
   EXPECT_EQ(codeOf(Bytes({0xFF, 0xDA, 0, 1}) + kData), HASHCREATE_FORMAT_ERROR) << "length";
-  EXPECT_EQ(codeOf(segment(0xFFE0, kMeta).part(0, 10)), HASHCREATE_FORMAT_ERROR) << "a little beyond the file";
+  EXPECT_EQ(codeOf(segment(0xFFE0, kFrameMeta).part(0, 10)), HASHCREATE_FORMAT_ERROR) << "a little beyond the file";
 }
 
 TEST(Jpeg, SurvivesDamageAndFaults) {
-  expectSurvivesDamage(kSoi + segment(0xFFE0, Bytes().text("JFIF").u8(0)) + kFrame + scan({1, 0, 0, 63, 0, 7}));
-  expectSurvivesFaults(kSoi + segment(0xFFE1, kData) + kFrame + scan(kData));
+  expectSurvivesDamage(kSoi + segment(0xFFE0, Bytes().text("JFIF").u8(0)) + kFrameSegment + scan({1, 0, 0, 63, 0, 7}));
+  expectSurvivesFaults(kSoi + segment(0xFFE1, kData) + kFrameSegment + scan(kData));
 }

@@ -4,8 +4,7 @@
 
 using namespace support;
 
-const Bytes kMeta = Bytes().fill(8, 7), kData = Bytes().pattern(600);
-const Bytes kSound = Bytes().pattern(500, 2), kLongSound = Bytes().pattern(20000, 3);
+const Bytes kData = Bytes().pattern(600), kSound = Bytes().pattern(500, 2), kLongSound = Bytes().pattern(20000, 3);
 const Bytes kBefore = segment(0xFFE1, Bytes().pattern(300, 9));  // longer than the read buffer
 
 // A photo with its sound index behind `before`, and behind the image an SD header of 16 bytes and the sound.
@@ -20,7 +19,7 @@ struct Photo {
     Bytes index = directory(big, {{0xB000, 1, version}, {0xB001, countOfCount, count}, {0xB002, 1, list}});
     for (const Numbers& s : sounds)
       index.add(u32(big, 1) + u32(big, s[0]) + u32(big, soundOffset + s[1])).fill(4, 0xEE);
-    return kSoi + before + segment(0xFFE3, Bytes().text("SPF").u8(0) + index) + segment(0xFFC0, kMeta) + scan(kData);
+    return kSoi + before + segment(0xFFE3, Bytes().text("SPF").u8(0) + index) + kFrameSegment + scan(kData);
   }
   Bytes file() const {
     return image(image(0).size() - before.size() - 10) + Bytes().text(sdHead).u16be(8).fill(6, 0x77) + sound;
@@ -44,9 +43,9 @@ TEST(Spf, AddsTheSoundToTheMetaDigest) {
   };
   for (const auto& [rule, photo, soundMeta] : rows) {
     SCOPED_TRACE(rule);
-    expectHash(photo.file(), 1, "SPF ", "PHOTO", scanContent(kData), kMeta + soundMeta);
+    expectHash(photo.file(), 1, "SPF ", "PHOTO", scanContent(kData), kFrameMeta + soundMeta);
     const HashText labels = hashOf(photo.file(), KMHASH_MODE_IDENTIFY);  // the sound's size, no sound
-    EXPECT_EQ(labels.formatType() + labels.meta(), "SPF " + sha1Hex(kMeta + soundMeta.part(0, 8)));
+    EXPECT_EQ(labels.formatType() + labels.meta(), "SPF " + sha1Hex(kFrameMeta + soundMeta.part(0, 8)));
   }
 }
 

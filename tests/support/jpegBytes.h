@@ -10,6 +10,9 @@ inline Bytes segment(unsigned marker, const Bytes& body) {
   return Bytes().u16be(marker).u16be(static_cast<unsigned>(body.size() + 2)).add(body);
 }
 
+inline const Bytes kFrameMeta = {8, 0, 60, 0, 80, 3, 1, 0x22};  // what the meta digest takes of a baseline frame
+inline const Bytes kFrameSegment = segment(0xFFC0, kFrameMeta + Bytes({0, 2, 0x11, 1, 3, 0x11, 1}));
+
 // A start of scan and the end of the image; data is everything behind the length field.
 inline Bytes scan(const Bytes& data) { return Bytes().u16be(0xFFDA).u16be(12).add(data).u16be(0xFFD9); }
 
