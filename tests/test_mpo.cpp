@@ -38,7 +38,7 @@ TEST(Mpo, HashesOneImage) {
   const Bytes all = kPlain.part(kSoi2 - 502, 502 + kEnd - kSoi2 - 2);  // up to the end of the file
   const std::tuple<const char*, Bytes, Bytes> rows[] = {
       {"the second replaces the first", kStereo + kFirst, kSecond},
-      {"the last one listed is the second", album(kBaseline, {kFirst, kSecond, kThird}), kThird},
+      {"the last one listed is the second", album(kBaseline, {kFirst, kSecond, kThird}, true), kThird},
       {"no image there, but the first ends there", patched(patched(kStereo, kSoi2, 0), kSize1, 700), kFirst},
       {"it ends beyond the file, and so does the first", patched(kBeyond, kSize1, kEnd + 1), all},
       {"the first ends before", patched(patched(kStereo, kSoi2, 0), kSize1, 564), kFirst.part(0, 450)},

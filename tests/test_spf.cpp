@@ -39,6 +39,7 @@ TEST(Spf, AddsTheSoundToTheMetaDigest) {
       {"a long sound is sampled", {.sounds = {{20016, 0}}, .sound = kLongSound}, longMeta},
       {"a sound below twelve bytes wraps", {.sounds = {{27, 0}}}, Bytes().u64be(UINT64_MAX) + kSound},
       {"the last sound ends before the first", {.sounds = {{516, 0}, {1, size_t{0} - 500}}}, Bytes().u64be(0)},
+      {"no last sound", {.sounds = {{516, 0}, {0, 116}}}, {}},
       {"no SD header", {.sdHead = "SD_HEAD!"}, {}},
   };
   for (const auto& [rule, photo, soundMeta] : rows) {
@@ -61,8 +62,7 @@ TEST(Spf, BrokenIndexFailsTheFile) {
 
 TEST(Spf, SoundOfAMultiPictureFile) {
   const auto listed = [](size_t size) { return kBefore + mpf(true, 1, {{0x020002, size, 0}}); };
-  Photo photo = {.before = listed(0)};
-  photo.before = listed(photo.image(0).size());
+  Photo photo = {.before = listed(Photo{.before = listed(0)}.image(0).size())};
   expectHash(photo.file(), 2, "SPF ", "PHOTO", scanContent(kData), Bytes().u64be(488) + kSound.part(0, 488));
   photo.version = 0;  // here a broken index only means that there is none
   expectHash(photo.file(), 2, "MPO ", "PHOTO", scanContent(kData), {});

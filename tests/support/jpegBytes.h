@@ -40,8 +40,7 @@ inline Bytes mpf(bool big, size_t claimed, const std::vector<Numbers>& entries) 
   return segment(0xFFE2, body);
 }
 
-// The file with four bytes replaced.
-inline Bytes patched(Bytes file, size_t at, size_t value) {
+inline Bytes patched(Bytes file, size_t at, size_t value) {  // value: four bytes
   for (const uint8_t byte : u32(false, value)) file[at++] = byte;
   return file;
 }
