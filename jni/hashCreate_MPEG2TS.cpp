@@ -27,7 +27,7 @@ constexpr uint8_t kAdaptationAndPayload = 0x30;
 constexpr uint8_t kRegistrationDescriptor = 5;
 constexpr uint32_t kIdentifierSize = 4;
 
-// Distances from the sync byte; those from kSectionLengthLow on, and kFormatIdentifier, grow by an adaptation field.
+// Distances from the sync byte; kSectionLengthLow, kFirstProgram and kFormatIdentifier grow by an adaptation field.
 constexpr uint32_t kPidOffset = 1;
 constexpr uint32_t kFlagsOffset = 3;
 constexpr uint32_t kAdaptationLengthOffset = 4;

@@ -247,4 +247,14 @@ void expectSurvivesFaults(const Bytes& bytes) {
   }
 }
 
+void expectFormat(const Bytes& file, int algorithmId, std::string_view formatType, std::string_view fileType,
+                  const Bytes& content, const Bytes& meta, const Bytes& identified) {
+  expectHash(file, algorithmId, formatType, fileType, content, meta);
+  const HashText hash = hashOf(file, KMHASH_MODE_IDENTIFY);
+  EXPECT_EQ(std::tuple(hash.algorithmId(), hash.formatType(), hash.fileType(), hash.content()),
+            std::tuple(algorithmId, formatType, fileType, sha1Hex(identified)));
+  expectSurvivesFaults(file);
+  if (file.size() <= 1000) expectSurvivesDamage(file);
+}
+
 }  // namespace support

@@ -112,4 +112,8 @@ void expectSurvivesDamage(const Bytes& file);
 // public failure (or 0 where the format forgives), and the file is closed.
 void expectSurvivesFaults(const Bytes& file);
 
+// expectHash, the same labels and only these bytes of content in identify mode, faults, and in small files damage.
+void expectFormat(const Bytes& file, int algorithmId, std::string_view formatType, std::string_view fileType,
+                  const Bytes& content, const Bytes& meta, const Bytes& identified = {});
+
 }  // namespace support
