@@ -199,7 +199,7 @@ struct OnDisk : testing::Test {
   }
   ~OnDisk() override { std::filesystem::remove_all(folder); }
   std::string write(const Bytes& bytes) {
-    const std::string path = folder / "file";
+    std::string path = folder / "file";
     std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), std::ssize(bytes));
     return path;
   }
@@ -249,6 +249,7 @@ TEST_F(OnDisk, EveryFunctionOnManyThreadsAtOnce) {
   const std::string path = write(Bytes().pattern(30'000));
   const std::string stored = quick(path).text;
   std::vector<std::thread> threads;
+  threads.reserve(8);
   for (int i = 0; i < 8; ++i) {
     threads.emplace_back([&, i] {
       for (int round = 0; round < 50; ++round) {

@@ -17,8 +17,7 @@ Bytes& Bytes::text(std::string_view characters) {
   return *this;
 }
 Bytes& Bytes::add(const std::vector<uint8_t>& other) {
-  const std::vector<uint8_t> copy = other;  // other may be *this
-  insert(end(), copy.begin(), copy.end());
+  for (size_t i = 0, count = other.size(); i < count; ++i) push_back(other[i]);  // other may be *this
   return *this;
 }
 Bytes& Bytes::fill(size_t count, uint8_t value) {
