@@ -294,6 +294,7 @@ ResultCode analyzeAvi(const Walk& walk) {
   while (c_ftell(walk.stream) <= c_get_file_size(walk.stream)) {
     Chunk chunk = {};
     if (readChunk(walk.stream, &chunk) != HASHCREATE_SUCCESS) break;
+    DEBUG_LOG("%s:chunk(0x%08x) list(0x%08x) size(%u)\n", __func__, chunk.type, chunk.listType, chunk.size);
     const ChunkHandler& handler = handlerOf(chunk);
     const ResultCode rc = handler.handle(walk, chunk);
     if (handler.endsWalk) return rc;

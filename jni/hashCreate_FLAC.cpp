@@ -110,6 +110,7 @@ ResultCode parseStreamBlock(Stream* stream) {
     uint8_t header[kBlockHeaderSize];
     if (const ResultCode rc = readMetadataBlock(stream, header)) return rc;
     const BlockReader* reader = getBlockReader(header[0] & ~kLastBlock & 0xFFu);
+    DEBUG_LOG("%s:block type(%u) size(%u)\n", __func__, header[0] & ~kLastBlock & 0xFFu, getMetadataBlockSize(header));
     found |= reader->foundBit;
     if ((header[0] & kLastBlock) != 0) found |= kFoundLastBlock;
     if (const ResultCode rc = reader->read(stream, header)) return rc;

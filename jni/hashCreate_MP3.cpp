@@ -38,13 +38,15 @@ constexpr uint32_t kReservedLayer = 0;
 constexpr uint32_t kReservedBitRate = 15;
 constexpr uint32_t kReservedSamplingRate = 3;
 
-// kbit/s by bit-rate index and layer index; 0 is the free format.
+// kbit/s by bit-rate index and layer index. Index 0 is the free format, 15 is reserved.
 constexpr int32_t kBitRatesMpeg1[16][4] = {
     {-1, 0, 0, 0},       {-1, 32, 32, 32},    {-1, 64, 48, 40},    {-1, 96, 56, 48},
     {-1, 128, 64, 56},   {-1, 160, 80, 64},   {-1, 192, 96, 80},   {-1, 224, 112, 96},
     {-1, 256, 128, 112}, {-1, 288, 160, 128}, {-1, 320, 192, 160}, {-1, 352, 224, 192},
     {-1, 384, 256, 224}, {-1, 416, 320, 256}, {-1, 448, 384, 320}, {-1, -1, -1, -1},
 };
+
+// The same at the low sampling frequencies of MPEG-2 and MPEG-2.5.
 constexpr int32_t kBitRatesMpeg2[16][4] = {
     {-1, 0, 0, 0},       {-1, 32, 8, 8},      {-1, 48, 16, 16},    {-1, 56, 24, 24},
     {-1, 64, 32, 32},    {-1, 80, 40, 40},    {-1, 96, 48, 48},    {-1, 112, 56, 56},
@@ -133,6 +135,7 @@ ResultCode readId3v2Header(Stream* stream, uint8_t* header) {
   }
   uint32_t size = 0;
   if (const ResultCode rc = getSyncSafeInteger(header + kId3SizeAt, &size)) return rc;
+  DEBUG_LOG("%s:ID3v2.%u.%u of %u bytes\n", __func__, getID3V2MajorVersion(header), getID3V2MinorVersion(header), size);
   return callbackSeek(stream, static_cast<int64_t>(size) + kId3HeaderSize, kSeekAbsolute);
 }
 
@@ -207,6 +210,7 @@ ResultCode readSecondHeader(Stream* stream, uint32_t frameSize) {
 // Once the first header is a frame's, no other analyzer gets the file. The stream stands behind that header.
 ResultCode hashFrames(Stream* stream, Labels* labels, const uint8_t* firstHeader) {
   const uint32_t frameSize = getMpegFrameSize(firstHeader);
+  DEBUG_LOG("%s:first frame of %u bytes\n", __func__, frameSize);
   if (frameSize == 0) return HASHCREATE_NON_SUPPORTED;
   if (const ResultCode rc = readSecondHeader(stream, frameSize)) return rc;
 
