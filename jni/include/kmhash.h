@@ -55,18 +55,18 @@ extern "C" {
 /* Result codes. */
 enum {
   HASHCREATE_SUCCESS = 0,
-  HASHCREATE_FILE_NOTFOUND = -1,    /* the open callback gave no handle */
-  HASHCREATE_BUFFER_ERROR = -2,     /* reserved, never returned */
-  HASHCREATE_FORMAT_ERROR = -3,     /* recognised, but its structure breaks the format's rules */
-  HASHCREATE_PARAM_ERROR = -4,      /* reserved, never returned */
-  HASHCREATE_READ_ERROR = -5,       /* fewer bytes than the structure promises: truncated, or the source gave up */
-  HASHCREATE_SEEK_ERROR = -6,       /* a position outside the file, or behind what can be read again */
-  HASHCREATE_NULLCHK_ERROR = -7,    /* reserved, never returned */
-  HASHCREATE_SHA1_ERROR = -8,       /* a digest could not be finished */
-  HASHCREATE_NON_SUPPORTED = -9,    /* empty, or of no supported format */
-  HASHCREATE_INVALID_PARAM = -10,   /* an argument is null, too small or unknown */
-  HASHCREATE_INVALID_HASH = -11,    /* the text is no hash text */
-  HASHCREATE_REACH_EOF = -12,       /* the file ended where its structure goes on */
+  HASHCREATE_FILE_NOTFOUND = -1,  /* the open callback gave no handle; or a directory of TIFF entries is out of place */
+  HASHCREATE_BUFFER_ERROR = -2,   /* reserved, never returned */
+  HASHCREATE_FORMAT_ERROR = -3,   /* recognised, but its structure breaks the format's rules */
+  HASHCREATE_PARAM_ERROR = -4,    /* reserved, never returned */
+  HASHCREATE_READ_ERROR = -5,     /* fewer bytes than the structure promises: truncated, or the source gave up */
+  HASHCREATE_SEEK_ERROR = -6,     /* a position outside the file, or behind what can be read again */
+  HASHCREATE_NULLCHK_ERROR = -7,  /* reserved, never returned */
+  HASHCREATE_SHA1_ERROR = -8,     /* a digest could not be finished */
+  HASHCREATE_NON_SUPPORTED = -9,  /* empty, or of no supported format */
+  HASHCREATE_INVALID_PARAM = -10, /* an argument is null, too small or unknown */
+  HASHCREATE_INVALID_HASH = -11,  /* the text is no hash text */
+  HASHCREATE_REACH_EOF = -12,     /* the file ended where its structure goes on */
   HASHCREATE_BROKEN_CONTENT = -13,  /* a later image of a multi-picture file is broken */
   HASHCREATE_MEM_ALLOC_ERROR = -14, /* out of memory, or a size field that no such object can have */
   HASHCREATE_ERROR = -255           /* any other failure, such as an I/O error that the system reported */
@@ -147,7 +147,8 @@ typedef struct KmhashFileCallbacks {
  *   HASHCREATE_INVALID_PARAM    path or out is null, outSize is below 129, an entry of the table is null (all found
  *                               before anything is opened), the size callback failed, or a multi-picture file has so
  *                               many images that its data cannot be sampled
- *   HASHCREATE_FILE_NOTFOUND    the open callback failed
+ *   HASHCREATE_FILE_NOTFOUND    the open callback failed; also, kept for the sake of stored results, a TIFF structure
+ *                               whose directory lies beyond the end that it must keep to
  *   HASHCREATE_NON_SUPPORTED    the file is empty, of no supported format, or nothing but zero bytes
  *   HASHCREATE_FORMAT_ERROR, HASHCREATE_READ_ERROR, HASHCREATE_SEEK_ERROR, HASHCREATE_REACH_EOF,
  *   HASHCREATE_BROKEN_CONTENT, HASHCREATE_MEM_ALLOC_ERROR, HASHCREATE_SHA1_ERROR, HASHCREATE_ERROR
