@@ -48,9 +48,9 @@ Bytes& Bytes::u32le(uint32_t value) { return number(value, 4, false); }
 Bytes& Bytes::u64be(uint64_t value) { return number(value, 8, true); }
 Bytes& Bytes::u64le(uint64_t value) { return number(value, 8, false); }
 
-Bytes Bytes::part(size_t offset, size_t count) const {
-  const size_t from = std::min(offset, size());
-  const size_t to = from + std::min(count, size() - from);
+Bytes Bytes::part(uint64_t offset, uint64_t count) const {
+  const uint64_t from = std::min<uint64_t>(offset, size());
+  const uint64_t to = from + std::min(count, size() - from);
   return Bytes(begin() + static_cast<std::ptrdiff_t>(from), begin() + static_cast<std::ptrdiff_t>(to));
 }
 Bytes operator+(Bytes left, const Bytes& right) { return left.add(right); }

@@ -30,7 +30,7 @@ class Bytes : public std::vector<uint8_t> {
   Bytes& u32le(uint32_t value);
   Bytes& u64be(uint64_t value);
   Bytes& u64le(uint64_t value);
-  Bytes part(size_t offset, size_t count = SIZE_MAX) const;  // cut to what is there
+  Bytes part(uint64_t offset, uint64_t count = UINT64_MAX) const;  // cut to what is there
 
  private:
   Bytes& number(uint64_t value, int size, bool bigEndian);
