@@ -13,7 +13,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <new>
+#include <utility>
 
 #include "hashCreate.h"
 #include "tiffDirectory.h"
@@ -57,7 +59,8 @@ constexpr uint16_t kMandatoryTags[] = {TAG_IMAGE_WIDTH, TAG_IMAGE_LENGTH, TAG_PH
 constexpr uint16_t kTagRawVersion = 0xB000;
 constexpr uint16_t kTagCameraModel = 0xB001;
 
-constexpr uint32_t kUncompressed = 1;  // TIFF compression
+constexpr uint32_t kUncompressed = 1;      // TIFF compression
+constexpr uint32_t kMaxInlineOffsets = 4;  // strip offsets that are taken to lie in the entry, whatever their type
 constexpr int16_t kModelOfQr10 = 256;
 constexpr uint32_t kFormatLabelSize = 5;
 
@@ -214,15 +217,11 @@ int isAccessibleTagEx(const Stream* stream, const DirEntryInfo* table, uint16_t 
 
 namespace {
 
-TiffText allocateText(uint32_t length) {
-  TiffText text;
-  text.bytes.reset(new (std::nothrow) char[length]());
-  if (text.bytes != nullptr) text.length = length;
-  return text;
-}
-
 TiffText inlineText(const DirEntryInfo* row) {
-  TiffText text = allocateText(row->length);
+  TiffText text;
+  text.bytes.reset(new (std::nothrow) char[row->length]);
+  if (text.bytes == nullptr) return {};
+  text.length = row->length;
   for (uint32_t i = 0; i < text.length; i++) text.bytes[i] = static_cast<char>(row->value >> 8 * i & 0xFF);
   return text;
 }
@@ -230,7 +229,7 @@ TiffText inlineText(const DirEntryInfo* row) {
 bool isTextWithin(const Stream* stream, const DirEntryInfo* row, uint64_t limit) {
   if (limit == 0) return row->value <= c_get_file_size(stream);
   const uint32_t end = row->value + row->length;  // wraps
-  return end <= limit || limit > UINT32_MAX;
+  return end <= limit;
 }
 
 bool isInFile(const Stream* stream, const DirEntryInfo* row) {
@@ -245,20 +244,31 @@ void readToTheEnd(Stream* stream) {
   }
 }
 
+// The block grows with what is read: a source of unknown size has room for any length.
+TiffText readText(Stream* stream, uint32_t length) {
+  TiffText text;
+  while (text.length < length) {
+    const uint32_t piece = std::min(length - text.length, std::max(text.length, uint32_t{1024}));
+    std::unique_ptr<char[]> larger(new (std::nothrow) char[text.length + piece]);
+    if (larger == nullptr) return {};
+    std::copy_n(text.bytes.get(), text.length, larger.get());
+    if (c_hybrid_read(stream, larger.get() + text.length, piece) != piece) return {};
+    text.bytes = std::move(larger);
+    text.length += piece;
+  }
+  return text;
+}
+
 }  // namespace
 
 TiffText getAsciiValueFromTiff(Stream* stream, const DirEntryInfo* row, uint64_t limit) {
   if (row == nullptr || row->type != kTypeAscii) return {};
   if (row->length <= kMaxInlineLength) return inlineText(row);
   if (!isTextWithin(stream, row, limit)) return {};
-  if (!isInFile(stream, row)) {
-    if (seekTo(stream, row->value) == HASHCREATE_SUCCESS) readToTheEnd(stream);
-    return {};
-  }
-  TiffText text = allocateText(row->length);
-  if (text.bytes == nullptr || seekTo(stream, row->value) != HASHCREATE_SUCCESS) return {};
-  if (c_hybrid_read(stream, text.bytes.get(), text.length) != text.length) return {};
-  return text;
+  if (seekTo(stream, row->value) != HASHCREATE_SUCCESS) return {};
+  if (isInFile(stream, row)) return readText(stream, row->length);
+  readToTheEnd(stream);
+  return {};
 }
 
 TiffText getTagStringValue(Stream* stream, const DirEntryInfo* table, uint16_t tag, uint64_t limit) {
@@ -350,12 +360,12 @@ uint64_t calcDataSum(const uint32_t* list) {
 // Where the strips begin, and how many bytes they are together.
 ResultCode getStripRange(Stream* stream, const DirEntryInfo* tagTable, uint32_t byteOrder, uint32_t* first,
                          uint64_t* total) {
-  ValueList offsets;
-  if (const ResultCode rc = getStripInfo(stream, tagTable, TAG_STRIP_OFFSETS, &offsets, byteOrder)) return rc;
-  *first = offsets.values[0];
-  ValueList byteCounts;
-  if (const ResultCode rc = getStripInfo(stream, tagTable, TAG_STRIP_BYTES_COUNT, &byteCounts, byteOrder)) return rc;
-  *total = calcDataSum(byteCounts.values.get());
+  ValueList list;
+  if (const ResultCode rc = getStripInfo(stream, tagTable, TAG_STRIP_OFFSETS, &list, byteOrder)) return rc;
+  *first = list.values[0];
+  list = {};
+  if (const ResultCode rc = getStripInfo(stream, tagTable, TAG_STRIP_BYTES_COUNT, &list, byteOrder)) return rc;
+  *total = calcDataSum(list.values.get());
   return HASHCREATE_SUCCESS;
 }
 
@@ -373,7 +383,7 @@ ResultCode hashImageData(Stream* stream, const DirEntryInfo* tagTable, bool* dat
   const uint32_t compression = getTargetTag(tagTable, TAG_COMPRESSION)->value;
   const DirEntryInfo* stripOffsets = getTargetTag(tagTable, TAG_STRIP_OFFSETS);
   const uint64_t position = c_ftell(stream);
-  if (stripOffsets->count > kMaxInlineLength && position < stripOffsets->value) {
+  if (stripOffsets->count > kMaxInlineOffsets && position < stripOffsets->value) {
     if (const ResultCode rc = createTIFFDataHash(stream, position, stripOffsets->value - position, compression)) {
       return rc;
     }
@@ -417,8 +427,8 @@ ResultCode getJpegInfo(const DirEntryInfo* tagTable, JpegInfo* jpegInfo) {
   return HASHCREATE_SUCCESS;
 }
 
-// A preview that ends exactly at the end of the file is refused, and the end is a 32-bit sum: stored hashes know no
-// other.
+// A preview that ends exactly at the end of the file is refused, and the end is a 32-bit sum, on purpose: another rule
+// would give hashes to files that have none.
 ResultCode call_createHashJPEG(const JpegInfo* jpegInfo, Stream* stream, Labels* labels) {
   const uint32_t end = jpegInfo->offset + jpegInfo->length;
   if (!c_is_valid_file_pos(stream, jpegInfo->offset) || !c_is_valid_file_pos(stream, end)) {
@@ -433,7 +443,7 @@ ResultCode getVr2VersionInfo(Stream* stream, uint32_t byteOrder, const DirEntryI
                              uint64_t limit) {
   *vr2Info = {UINT32_MAX, UINT32_MAX, UINT32_MAX, UINT32_MAX};
   if (!isValidDirEntryInfo(makerNote)) return kNoValue;
-  // The position does not belong into this sum, but labels of stored hashes depend on it.
+  // The position does not belong into this sum; labels of stored hashes depend on it.
   if (c_ftell(stream) + makerNote->value > limit) return kNoValue;
   DirEntryInfo table[] = {unfilledRow(kTagRawVersion), unfilledRow(kTagCameraModel), unfilledRow(kEndOfTable)};
   uint32_t nextIfdOffset = 0;
@@ -541,8 +551,7 @@ ResultCode parseNextDirectory(Stream* stream, TiffFile* tiff) {
   return parseIFD(stream, tiff->byteOrder, tiff->tagTable.data(), &tiff->ifdOffset, c_get_file_size(stream));
 }
 
-// Parses directories until they make a standard TIFF or name a preview. A chain that starts with offset 0 is no
-// failure.
+// Parses directories until they make a standard TIFF or name a preview. Finding no directory at all is no failure.
 ResultCode findImage(Stream* stream, TiffFile* tiff, Found* found) {
   const DirEntryInfo* tagTable = tiff->tagTable.data();
   *found = Found::kNothing;
@@ -597,7 +606,7 @@ ResultCode createHash_TIFF(Stream* stream, Labels* labels) {
   tiff.byteOrder = static_cast<uint32_t>(order);
   if (const ResultCode rc = readULong(stream, &tiff.ifdOffset, tiff.byteOrder)) return rc;
   if (tiff.ifdOffset > kHeaderSize) {
-    const ResultCode rc = createTIFFDataHash(stream, c_ftell(stream), tiff.ifdOffset - kHeaderSize, kUncompressed);
+    const ResultCode rc = createTIFFDataHash(stream, kHeaderSize, tiff.ifdOffset - kHeaderSize, kUncompressed);
     if (rc != HASHCREATE_SUCCESS) return rc;
     tiff.dataHashCreated = true;
   }

@@ -91,7 +91,8 @@ int isAccessibleTag(const Stream* stream, const DirEntryInfo* table, uint16_t ta
 // The same with offsets relative to base, and inline values always accessible.
 int isAccessibleTagEx(const Stream* stream, const DirEntryInfo* table, uint16_t tag, uint64_t base);
 
-// An ASCII value: length bytes, terminated only when the file terminates them. No bytes: no text.
+// An ASCII value: length bytes, terminated only when the file terminates them. Where bytes is null there is no text;
+// one of length 0 is a text.
 struct TiffText {
   std::unique_ptr<char[]> bytes;
   uint32_t length = 0;

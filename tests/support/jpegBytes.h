@@ -25,11 +25,21 @@ inline Bytes u32(bool big, size_t value) {
 }
 using Numbers = std::vector<size_t>;
 
-// A TIFF header and the directory behind it, of entries {tag, count, value}: 14 bytes and 12 for each.
+// A TIFF header, and a directory of entries {tag, type, count, value}: 6 bytes and 12 for each.
+inline Bytes header(bool big, size_t firstIfd) {
+  return Bytes().text(big ? "MM" : "II") + u16(big, 42) + u32(big, firstIfd);
+}
+inline Bytes ifd(bool big, const std::vector<Numbers>& tags, size_t next = 0) {
+  Bytes out = u16(big, tags.size());
+  for (const Numbers& tag : tags) out.add(u16(big, tag[0]) + u16(big, tag[1]) + u32(big, tag[2]) + u32(big, tag[3]));
+  return out.add(u32(big, next));
+}
+
+// Both, of entries {tag, count, value}.
 inline Bytes directory(bool big, const std::vector<Numbers>& tags) {
-  Bytes out = Bytes().text(big ? "MM" : "II") + u16(big, 42) + u32(big, 8) + u16(big, tags.size());
-  for (const Numbers& tag : tags) out.add(u16(big, tag[0]) + u16(big, 4) + u32(big, tag[1]) + u32(big, tag[2]));
-  return out.fill(4, 0);
+  std::vector<Numbers> entries;
+  for (const Numbers& tag : tags) entries.push_back({tag[0], 4, tag[1], tag[2]});
+  return header(big, 8) + ifd(big, entries);
 }
 
 // A multi-picture segment of entries {attribute, size, offset}: 58 bytes and 16 for each. Offsets count from its
