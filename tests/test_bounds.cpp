@@ -1,0 +1,272 @@
+// What a call may take at most: memory, stack and callback calls; and what it answers when memory ends.
+
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <pthread.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <new>
+
+#include "support.h"
+
+using support::Bytes;
+using support::HashText;
+using support::MemoryFile;
+
+// ---- The heap, watched during a call of the library ----
+
+namespace {
+
+thread_local struct {
+  bool watched;
+  size_t live, peak;
+  int taken, failing;  // the failing-th block taken is refused; 0: none
+} heap;
+
+void* take(size_t size) {
+  void* block = heap.watched && ++heap.taken == heap.failing ? nullptr : std::malloc(size);
+  if (block == nullptr || !heap.watched) return block;
+  heap.live += malloc_usable_size(block);
+  heap.peak = std::max(heap.peak, heap.live);
+  return block;
+}
+
+void giveBack(void* block) {
+  if (block != nullptr && heap.watched) heap.live -= malloc_usable_size(block);
+  std::free(block);
+}
+
+}  // namespace
+
+void* operator new(size_t size) { return take(size); }
+void* operator new[](size_t size) { return take(size); }
+void* operator new(size_t size, const std::nothrow_t&) noexcept { return take(size); }
+void* operator new[](size_t size, const std::nothrow_t&) noexcept { return take(size); }
+void operator delete(void* block) noexcept { giveBack(block); }
+void operator delete[](void* block) noexcept { giveBack(block); }
+void operator delete(void* block, size_t) noexcept { giveBack(block); }
+void operator delete[](void* block, size_t) noexcept { giveBack(block); }
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Reads the bytes it points to, counts the calls, takes no memory of its own.
+struct Source {
+  const Bytes& bytes;
+  size_t position = 0;
+  size_t calls = 0;
+};
+Source& sourceOf(void* handle) { return *static_cast<Source*>(handle); }
+constexpr KmhashFileCallbacks kSource = {
+    [](const char* path) { return const_cast<void*>(static_cast<const void*>(path)); },
+    [](void* buffer, uint32_t count, void* handle) {
+      Source& source = sourceOf(handle);
+      source.calls++;
+      const size_t left = source.bytes.size() - std::min(source.position, source.bytes.size());
+      const size_t n = std::min<size_t>(count, left);
+      std::copy_n(source.bytes.begin() + static_cast<std::ptrdiff_t>(source.position), n,
+                  static_cast<uint8_t*>(buffer));
+      source.position += n;
+      return static_cast<uint32_t>(n);
+    },
+    [](int64_t offset, int, void* handle) {
+      sourceOf(handle).calls++;
+      sourceOf(handle).position += static_cast<size_t>(offset);
+      return 0;
+    },
+    [](void*) {},
+    [](const char*, void* handle) { return static_cast<int64_t>(sourceOf(handle).bytes.size()); },
+};
+
+struct Cost {
+  int code;
+  size_t heap, calls;
+  int blocks;
+  char text[KMHASH_TEXT_SIZE];
+};
+
+Cost costOf(const Bytes& bytes, int failingBlock = 0) {
+  Source source{bytes};
+  Cost cost = {};
+  heap = {true, 0, 0, 0, failingBlock};
+  cost.code = createHash(reinterpret_cast<const char*>(&source), cost.text, sizeof(cost.text), &kSource);
+  heap.watched = false;
+  EXPECT_EQ(heap.live, 0u) << "memory kept";
+  cost.heap = heap.peak;
+  cost.blocks = heap.taken;
+  cost.calls = source.calls;
+  return cost;
+}
+
+// ---- Files of one MiB that are as laborious as their format allows ----
+
+constexpr size_t kMiB = 1 << 20;
+
+Bytes repeated(Bytes head, const Bytes& piece) {
+  while (head.size() + piece.size() <= kMiB) head.add(piece);
+  return head;
+}
+
+Bytes tiffEntry(unsigned tag, uint32_t count, uint32_t value) {
+  return Bytes().u16le(tag).u16le(4).u32le(count).u32le(value);
+}
+
+Bytes tiffStrips() {
+  constexpr uint32_t kCount = 130'000, kLists = 8 + 2 + 5 * 12 + 4;
+  return Bytes()
+      .text("II*")
+      .u8(0)
+      .u32le(8)
+      .u16le(5)
+      .add(tiffEntry(256, 1, 9))
+      .add(tiffEntry(257, 1, 9))
+      .add(tiffEntry(262, 1, 2))
+      .add(tiffEntry(273, kCount, kLists))
+      .add(tiffEntry(279, kCount, kLists + 4 * kCount))
+      .u32le(0)
+      .fill(8 * kCount, 1);
+}
+
+Bytes tiffDirectories() {
+  Bytes file = Bytes().text("II*").u8(0).u32le(8);
+  while (file.size() + 6 <= kMiB) file.u16le(0).u32le(static_cast<uint32_t>(file.size() + 4));
+  return file;
+}
+
+Bytes mpoList(uint32_t claimed) {
+  const Bytes index = Bytes()
+                          .text("MPF")
+                          .u8(0)
+                          .text("MM")
+                          .u16be(42)
+                          .u32be(8)
+                          .u16be(2)
+                          .u16be(0xB001)
+                          .u16be(4)
+                          .u32be(1)
+                          .u32be(claimed)
+                          .u16be(0xB002)
+                          .u16be(7)
+                          .u32be(16)
+                          .u32be(38)
+                          .u32be(0);
+  const Bytes head = Bytes().u16be(0xFFD8).u16be(0xFFE2).u16be(static_cast<unsigned>(index.size() + 2)).add(index);
+  return repeated(head, Bytes().fill(16, 0));
+}
+
+struct Family {
+  const char* name;
+  Bytes file;
+};
+std::vector<Family> families() {
+  const Bytes asfHeader =
+      Bytes{0x30, 0x26, 0xB2, 0x75, 0x8E, 0x66, 0xCF, 0x11, 0xA6, 0xD9, 0, 0xAA, 0, 0x62, 0xCE, 0x6C};
+  return {
+      {"zeros", Bytes().fill(kMiB, 0)},
+      {"JPEG, no marker", Bytes().u16be(0xFFD8).fill(kMiB, 0)},
+      {"JPEG, fill bytes", Bytes().u16be(0xFFD8).fill(kMiB, 0xFF)},
+      {"JPEG, empty segments", repeated(Bytes().u16be(0xFFD8), Bytes().u16be(0xFFE0).u16be(2))},
+      {"MPO, long list", mpoList(65'000)},
+      {"MPO, endless list", mpoList(0xFFFFFFFF)},
+      {"PNG, empty chunks", repeated(Bytes().text("\x89PNG\r\n\x1A\n"), Bytes().u32be(0).text("tEXt").u32be(0))},
+      {"GIF, sub-blocks", repeated(Bytes().text("GIF89a").fill(7, 0).u16be(0x21FE), Bytes().u16be(0x0141))},
+      {"GIF, extensions", repeated(Bytes().text("GIF89a").fill(7, 0), Bytes().u16be(0x21FE).u8(0))},
+      {"TIFF, strips", tiffStrips()},
+      {"TIFF, directories", tiffDirectories()},
+      {"MP4, boxes", repeated(Bytes().u32be(16).text("ftypisom").u32be(0), Bytes().u32be(8).text("free"))},
+      {"MP4, boxes in moov",
+       repeated(Bytes().u32be(16).text("ftypisom").u32be(0).u32be(kMiB).text("moov"), Bytes().u32be(8).text("trak"))},
+      {"ASF, objects",
+       repeated(Bytes().add(asfHeader).u64le(kMiB).u32le(40'000).u16be(0x0102), Bytes().fill(16, 7).u64le(24))},
+      {"MPEG, packs", repeated({}, Bytes().u32be(0x1BA).u8(0x44).fill(8, 4).u8(0))},
+      {"RIFF, chunks", repeated(Bytes().text("RIFF").u32le(kMiB).text("AVI "), Bytes().text("JUNK").u32le(0))},
+      {"transport stream, null packets", repeated({}, Bytes().u8(0x47).u8(0x1F).u16be(0xFF10).fill(184, 0xFF))},
+      {"ID3, nested", repeated({}, Bytes().text("ID3").fill(7, 0))},
+      {"FLAC, blocks", repeated(Bytes().text("fLaC"), Bytes().u32be(0x01000000))},
+      {"MP3, one frame", repeated(Bytes{0xFF, 0xFB, 0x90, 0x00}, Bytes().u8(0))},
+  };
+}
+
+std::vector<Family> testMedia() {
+  std::vector<Family> files;
+  for (const fs::directory_entry& entry : fs::directory_iterator(KMHASH_TEST_MEDIA)) {
+    std::ifstream in(entry.path(), std::ios::binary);
+    Bytes bytes;
+    bytes.assign(std::istreambuf_iterator<char>(in), {});
+    files.push_back({"", std::move(bytes)});
+  }
+  return files;
+}
+
+TEST(Bounds, CallsAndMemoryGrowWithTheBytesPresentOnly) {
+  for (const Family& family : families()) {
+    const Cost cost = costOf(family.file);
+    std::printf("%-32s %4d  %8zu calls  %8zu bytes of heap\n", family.name, cost.code, cost.calls, cost.heap);
+    EXPECT_LE(cost.calls, family.file.size() + 1000) << family.name;
+    EXPECT_LE(cost.heap, 2 * family.file.size() + 65536) << family.name;
+  }
+}
+
+TEST(Bounds, MemoryThatEndsIsAnAnswer) {
+  std::vector<Family> files = testMedia();
+  files.push_back({"MPO", mpoList(1000)});
+  files.push_back({"TIFF", tiffStrips()});
+  int refused = 0;
+  for (const Family& file : files) {
+    const Cost whole = costOf(file.file);
+    for (int n = 1; n <= whole.blocks; ++n, ++refused) {
+      const Cost cost = costOf(file.file, n);
+      // A text that only names the camera may be missing; everything else fails the call.
+      if (cost.code == whole.code) {
+        EXPECT_STREQ(cost.text, whole.text);
+      } else {
+        EXPECT_EQ(cost.code, HASHCREATE_MEM_ALLOC_ERROR);
+      }
+    }
+  }
+  EXPECT_GT(refused, 10);
+}
+
+#ifndef __has_feature
+#define __has_feature(feature) 0
+#endif
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) && !__has_feature(address_sanitizer) && \
+    !__has_feature(thread_sanitizer)
+
+// Runs on a stack of painted bytes and tells how many of them were touched.
+size_t stackOf(const std::function<void()>& work) {
+  constexpr uint8_t kPaint = 0xA5;
+  static std::vector<uint8_t> memory(1 << 20);
+  std::fill(memory.begin(), memory.end(), kPaint);
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  pthread_attr_setstack(&attributes, memory.data(), memory.size());
+  pthread_t thread;
+  const auto start = [](void* argument) -> void* {
+    (*static_cast<const std::function<void()>*>(argument))();
+    return nullptr;
+  };
+  EXPECT_EQ(pthread_create(&thread, &attributes, start, const_cast<std::function<void()>*>(&work)), 0);
+  pthread_join(thread, nullptr);
+  const auto touched = std::find_if(memory.begin(), memory.end(), [](uint8_t byte) { return byte != kPaint; });
+  return static_cast<size_t>(memory.end() - touched);
+}
+
+TEST(Bounds, StackStaysBelow64KiB) {
+  const size_t bare = stackOf([] {});  // what a thread takes by itself
+  size_t most = 0;
+  for (const auto& files : {families(), testMedia()}) {
+    for (const Family& file : files) most = std::max(most, stackOf([&] { costOf(file.file); }) - bare);
+  }
+  std::printf("%zu bytes of stack at most\n", most);
+  EXPECT_LT(most, 65536u);
+}
+
+#endif
+
+}  // namespace
