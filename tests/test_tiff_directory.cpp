@@ -11,7 +11,7 @@ using namespace support;
 
 TEST(TiffDirectory, LengthsAreTypeSizesTimesCountsAndWrap) {
   constexpr uint32_t kSizes[] = {0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8, 0};
-  for (uint16_t type = 0; type < std::size(kSizes); type++) {
+  for (uint32_t type = 0; type < std::size(kSizes); type++) {
     DirEntryInfo row = unfilledRow(256);
     setDirEntryInfo(ifd(true, {{256, type, 0x40000003, 7}}).part(2).data(), &row, kBigEndian);
     EXPECT_EQ(row.length, kSizes[type] * 0x40000003) << type;

@@ -37,8 +37,8 @@ inline Bytes ifd(bool big, const std::vector<Numbers>& tags, size_t next = 0) {
 
 // Both, of entries {tag, count, value}.
 inline Bytes directory(bool big, const std::vector<Numbers>& tags) {
-  std::vector<Numbers> entries;
-  for (const Numbers& tag : tags) entries.push_back({tag[0], 4, tag[1], tag[2]});
+  std::vector<Numbers> entries = tags;
+  for (Numbers& tag : entries) tag.insert(tag.begin() + 1, 4);
   return header(big, 8) + ifd(big, entries);
 }
 
