@@ -1,8 +1,9 @@
 // Whole hashes against the floor: what the system calls and the fastest SHA-1 of the same bytes cost by themselves.
 //
-//   bench_floor [ROUNDS]     prints the table
-//   bench_floor FILE         one floor of a sampled file, for strace and perf
-//   bench_floor hash FILE    one hash, likewise
+//   bench_floor table [ROUNDS]       prints the table, in memory that is warm
+//   bench_floor cold [ROUNDS]        the same file read with the page cache emptied of it, the kernel told or not
+//   bench_floor photos FOLDER COUNT  makes that many small and middling photos
+//   bench_floor floor|hash|identify FILE   one of each, for strace and perf
 //
 // Both sides of a row run in turn, a few milliseconds each, and the ratio is the median over the rounds: a machine that
 // others use too slows both.
@@ -207,15 +208,76 @@ void printTable(const fs::path& folder, int rounds) {
       "TIFF of 100 MB: hash / floor of all bytes", rounds, [&] { hash(scan); }, [&] { floorOfAll(scan); });
 }
 
+// ---- Cold reads ----
+
+enum class Advice { none, random, samples };
+
+// The floor of samples with the page cache emptied of the file, in seconds.
+double coldFloor(const std::string& path, Advice advice) {
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  struct stat status;
+  if (file < 0 || fstat(file, &status) != 0) fail(path);
+  fdatasync(file);
+  posix_fadvise(file, 0, 0, POSIX_FADV_DONTNEED);
+  char bytes[163];
+  const double seconds = secondsOf(
+      [&] {
+        const off_t gap = status.st_size / 100;
+        if (advice != Advice::none) posix_fadvise(file, 0, 0, POSIX_FADV_RANDOM);
+        for (int i = 0; advice == Advice::samples && i < 100; ++i) {
+          posix_fadvise(file, gap * i, sizeof(bytes), POSIX_FADV_WILLNEED);
+        }
+        Sha1 sha1;
+        for (int i = 0; i < 100; ++i) sha1.input(bytes, pread(file, bytes, sizeof(bytes), gap * i));
+      },
+      1);
+  close(file);
+  return seconds;
+}
+
+void printCold(const fs::path& folder, int rounds) {
+  std::printf("%-20s %12s %12s %12s   us\n", "cold reads", "plain", "random", "told all");
+  for (const uint64_t megabytes : {1, 20, 500}) {
+    const std::string path = makeFile(folder / "cold", jpegHead(), megabytes * 1000 * 1000);
+    std::vector<double> seconds[3];
+    for (int i = 0; i < rounds; ++i) {
+      for (int advice = 0; advice < 3; ++advice) seconds[advice].push_back(coldFloor(path, Advice(advice)));
+    }
+    std::printf("%4d MB              %12.0f %12.0f %12.0f\n", static_cast<int>(megabytes), median(seconds[0]) * 1e6,
+                median(seconds[1]) * 1e6, median(seconds[2]) * 1e6);
+  }
+}
+
+void makePhotos(const fs::path& folder, int count) {
+  fs::create_directories(folder);
+  for (int i = 0; i < count; ++i) {
+    makeFile(folder / ("photo" + std::to_string(i) + ".jpg"), jpegHead(),
+             10'000 + static_cast<uint64_t>(i) % 100 * 2000);
+  }
+}
+
+void inTemporaryFolder(const std::function<void(const fs::path&)>& work) {
+  std::string pattern = fs::temp_directory_path() / "kmhash-bench-XXXXXX";
+  if (mkdtemp(pattern.data()) == nullptr) fail(pattern);
+  work(pattern);
+  fs::remove_all(pattern);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc == 3 && std::string(argv[1]) == "hash") return hash(argv[2]), 0;
-  const int rounds = argc > 1 ? std::atoi(argv[1]) : 31;
-  if (rounds <= 0) return floorOfSamples(argv[1]), 0;
-
-  std::string pattern = fs::temp_directory_path() / "kmhash-bench-XXXXXX";
-  if (mkdtemp(pattern.data()) == nullptr) fail(pattern);
-  printTable(pattern, rounds);
-  fs::remove_all(pattern);
+  const std::string what = argc > 1 ? argv[1] : "table";
+  const int number = argc > 2 ? std::max(1, std::atoi(argv[argc - 1])) : 31;
+  if (what == "table") {
+    inTemporaryFolder([&](const fs::path& folder) { printTable(folder, number); });
+  } else if (what == "cold") {
+    inTemporaryFolder([&](const fs::path& folder) { printCold(folder, number); });
+  } else if (what == "photos" && argc == 4) {
+    makePhotos(argv[2], number);
+  } else if (argc == 3 && (what == "floor" || what == "hash" || what == "identify")) {
+    (what == "floor" ? floorOfSamples : what == "hash" ? hash : identify)(argv[2]);
+  } else {
+    std::fputs("usage: bench_floor table|cold [ROUNDS] | photos FOLDER COUNT | floor|hash|identify FILE\n", stderr);
+    return 2;
+  }
 }
