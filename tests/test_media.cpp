@@ -3,7 +3,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <set>
 #include <sstream>
 #include <string>
@@ -46,13 +45,6 @@ TEST(Media, HashesAreThoseRecorded) {
   EXPECT_EQ(unrecorded, std::set<std::string>());
 }
 
-Bytes contentOf(const std::string& file) {
-  std::ifstream stream(kFolder / file, std::ios::binary);
-  Bytes bytes;
-  bytes.assign(std::istreambuf_iterator<char>(stream), {});
-  return bytes;
-}
-
 TEST(Media, JpegHashesFollowFromTheListedBytes) {
   struct {
     const char* file;
@@ -69,7 +61,7 @@ TEST(Media, JpegHashesFollowFromTheListedBytes) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.file);
-    const Bytes file = contentOf(row.file);
+    const Bytes file = support::media(row.file);
     ASSERT_EQ(file.size(), row.end + 2);
     const Bytes scan = file.part(row.scan, row.end - row.scan);
     const Bytes meta = row.frame == 0 ? Bytes().fill(8, 0) : file.part(row.frame, 8);

@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 
 namespace support {
 
@@ -54,6 +56,13 @@ Bytes Bytes::part(uint64_t offset, uint64_t count) const {
   return Bytes(begin() + static_cast<std::ptrdiff_t>(from), begin() + static_cast<std::ptrdiff_t>(to));
 }
 Bytes operator+(Bytes left, const Bytes& right) { return left.add(right); }
+
+Bytes media(const std::string& name) {
+  std::ifstream stream(KMHASH_TEST_MEDIA "/" + name, std::ios::binary);
+  Bytes bytes;
+  bytes.assign(std::istreambuf_iterator<char>(stream), {});
+  return bytes;
+}
 
 // ---- Expected digests ----
 

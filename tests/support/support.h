@@ -38,6 +38,8 @@ class Bytes : public std::vector<uint8_t> {
 
 Bytes operator+(Bytes left, const Bytes& right);
 
+Bytes media(const std::string& name);  // a file of tests/media
+
 // ---- Expected digests, computed by another implementation of SHA-1 ----
 
 std::string sha1Hex(const Bytes& bytes);  // 40 upper-case digits
