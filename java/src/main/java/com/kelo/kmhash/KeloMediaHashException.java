@@ -1,0 +1,122 @@
+package com.kelo.kmhash;
+
+/**
+ * A call of {@link KeloMediaHashGenerator} that failed. It always stands in for what went wrong: an exception that the
+ * stream threw is not kept, also not as a cause.
+ */
+public class KeloMediaHashException extends Exception {
+    /**
+     * The hash was complete, but the stream threw, as a rule from its {@code close}. Such a call fails with this code
+     * all the same.
+     */
+    public static final int HASHCREATE_SUCCESS = 0;
+
+    /** The object is no usable {@code InputStream}, or there was no memory to read it with. */
+    public static final int HASHCREATE_FILE_NOTFOUND = -1;
+
+    /** Reserved, never thrown. */
+    public static final int HASHCREATE_BUFFER_ERROR = -2;
+
+    /** The format was recognised, but the file's structure breaks its rules. */
+    public static final int HASHCREATE_FORMAT_ERROR = -3;
+
+    /** Reserved, never thrown. */
+    public static final int HASHCREATE_PARAM_ERROR = -4;
+
+    /** Fewer bytes than the file's structure or the stated size promise, or the stream's {@code read} threw. */
+    public static final int HASHCREATE_READ_ERROR = -5;
+
+    /** A position outside the file or behind what can be read again, or the stream does not {@code skip}. */
+    public static final int HASHCREATE_SEEK_ERROR = -6;
+
+    /** Reserved, never thrown. */
+    public static final int HASHCREATE_NULLCHK_ERROR = -7;
+
+    /** A digest could not be finished. */
+    public static final int HASHCREATE_SHA1_ERROR = -8;
+
+    /** The file is empty or of no supported format. */
+    public static final int HASHCREATE_NON_SUPPORTED = -9;
+
+    /** An argument is null or unknown. */
+    public static final int HASHCREATE_INVALID_PARAM = -10;
+
+    /** The text is no hash. */
+    public static final int HASHCREATE_INVALID_HASH = -11;
+
+    /** The file ended where its structure goes on. */
+    public static final int HASHCREATE_REACH_EOF = -12;
+
+    /** A part of the file, such as a later image of a multi-picture file, is broken. */
+    public static final int HASHCREATE_BROKEN_CONTENT = -13;
+
+    /** Out of memory, or a size field that no such object can have. */
+    public static final int HASHCREATE_MEM_ALLOC_ERROR = -14;
+
+    /** Any other failure. */
+    public static final int HASHCREATE_ERROR = -255;
+
+    private static final long serialVersionUID = 1L;
+
+    private final int code;
+    private final String name;
+
+    /**
+     * Describes a failure.
+     *
+     * @param code the result code, one of the constants of this class
+     * @param name the code's name, such as {@code HASHCREATE_READ_ERROR}
+     */
+    public KeloMediaHashException(int code, String name) {
+        super(describe(code) + " (" + name + ", " + code + ")");
+        this.code = code;
+        this.name = name;
+    }
+
+    /**
+     * Returns the result code.
+     *
+     * @return one of the constants of this class
+     */
+    public int getCode() {
+        return code;
+    }
+
+    /**
+     * Returns the name of the result code.
+     *
+     * @return such as {@code HASHCREATE_READ_ERROR}; {@code HASHCREATE_ERROR} for a code that has no name
+     */
+    public String getName() {
+        return name;
+    }
+
+    private static String describe(int code) {
+        switch (code) {
+            case HASHCREATE_SUCCESS:
+                return "The stream failed after its hash was complete";
+            case HASHCREATE_FILE_NOTFOUND:
+                return "The stream cannot be used";
+            case HASHCREATE_FORMAT_ERROR:
+                return "The file's structure breaks the rules of its format";
+            case HASHCREATE_READ_ERROR:
+                return "The file is truncated or cannot be read";
+            case HASHCREATE_SEEK_ERROR:
+                return "The file points outside itself, or its stream cannot be skipped";
+            case HASHCREATE_NON_SUPPORTED:
+                return "The file is empty or of no supported format";
+            case HASHCREATE_INVALID_PARAM:
+                return "An argument is null or unknown";
+            case HASHCREATE_INVALID_HASH:
+                return "The text is no hash";
+            case HASHCREATE_REACH_EOF:
+                return "The file ends too early";
+            case HASHCREATE_BROKEN_CONTENT:
+                return "A part of the file is broken";
+            case HASHCREATE_MEM_ALLOC_ERROR:
+                return "Out of memory, or the file states an impossible size";
+            default:
+                return "The file could not be hashed";
+        }
+    }
+}
