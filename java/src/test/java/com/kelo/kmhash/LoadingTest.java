@@ -1,0 +1,70 @@
+package com.kelo.kmhash;
+
+import static org.junit.jupiter.api.Assertions.*;
+
+import java.io.*;
+import java.lang.reflect.*;
+import java.net.*;
+import java.nio.file.*;
+import javax.tools.ToolProvider;
+import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.io.TempDir;
+
+/** Loads the classes, or others of their names, in class loaders of their own. */
+class LoadingTest {
+    /** The generator hands itself over as a stream, which only the native side can refuse. */
+    private static final String CLASSES = """
+            package com.kelo.kmhash;
+            class KeloMediaHashException extends RuntimeException {
+                KeloMediaHashException(int code, String name) { super(name + " " + code); }
+            }
+            class KeloMediaHashGenerator {
+                public int available() { return 1; }
+                public int read(byte[] bytes, int from, int count) { return count; }
+                public long skip(long count) { return count; }
+                public void close() {}
+                native String createHash(Object in, long size);
+                static String hash(String library) {
+                    System.load(library);
+                    return new KeloMediaHashGenerator().createHash(new KeloMediaHashGenerator(), 1);
+                }
+            }
+            """;
+
+    @TempDir
+    Path folder;
+
+    private Class<?> load() throws Exception {
+        URLClassLoader loader = new URLClassLoader(new URL[] {folder.toUri().toURL()}, null);
+        return Class.forName("com.kelo.kmhash.KeloMediaHashGenerator", true, loader);
+    }
+
+    @Test
+    void whatOnlyLooksLikeAStreamCannotBeOpened() throws Exception {
+        Path source = Files.writeString(folder.resolve("Classes.java"), CLASSES);
+        assertEquals(0, ToolProvider.getSystemJavaCompiler().run(null, null, null, "-d", folder + "", source + ""));
+        File libraries = new File(KeloMediaHashGenerator.class.getResource("native").toURI()).listFiles()[0];
+        String copy = Files.copy(libraries.listFiles()[0].toPath(), folder.resolve("library")).toString();
+        Method hash = load().getDeclaredMethod("hash", String.class);
+        hash.setAccessible(true);
+        var failure = assertThrows(InvocationTargetException.class, () -> hash.invoke(null, copy));
+        assertEquals("HASHCREATE_FILE_NOTFOUND -1", failure.getCause().getMessage());
+    }
+
+    @Test
+    void aMissingLibraryIsNamedWithItsPlaces() throws Exception {
+        Path generator = Path.of(KeloMediaHashGenerator.class.getResource("KeloMediaHashGenerator.class").toURI());
+        Path classes = Files.createDirectories(folder.resolve("com/kelo/kmhash"));
+        Files.copy(generator, classes.resolve(generator.getFileName()));
+        String message = assertThrows(UnsatisfiedLinkError.class, this::load).getMessage();
+        String wanted = ".* system (\\w+-\\w+): .*java.library.path: /.* native/\\1/\\S+ beside .* does not exist";
+        assertTrue(message.matches(wanted), message);
+    }
+
+    @Test
+    void noCopyOfTheLibraryStays() {
+        KeloMediaHashGenerator.getLibraryMajorVersion();
+        File copies = new File(System.getProperty("java.io.tmpdir"));
+        assertEquals(0, copies.list((folder, name) -> name.contains("KMHashGenerator")).length);
+    }
+}
