@@ -158,11 +158,12 @@ struct Mp3MetaRecord {
 
 void createMP3FormatType(const uint8_t* header, const uint8_t* id3Header, Mp3MetaRecord* record) {
   const bool tagged = id3Header != nullptr;
+  char label[32] = {};  // cut below: version bytes of more than one digit push the last ones out
+  std::snprintf(label, sizeof(label), "M%d%dI%d%d%d", static_cast<int>(getMpegVersionIndex(header)),
+                static_cast<int>(getMpegLayerIndex(header)), tagged ? kWithId3 : kWithoutId3,
+                tagged ? getID3V2MajorVersion(id3Header) : 0, tagged ? getID3V2MinorVersion(id3Header) : 0);
   std::memset(record->formatType, 0, sizeof(record->formatType));
-  std::snprintf(record->formatType, sizeof(record->formatType), "M%d%dI%d%d%d",
-                static_cast<int>(getMpegVersionIndex(header)), static_cast<int>(getMpegLayerIndex(header)),
-                tagged ? kWithId3 : kWithoutId3, tagged ? getID3V2MajorVersion(id3Header) : 0,
-                tagged ? getID3V2MinorVersion(id3Header) : 0);
+  std::memcpy(record->formatType, label, sizeof(record->formatType) - 1);
 }
 
 // Two letters decide, so that an MP4 whose brand has them passes as well.
