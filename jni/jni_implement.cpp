@@ -50,7 +50,7 @@ const char* getErrorStr(int code) {
 
 // Null, with an exception of the virtual machine pending, when the object cannot be made.
 jthrowable newException(JNIEnv* env, jclass exceptionClass, int code) {
-  const jmethodID constructor = env->GetMethodID(exceptionClass, "<init>", "(ILjava/lang/String;)V");
+  jmethodID constructor = env->GetMethodID(exceptionClass, "<init>", "(ILjava/lang/String;)V");
   if (constructor == nullptr) return nullptr;
   jstring message = env->NewStringUTF(getErrorStr(code));
   if (message == nullptr) return nullptr;
@@ -248,7 +248,7 @@ JNIEXPORT jint JNICALL Java_com_kelo_kmhash_KeloMediaHashGenerator_getAlgorithmI
 void printException(JNIEnv* env, jthrowable throwable) {
   jclass throwableClass = env->FindClass("java/lang/Throwable");
   if (throwableClass == nullptr) return;
-  const jmethodID toString = env->GetMethodID(throwableClass, "toString", "()Ljava/lang/String;");
+  jmethodID toString = env->GetMethodID(throwableClass, "toString", "()Ljava/lang/String;");
   env->DeleteLocalRef(throwableClass);
   if (toString == nullptr) return;
   auto* text = static_cast<jstring>(env->CallObjectMethod(throwable, toString));

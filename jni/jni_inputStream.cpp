@@ -1,6 +1,7 @@
 #include "jni_inputStream.h"
 
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -60,7 +61,7 @@ static_assert(sizeof(long) == sizeof(void*), "a path holds an address as a long"
 
 int makePointerString(long value, char* text, size_t capacity) { return std::snprintf(text, capacity, "%ld", value); }
 
-void* makePointer(const char* text) { return reinterpret_cast<void*>(std::atol(text)); }
+void* makePointer(const char* text) { return std::bit_cast<void*>(std::atol(text)); }
 
 JniInfo* makeJniInfoPointer(const char* text) { return static_cast<JniInfo*>(makePointer(text)); }
 

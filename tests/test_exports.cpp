@@ -51,6 +51,16 @@ TEST(Exports, AreTheInterfaceAndNothingElse) {
                                     "convertError",
                                     "execAlgorithm",
                                     "reentrantCallCreateHash"};
+  if (KMHASH_WITH_JNI) {
+    expected.insert("printException");
+    for (const char* method :
+         {"createHash", "createQuickFileHash", "compareHash", "compareBetweenHash", "getLibraryMajorVersion",
+          "getLibraryMinorVersion", "getAlgorithmMajorVersion", "getAlgorithmMinorVersion",
+          "getAlgorithmMajorVersionFromHash", "getAlgorithmMinorVersionFromHash", "getAlgorithmId",
+          "getAlgorithmIdFromHash"}) {
+      expected.insert(std::string("Java_com_kelo_kmhash_KeloMediaHashGenerator_") + method);
+    }
+  }
   EXPECT_EQ(exportedNames(), expected);
 }
 
