@@ -53,11 +53,10 @@ TEST(Exports, AreTheInterfaceAndNothingElse) {
                                     "reentrantCallCreateHash"};
   if (KMHASH_WITH_JNI) {
     expected.insert("printException");
-    for (const char* method :
-         {"createHash", "createQuickFileHash", "compareHash", "compareBetweenHash", "getLibraryMajorVersion",
-          "getLibraryMinorVersion", "getAlgorithmMajorVersion", "getAlgorithmMinorVersion",
-          "getAlgorithmMajorVersionFromHash", "getAlgorithmMinorVersionFromHash", "getAlgorithmId",
-          "getAlgorithmIdFromHash"}) {
+    for (const char* method : {"createHash", "createQuickFileHash", "compareHash", "compareBetweenHash",
+                               "getLibraryMajorVersion", "getLibraryMinorVersion", "getAlgorithmMajorVersion",
+                               "getAlgorithmMinorVersion", "getAlgorithmMajorVersionFromHash",
+                               "getAlgorithmMinorVersionFromHash", "getAlgorithmId", "getAlgorithmIdFromHash"}) {
       expected.insert(std::string("Java_com_kelo_kmhash_KeloMediaHashGenerator_") + method);
     }
   }
