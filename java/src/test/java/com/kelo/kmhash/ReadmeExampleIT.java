@@ -16,7 +16,7 @@ class ReadmeExampleIT {
         Path source = Files.writeString(Path.of("target", example.group(2)), example.group(1));
         Process process = new ProcessBuilder(System.getProperty("java.home") + "/bin/java", "-cp",
                 System.getProperty("jar"), source.toAbsolutePath().toString(), example.group(3))
-                .directory(Path.of("..").toFile()).redirectErrorStream(true).start();
+                .directory(Path.of("..").toFile()).redirectError(ProcessBuilder.Redirect.INHERIT).start();
         assertEquals(example.group(4), new String(process.getInputStream().readAllBytes()));
     }
 }
