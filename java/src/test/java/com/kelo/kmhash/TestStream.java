@@ -27,7 +27,7 @@ final class TestStream extends FilterInputStream {
 
     @Override
     public int read(byte[] buffer, int offset, int count) throws IOException {
-        throwIf(++readCalls == readThatThrows);
+        if (++readCalls == readThatThrows) throw new IOException("read");
         long claimed = reads.applyAsLong(count);
         int delivered = in.read(buffer, offset, (int) Math.min(claimed, count));
         return claimed > count ? (int) claimed : delivered;
@@ -35,7 +35,7 @@ final class TestStream extends FilterInputStream {
 
     @Override
     public long skip(long count) throws IOException {
-        throwIf(++skipCalls == skipThatThrows);
+        if (++skipCalls == skipThatThrows) throw new IOException("skip");
         long claimed = skips.applyAsLong(count);
         long skipped = in.skip(Math.min(claimed, count));
         return claimed > count || claimed < 0 ? claimed : skipped;
@@ -43,12 +43,6 @@ final class TestStream extends FilterInputStream {
 
     @Override
     public void close() throws IOException {
-        throwIf(++closeCalls == closeThatThrows);
-    }
-
-    private static void throwIf(boolean condition) throws IOException {
-        if (condition) {
-            throw new IOException("as wanted");
-        }
+        if (++closeCalls == closeThatThrows) throw new IOException("close");
     }
 }
