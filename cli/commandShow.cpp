@@ -1,0 +1,59 @@
+#include <fmt/format.h>
+
+#include "commands.h"
+#include "hashOperand.h"
+#include "hashText.h"
+#include "kmhash.h"
+#include "output.h"
+
+namespace cli {
+namespace {
+
+std::string orNotSet(const std::string& text) { return text.empty() ? "not set" : text; }
+
+std::string shown(const std::string& hash) {
+  const HashFields fields = fieldsOf(hash);
+  const std::string algorithm =
+      fields.algorithmId < 0 ? "" : fmt::format("{} {}", fields.algorithmId, algorithmName(fields.algorithmId));
+  return fmt::format(
+      "hash         {}\n"
+      "version      {}\n"
+      "file type    {}\n"
+      "content      {}\n"
+      "meta         {}\n"
+      "format type  {}\n"
+      "algorithm    {}\n"
+      "filler       {}\n",
+      hash, orNotSet(fields.version), orNotSet(fields.fileType), fields.content, fields.meta,
+      orNotSet(fields.formatType), orNotSet(algorithm), fields.filler);
+}
+
+int run(CommandLine& line, Output& output) {
+  bool quick = false;
+  line.flag("--quick", &quick, "Take the quick hash of a file");
+  const std::vector<std::string> operands = line.read();
+  if (operands.empty()) throw UsageError("neither hash text nor file is named");
+  int status = kAllWell;
+  bool first = true;
+  for (const std::string& operand : operands) {
+    const HashOperand read = readHashOperand(operand);
+    const HashAnswer answer = hashOf(read, quick ? KMHASH_MODE_QUICK : KMHASH_MODE_NORMAL);
+    if (answer.failure.code != 0) {
+      output.message(operand, describe(answer.failure));
+      status = kSomethingFailed;
+      continue;
+    }
+    if (!first) output.write("\n");
+    first = false;
+    if (read.isFile()) output.write("file         " + visible(operand) + '\n');
+    output.write(shown(answer.hash));
+  }
+  return status;
+}
+
+}  // namespace
+
+const Command kShowCommand{"show", "TEXT|FILE...", "Take hash texts, or the hashes of files, apart into named fields",
+                           "An operand that is a hash text is taken for one; ./ before it makes it a file.", run};
+
+}  // namespace cli

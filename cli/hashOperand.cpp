@@ -1,0 +1,24 @@
+#include "hashOperand.h"
+
+#include "hashText.h"
+#include "kmhash.h"
+
+namespace cli {
+
+HashOperand readHashOperand(const std::string& operand) {
+  std::string reason;
+  return {operand, readHashText(operand, &reason).value_or("")};
+}
+
+HashAnswer hashOf(const HashOperand& operand, int32_t mode) {
+  if (!operand.isFile()) return {{}, operand.hash, false};
+  HashAnswer answer = hashFile(operand.operand, mode);
+  const bool beginsAsHash = getAlgorithmMajorVersionFromHash(operand.operand.c_str()) >= 0;
+  if (answer.failure.code != HASHCREATE_FILE_NOTFOUND || !beginsAsHash) return answer;
+  std::string reason;
+  readHashText(operand.operand, &reason);
+  answer.failure = {HASHCREATE_INVALID_HASH, "no hash text (" + reason + ") and no file: " + answer.failure.words};
+  return answer;
+}
+
+}  // namespace cli

@@ -1,0 +1,14 @@
+// The objects of `kmhash hash --json`.
+#pragma once
+
+#include <string>
+
+#include "hashFile.h"
+
+namespace cli {
+
+// One object with its newline. JSON text is UTF-8, paths are bytes: one that is not UTF-8 stands in "path" with U+FFFD
+// in place of what is not, and exactly, as hex digits, in "path_hex".
+std::string jsonLine(const std::string& path, const HashAnswer& answer);
+
+}  // namespace cli
