@@ -1,0 +1,76 @@
+// What the documents show is what happens: every console block's commands are run and their output compared.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Command {
+  std::string line;    // without "$ "
+  std::string output;  // what the document says that it prints, stderr included
+};
+
+std::vector<Command> commandsOf(const fs::path& document) {
+  std::ifstream stream(document);
+  std::vector<Command> commands;
+  bool inside = false;
+  for (std::string line; std::getline(stream, line);) {
+    if (line.starts_with("```")) {
+      inside = line == "```console";
+    } else if (inside && line.starts_with("$ ")) {
+      commands.push_back({line.substr(2), ""});
+    } else if (inside && !commands.empty()) {
+      commands.back().output += line + '\n';
+    }
+  }
+  return commands;
+}
+
+std::string outputOf(const std::string& command) {
+  std::string output;
+  FILE* pipe = popen(("{ " + command + "; } 2>&1").c_str(), "r");
+  if (pipe == nullptr) return "popen failed";
+  for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) output += static_cast<char>(c);
+  pclose(pipe);
+  return output;
+}
+
+// The programs that a document's command may name, as they are called here; other commands, such as builds, are not run.
+const std::map<std::string, std::string> kPrograms = {{"./dev run", KMHASH_COMMAND},
+                                                      {"kmhash", KMHASH_COMMAND},
+                                                      {"./example", KMHASH_EXAMPLES "/example"},
+                                                      {"./example_cpp", KMHASH_EXAMPLES "/example_cpp"}};
+
+TEST(Documents, ShowWhatTheCommandsPrint) {
+  const fs::path source = KMHASH_SOURCE_DIR;
+  const fs::path folder = fs::path(testing::TempDir()) / "kmhash-documents";
+  fs::remove_all(folder);
+  fs::create_directories(folder / "tests");
+  fs::copy(source / "tests/media", folder / "tests/media");
+  fs::current_path(folder);
+
+  std::vector<fs::path> documents = {source / "README.md"};
+  for (const auto& entry : fs::directory_iterator(source / "docs")) documents.push_back(entry.path());
+  int run = 0;
+  for (const fs::path& document : documents) {
+    for (const Command& command : commandsOf(document)) {
+      for (const auto& [words, program] : kPrograms) {
+        if (!command.line.starts_with(words + ' ')) continue;
+        EXPECT_EQ(outputOf(program + command.line.substr(words.size())), command.output) << document << command.line;
+        ++run;
+      }
+    }
+  }
+  EXPECT_GE(run, 4);
+}
+
+}  // namespace
