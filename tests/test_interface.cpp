@@ -1,11 +1,11 @@
 // The public interface: arguments, results, hash texts, comparison, slices, the built-in callbacks, threads.
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <thread>
@@ -53,17 +53,19 @@ TEST(Interface, QuickHashOfSizeAndBytes) {
 TEST(Interface, ArgumentsAndSourcesThatFail) {
   char out[KMHASH_TEXT_SIZE] = "untouched";
   MemoryFile file(Bytes().pattern(50));
-  KmhashFileCallbacks incomplete = *support::callbacks();
-  incomplete.seek = nullptr;
   EXPECT_EQ(createQuickFileHash(file.path(), out, 128, support::callbacks()), HASHCREATE_INVALID_PARAM);
   EXPECT_EQ(createQuickFileHash(nullptr, out, 129, support::callbacks()), HASHCREATE_INVALID_PARAM);
   EXPECT_EQ(createQuickFileHash(file.path(), nullptr, 129, support::callbacks()), HASHCREATE_INVALID_PARAM);
-  EXPECT_EQ(createQuickFileHash(file.path(), out, 129, &incomplete), HASHCREATE_INVALID_PARAM);
+  for (size_t missing = 0; missing < sizeof(KmhashFileCallbacks); missing += sizeof(void*)) {
+    KmhashFileCallbacks incomplete = *support::callbacks();
+    std::memset(reinterpret_cast<char*>(&incomplete) + missing, 0, sizeof(void*));
+    EXPECT_EQ(createQuickFileHash(file.path(), out, 129, &incomplete), HASHCREATE_INVALID_PARAM);
+  }
   EXPECT_EQ(file.calls, std::vector<Call>{});
   EXPECT_STREQ(out, "untouched");
 
   const auto codeOf = [](auto change) {
-    MemoryFile changed(Bytes().pattern(300));
+    MemoryFile changed(Bytes().pattern(20'000));
     change(changed);
     const int code = hashOf(changed, KMHASH_MODE_QUICK).code;
     EXPECT_EQ(changed.opened, changed.closed);
@@ -77,6 +79,14 @@ TEST(Interface, ArgumentsAndSourcesThatFail) {
   const auto failWith = [](int error) { return [error](MemoryFile& f) { f.failingRead = 2, f.failingErrno = error; }; };
   EXPECT_EQ(codeOf(failWith(EIO)), HASHCREATE_ERROR);
   EXPECT_EQ(codeOf(failWith(ESPIPE)), HASHCREATE_SEEK_ERROR);
+  EXPECT_EQ(codeOf([](MemoryFile& f) { f.failingSeek = 7; }), HASHCREATE_SEEK_ERROR);
+
+  KmhashFileCallbacks boasting = *support::callbacks();  // claims more than it was asked for
+  boasting.read = [](void* b, uint32_t count, void* handle) {
+    return support::callbacks()->read(b, count, handle) + 9;
+  };
+  EXPECT_EQ(createQuickFileHash(file.path(), out, 129, &boasting), 0);
+  EXPECT_EQ(out, hashOf(file.bytes, KMHASH_MODE_QUICK).text);
 }
 
 TEST(Interface, OnlyPublicCodesLeave) {
@@ -93,6 +103,16 @@ TEST(Interface, FilesThatNobodyClaims) {
   EXPECT_EQ(hashOf(Bytes().fill(700, 0).text("plain text, no media")).code, HASHCREATE_NON_SUPPORTED);
 }
 
+TEST(Interface, CompareHashesAgainInTheModeOfTheStoredHash) {
+  MemoryFile quick(Bytes().text("plain text")), normal = quick, unopened = quick;
+  std::string quickHash = changedAt(114);
+  quickHash[115] = 'F';
+  EXPECT_EQ(compareHash(quick.path(), quickHash.c_str(), support::callbacks()), 1 + 2 + 4);
+  EXPECT_EQ(compareHash(normal.path(), kHash, support::callbacks()), HASHCREATE_NON_SUPPORTED);
+  EXPECT_EQ(compareHash(unopened.path(), "no hash", support::callbacks()), HASHCREATE_INVALID_HASH);
+  EXPECT_EQ(unopened.calls, std::vector<Call>{});
+}
+
 TEST(HashText, ComparisonLooksAtTheseFieldsOnly) {
   const struct {
     size_t index;
@@ -107,13 +127,14 @@ TEST(HashText, ComparisonLooksAtTheseFieldsOnly) {
   EXPECT_EQ(compareBetweenHash("00030000", "00030000"), 0);
   EXPECT_EQ(compareBetweenHash(nullptr, kHash), HASHCREATE_INVALID_PARAM);
   EXPECT_EQ(compareBetweenHash(kHash, "0003000"), HASHCREATE_INVALID_HASH);
+  EXPECT_EQ(compareBetweenHash("0003000X", kHash), HASHCREATE_INVALID_HASH);
 }
 
 TEST(HashText, FieldsRead) {
   EXPECT_EQ(getAlgorithmIdFromHash(kHash), 1);
   std::string text = changedAt(114, '0');
-  text[115] = 'e';
-  EXPECT_EQ(getAlgorithmIdFromHash(text.c_str()), 14);
+  text[115] = 'f';
+  EXPECT_EQ(getAlgorithmIdFromHash(text.c_str()), 15);
   EXPECT_EQ(getAlgorithmIdFromHash("00030000"), 0);
   EXPECT_EQ(getAlgorithmIdFromHash("0003000X"), HASHCREATE_INVALID_HASH);
   EXPECT_EQ(getAlgorithmIdFromHash(nullptr), HASHCREATE_INVALID_PARAM);
@@ -134,6 +155,15 @@ TEST(HashText, FieldsRead) {
                        "4",
                        4, decoded, 9),
             HASHCREATE_INVALID_PARAM);
+}
+
+TEST(HashText, DigestFedAfterItsEndHasNone) {
+  for (const auto feed : {inputContentSha1, inputMetaSha1}) {
+    OpenStream stream(10);
+    EXPECT_EQ(resultSha1(&stream), 0);
+    feed(&stream, "x", 1);
+    EXPECT_EQ(resultSha1(&stream), HASHCREATE_SHA1_ERROR);
+  }
 }
 
 TEST(Interface, VersionsComeFromTheTable) {
@@ -158,34 +188,64 @@ SliceView seen;
 
 ResultCode viewSlice(Stream* stream, Labels*) {
   seen = {c_get_file_size(stream), c_ftell(stream), Bytes(300)};
+  callbackRead(stream, seen.bytes.data(), 10);
+  EXPECT_EQ(callbackSeek(stream, 0, kSeekAbsolute), 0);
   seen.bytes.resize(c_hybrid_read(stream, seen.bytes.data(), 300));
   return -3;
 }
-ResultCode nestForever(Stream* stream, Labels* labels) {
-  return reentrantCallCreateHash(stream, labels, nestForever, 0);
-}
 
 TEST(Slice, LooksLikeAWholeFileAndEndsAtTheRealEnd) {
-  for (const uint64_t base : {0u, 150u, 700u}) {
-    OpenStream stream(1000);
+  const struct {
+    size_t file;
+    uint64_t base, size;
+    bool fromOuterBuffer;
+    int64_t lastSeek;  // from where 300 bytes of the slice end; 0: none
+  } rows[] = {
+      {1000, 0, 250, true, 700}, {1000, 150, 250, false, 550}, {1000, 700, 250, false, 0}, {180, 50, 100, true, 0}};
+  for (const auto& row : rows) {
+    OpenStream stream(row.file);
     Labels labels = {};
-    ASSERT_EQ(c_hybrid_seek(&stream, base, 0), 0);
-    EXPECT_EQ(reentrantCallCreateHash(&stream, &labels, viewSlice, 250), -3);
-    EXPECT_EQ(seen.size, 250u);
+    ASSERT_EQ(c_hybrid_seek(&stream, row.base, 0), 0);
+    EXPECT_EQ(reentrantCallCreateHash(&stream, &labels, viewSlice, row.size), -3);
+    EXPECT_EQ(seen.size, row.size);
     EXPECT_EQ(seen.position, 0u);
-    EXPECT_EQ(seen.bytes.part(0, 250), stream.file.bytes.part(base, 250));
-    EXPECT_EQ(c_get_file_size(&stream), 1000u);
-    EXPECT_EQ(c_ftell(&stream), 1000u);
-    // The outermost buffer lives on when the slice was served from it; storage of the slice's own is gone.
-    EXPECT_EQ(c_hybrid_seek(&stream, 0, 0), base == 0 ? 0 : HASHCREATE_SEEK_ERROR);
-    EXPECT_EQ(stream.next(10), base == 0 ? stream.file.bytes.part(0, 10) : Bytes());
+    EXPECT_EQ(seen.bytes.part(0, row.size), stream.file.bytes.part(row.base, row.size));
+    EXPECT_EQ(c_get_file_size(&stream), row.file);
+    EXPECT_EQ(c_ftell(&stream), row.file);
+    if (row.lastSeek != 0) {
+      EXPECT_EQ(stream.file.calls.back(), (Call{"seek", row.lastSeek, 1}));
+    }
+    // The outermost buffer lives on when the slice was served from it; storage of the slice's own is gone, and only its
+    // positions are known.
+    EXPECT_EQ(callbackSeek(&stream, 0, 0), row.fromOuterBuffer ? 0 : HASHCREATE_SEEK_ERROR);
+    c_hybrid_seek(&stream, row.fromOuterBuffer ? 0 : row.base, 0);
+    EXPECT_EQ(stream.next(10), row.fromOuterBuffer ? stream.file.bytes.part(0, 10) : Bytes());
   }
 }
 
-TEST(Slice, EmptyOneSucceedsUntouchedAndNestingEnds) {
+TEST(Slice, EndsNoFurtherThanTheFileAndForgivesTheLastSeek) {
+  OpenStream stream(1000);
+  Labels labels = {};
+  stream.file.failingSeek = 2;
+  EXPECT_EQ(callbackSeek(&stream, 400, 0), 0);
+  EXPECT_EQ(reentrantCallCreateHash(&stream, &labels, viewSlice, 0), -3);
+  EXPECT_EQ(c_ftell(&stream), 700u);
+  const Analyzer overshoot = [](Stream* s, Labels*) { return callbackSeek(s, 450, kSeekRelative); };
+  EXPECT_EQ(reentrantCallCreateHash(&stream, &labels, overshoot, 500), 0);
+  EXPECT_EQ(c_ftell(&stream), 1000u);
+}
+
+int nested = 0;
+ResultCode nestForever(Stream* stream, Labels* labels) {
+  nested++;
+  return reentrantCallCreateHash(stream, labels, nestForever, 0);
+}
+
+TEST(Slice, NestingEndsAndAnEmptyOneSucceedsUntouched) {
   OpenStream stream(1000);
   Labels labels = {};
   EXPECT_EQ(reentrantCallCreateHash(&stream, &labels, nestForever, 0), HASHCREATE_FORMAT_ERROR);
+  EXPECT_EQ(nested, 32);
   seen.size = 77;
   EXPECT_EQ(reentrantCallCreateHash(&stream, &labels, viewSlice, 0), 0);  // at the end
   EXPECT_EQ(seen.size, 77u);
@@ -215,6 +275,7 @@ struct OnDisk : testing::Test {
 };
 
 TEST_F(OnDisk, FilesOfEverySizeReadAsTheyAre) {
+  const int descriptor = dup(0);
   for (const size_t size : {1u, 199u, 200u, 201u, 4096u, 16383u, 16384u, 16385u, 20'000u, 50'000u, 700'000u}) {
     const Bytes bytes = Bytes().pattern(size);
     const std::string path = write(bytes);
@@ -225,6 +286,7 @@ TEST_F(OnDisk, FilesOfEverySizeReadAsTheyAre) {
     close(file);
     EXPECT_EQ(quick(path).text, hashOf(bytes, KMHASH_MODE_QUICK).text) << size;
   }
+  EXPECT_EQ(dup(0), descriptor + 1) << "a file was left open";
   // Sequential reads that outgrow the buffer, and short steps between reads.
   const Bytes bytes = Bytes().pattern(300'000);
   void* handle = nullptr;

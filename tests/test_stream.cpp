@@ -56,8 +56,21 @@ TEST(Stream, RelativeSeekMayOvershootByWhatTheBufferHeld) {
   stream.file.calls.clear();
   uint8_t byte;
   EXPECT_EQ(callbackRead(&stream, &byte, 1), HASHCREATE_READ_ERROR);
+  EXPECT_EQ(callbackSeek(&stream, 1, 1), HASHCREATE_SEEK_ERROR);
   EXPECT_EQ(c_set_buffer(&stream, &byte, 1), HASHCREATE_INVALID_PARAM);
   EXPECT_EQ(stream.file.calls, std::vector<Call>{});
+}
+
+TEST(Stream, SeekThatFailsUsesTheBufferUp) {
+  OpenStream stream(1000);
+  uint8_t storage[200];
+  uint32_t skipped;
+  EXPECT_EQ(callbackSeek(&stream, 1201, 1), HASHCREATE_SEEK_ERROR);
+  // The buffer is kept for its positions, although it delivers nothing any more.
+  EXPECT_EQ(c_set_buffer(&stream, storage, 200), 0);
+  EXPECT_EQ(kmhNullSkip(&stream, storage, 200, &skipped), HASHCREATE_READ_ERROR);
+  EXPECT_EQ(stream.file.calls, std::vector<Call>{});
+  EXPECT_EQ(stream.next(5), stream.file.bytes.part(200, 5));
 }
 
 TEST(Stream, CutReadAsksOnceMoreForNothing) {
@@ -65,6 +78,7 @@ TEST(Stream, CutReadAsksOnceMoreForNothing) {
   EXPECT_EQ(c_hybrid_seek(&stream, 220, 0), 0);
   EXPECT_EQ(stream.next(100).size(), 80u);
   EXPECT_EQ(stream.next(1).size(), 0u);
+  EXPECT_EQ(c_ftell(&stream), 300u);
   EXPECT_EQ(stream.file.calls, (std::vector<Call>{seek(20), read(80), read(0)}));
 
   OpenStream dripping(300);
@@ -87,18 +101,17 @@ TEST(Stream, LoadsTheBufferOnceAndStandsStill) {
 }
 
 TEST(Stream, ErrnoStandsForAFailedReadOrSeek) {
-  OpenStream stream(1000);
-  stream.file.failingErrno = EIO;
-  stream.file.failingRead = stream.file.reads + 1;
-  uint8_t bytes[300];
-  errno = ENOENT;  // what others left behind does not count
-  EXPECT_EQ(callbackRead(&stream, bytes, 300), EIO);
-  stream.file.failingSeek = 1;
-  EXPECT_EQ(callbackSeek(&stream, 500, 1), EIO);
-  stream.file.failingErrno = 0;
-  stream.file.failingSeek = 2;
-  errno = ENOENT;
-  EXPECT_EQ(callbackSeek(&stream, 500, 1), HASHCREATE_SEEK_ERROR);
+  for (const int error : {0, EIO}) {
+    OpenStream stream(1000);
+    stream.file.failingErrno = error;
+    stream.file.failingRead = stream.file.reads + 1;
+    stream.file.failingSeek = 1;
+    uint8_t bytes[300];
+    errno = ENOENT;  // what others left behind does not count
+    EXPECT_EQ(callbackRead(&stream, bytes, 300), error != 0 ? error : HASHCREATE_READ_ERROR);
+    errno = ENOENT;
+    EXPECT_EQ(callbackSeek(&stream, 500, 1), error != 0 ? error : HASHCREATE_SEEK_ERROR);
+  }
 }
 
 TEST(Primitives, IntegersInBothOrders) {
@@ -106,7 +119,8 @@ TEST(Primitives, IntegersInBothOrders) {
   EXPECT_EQ(getUShort(bytes, 2, kLittleEndian), 0x0201u);
   EXPECT_EQ(getULong(bytes, 4, kBigEndian), 0x01020304u);
   EXPECT_EQ(getULong(bytes, 4, 7), 0x04030201u);
-  EXPECT_EQ(getULong(bytes, 3, kBigEndian), 0u);
+  EXPECT_EQ(getUShort(bytes, 1, kBigEndian) + getULong(bytes, 3, kBigEndian), 0u);
+  EXPECT_EQ(getULongLong(bytes, 7, kBigEndian), 0u);
   EXPECT_EQ(getULongLong(bytes, 8, kBigEndian), 0x0102030405060788u);
   EXPECT_EQ(getULongLong(bytes, 8, kLittleEndian), 0x8807060504030201u);
 }
@@ -115,15 +129,17 @@ TEST(Primitives, RangesAreSampledFromTheThresholdOn) {
   struct Row {
     size_t from, size;
     uint64_t threshold;
+    uint32_t which;  // 2: meta
   };
-  for (const Row& row : {Row{0, 16383, 16384}, Row{0, 16384, 16384}, Row{77, 1000000, 16384}, Row{5, 5460, 5461},
-                         Row{5, 20011, 5461}, Row{0, 4000, 163}, Row{3, 1025, 5000}}) {
+  for (const Row& row : {Row{0, 16383, 16384, 1}, Row{0, 16384, 16384, 2}, Row{77, 1000000, 16384, 3},
+                         Row{5, 5460, 5461, 2}, Row{5, 20011, 5461, 0}, Row{0, 4000, 163, 2}, Row{3, 1025, 5000, 1}}) {
     OpenStream stream(row.from + row.size + 10);
     EXPECT_EQ(callbackSeek(&stream, static_cast<int64_t>(row.from), 0), 0);
-    EXPECT_EQ(inputActualDataWithSize(&stream, row.size, row.threshold), 0);
+    EXPECT_EQ(inputActualDataWithSizeEx(&stream, row.size, row.threshold, row.which), 0);
     EXPECT_EQ(c_ftell(&stream), row.from + row.size);
     const Bytes range = stream.file.bytes.part(row.from, row.size);
-    EXPECT_EQ(stream.content(), support::sha1Hex(support::sampled(range, row.threshold))) << row.size;
+    const std::string digest = row.which == 2 ? stream.meta() : stream.content();
+    EXPECT_EQ(digest, support::sha1Hex(support::sampled(range, row.threshold))) << row.size;
   }
   OpenStream stream(1000000);
   inputActualData(&stream, UINT64_MAX);
@@ -139,17 +155,20 @@ TEST(Primitives, FeedersCutFailOrPassOver) {
   OpenStream cut(500);
   EXPECT_EQ(inputActualData(&cut, 5000), 0);
   EXPECT_EQ(cut.content(), support::sha1Hex(cut.file.bytes));
-  OpenStream uncut(500);
-  EXPECT_EQ(inputSpecifiedData(&uncut, 501), HASHCREATE_READ_ERROR);
+  OpenStream uncut(2000);
+  EXPECT_EQ(inputSpecifiedData(&uncut, 2001), HASHCREATE_READ_ERROR);
+  EXPECT_EQ(uncut.content(), support::sha1Hex(uncut.file.bytes.part(0, 1024)));  // whole pieces stay
   OpenStream tiny(20000);
   EXPECT_EQ(inputActualDataWithSize(&tiny, 500, 99), HASHCREATE_INVALID_PARAM);
 
-  OpenStream identifying(500, KMHASH_MODE_IDENTIFY);
-  EXPECT_EQ(inputSpecifiedData(&identifying, 300), 0);
-  EXPECT_EQ(identifying.file.calls, std::vector<Call>{seek(100)});
-  EXPECT_EQ(inputActualData(&identifying, 5000), 0);
-  EXPECT_EQ(c_ftell(&identifying), 500u);
-  EXPECT_EQ(identifying.content(), support::sha1Hex({}));
+  for (const int32_t mode : {2, 3}) {
+    OpenStream identifying(500, mode);
+    EXPECT_EQ(inputSpecifiedData(&identifying, 300), 0);
+    EXPECT_EQ(identifying.file.calls, std::vector<Call>{seek(100)});
+    EXPECT_EQ(inputActualData(&identifying, 5000), 0);
+    EXPECT_EQ(c_ftell(&identifying), 500u);
+    EXPECT_EQ(identifying.content(), support::sha1Hex({}));
+  }
 }
 
 TEST(Primitives, ZeroSkipStandsOnTheFirstOtherByte) {
@@ -176,11 +195,12 @@ TEST(Primitives, ZeroSkipStandsOnTheFirstOtherByte) {
 }
 
 TEST(Primitives, FourCharacterCodes) {
-  char text[6];
-  EXPECT_EQ(fourCC2String(0x66747970, text, sizeof(text)), 0);
-  EXPECT_STREQ(text, "ftyp");
-  EXPECT_EQ(fourCC2String(0x66740170, text, sizeof(text)), -2);
-  EXPECT_EQ(fourCC2String(0x667479FF, text, sizeof(text)), -2);
+  char text[6] = "?????";
+  EXPECT_EQ(fourCC2String(0x4D504F20, text, sizeof(text)), 0);
+  EXPECT_STREQ(text, "MPO ");
+  for (const uint32_t code : {0x66740170u, 0x6674797Fu, 0x667479FFu}) {
+    EXPECT_EQ(fourCC2String(code, text, sizeof(text)), -2) << code;
+  }
   EXPECT_EQ(fourCC2String(0x66747970, text, 4), -1);
   uint8_t bytes[4];
   EXPECT_EQ(string2FourCC("RIFF", 4, bytes), 0);

@@ -33,6 +33,12 @@ struct OpenStream : Stream {
     getContentHashStr(this, sizeof(text), text);
     return text;
   }
+  std::string meta() {
+    char text[41];
+    SHA1Result(&metaSha1);
+    getMetaHashStr(this, sizeof(text), text);
+    return text;
+  }
   MemoryFile file;
   uint8_t first[kReadBufferSize] = {};
 };

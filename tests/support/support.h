@@ -66,8 +66,8 @@ struct MemoryFile {
   uint32_t mostPerRead = UINT32_MAX;  // bytes that one read call delivers at most
   int failingRead = 0;                // the n-th read from 1 on delivers failingReadDelivers bytes; 0: none
   uint32_t failingReadDelivers = 0;
-  int failingSeek = 0;   // the n-th seek answers -1; 0: none
-  int failingErrno = 0;  // errno left behind by a failing call
+  int failingSeek = 0;   // the n-th seek answers 1; 0: none
+  int failingErrno = 0;  // errno left behind by a failing call; 0: it is not touched
   bool openFails = false;
 
   uint64_t position = 0;
