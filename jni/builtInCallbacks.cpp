@@ -117,9 +117,25 @@ uint32_t takeBuffered(File* file, uint8_t* destination, uint32_t count) {
   return taken;
 }
 
+bool isRegularFile(const char* path) {
+  struct stat status;
+  return ::stat(path, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+// A pipe without a writer must not hang the open. A file on which another process holds a lease is waited for: the
+// system takes the lease back.
+int openForReading(const char* path) {
+  constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NOCTTY;
+  int descriptor;
+  do {
+    descriptor = ::open(path, kFlags | O_NONBLOCK);
+    if (descriptor < 0 && errno == EWOULDBLOCK && isRegularFile(path)) descriptor = ::open(path, kFlags);
+  } while (descriptor < 0 && errno == EINTR);
+  return descriptor;
+}
+
 void* open_impl(const char* path) {
-  // A pipe without a writer must not hang the open; regular files do not know the flag.
-  const int descriptor = ::open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+  const int descriptor = openForReading(path);
   if (descriptor < 0) return nullptr;
   File* file = new (std::nothrow) File;
   if (file == nullptr) {

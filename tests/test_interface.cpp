@@ -1,10 +1,12 @@
 // The public interface: arguments, results, hash texts, comparison, slices, the built-in callbacks, threads.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -303,6 +305,16 @@ TEST_F(OnDisk, FilesOfEverySizeReadAsTheyAre) {
     at += step + step / 3;
   }
   c_close(&stream);
+}
+
+TEST_F(OnDisk, FileUnderALeaseIsWaitedFor) {
+  static int leased;
+  leased = open(write(Bytes().u8('x')).c_str(), O_RDONLY);
+  std::signal(SIGIO, [](int) { fcntl(leased, F_SETLEASE, F_UNLCK); });
+  const bool isLeased = fcntl(leased, F_SETLEASE, F_WRLCK) == 0;
+  EXPECT_EQ(quick(folder / "file").code, 0);
+  close(leased);
+  if (!isLeased) GTEST_SKIP() << "no leases in the folder for temporary files";
 }
 
 TEST_F(OnDisk, WhatIsNoFileAnswersAndDoesNotHang) {
