@@ -307,6 +307,19 @@ TEST_F(OnDisk, FilesOfEverySizeReadAsTheyAre) {
   c_close(&stream);
 }
 
+TEST_F(OnDisk, LargeFileWithADateFarAhead) {
+  constexpr uint64_t kSize = uint64_t{5} << 30;
+  const std::string path = write(Bytes().fill(163, 0));
+  std::filesystem::resize_file(path, kSize);
+  const Bytes last = Bytes().pattern(163);  // the last sample
+  std::fstream(path, std::ios::binary | std::ios::in | std::ios::out)
+      .seekp(static_cast<std::streamoff>(kSize / 100 * 99))
+      .write(reinterpret_cast<const char*>(last.data()), std::ssize(last));
+  const timespec dates[2] = {{4'102'444'800, 0}, {4'102'444'800, 0}};  // 2100
+  EXPECT_EQ(utimensat(AT_FDCWD, path.c_str(), dates, 0), 0);
+  EXPECT_EQ(quick(path).content(), support::sha1Hex(Bytes().fill(99 * 163, 0) + last));
+}
+
 TEST_F(OnDisk, FileUnderALeaseIsWaitedFor) {
   static int leased;
   leased = open(write(Bytes().u8('x')).c_str(), O_RDONLY);
