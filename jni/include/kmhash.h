@@ -13,7 +13,7 @@
  * 2. Hash text. 128 ASCII characters and a NUL, so an output buffer has at least KMHASH_TEXT_SIZE (129) bytes.
  *    Positions within the text:
  *        0   8 decimal digits   algorithm version, major (4) and minor (4)
- *        8  10 hex digits       file type, 5 bytes ("PHOTO", "VIDEO", "AUDIO", "UNKWN")
+ *        8  10 hex digits       file type, 5 bytes ("PHOTO", "VIDEO", "AUDIO", "OTHER", "UNKWN")
  *       18  40 hex digits       content digest
  *       58  40 hex digits       meta digest
  *       98  16 hex digits       format type, 8 bytes, padded with zero bytes
@@ -21,14 +21,17 @@
  *      116  12 zeros            filler
  *    Hex digits are upper case. A few degenerate files (an ID3 tag with nothing after it, a TIFF without a directory)
  *    succeed without labels: the characters of a label that was never set are NUL. Store all 128 bytes.
- *    A text handed in is read up to its NUL or to character 127, whichever comes first.
+ *    A text handed in is read up to its NUL or to character 127, whichever comes first; one without a version, as such
+ *    files have, is HASHCREATE_INVALID_HASH.
  * 3. Failure. The output buffer is written on success only; on failure it is left untouched.
  * 4. Ownership. The library keeps no pointer beyond the call and frees nothing that it was given. Texts and tables
  *    passed in stay the caller's. Nothing is returned that must be freed.
  * 5. Threads. There is no shared state: every function may run on any number of threads at once. The callbacks run on
- *    the calling thread, within the call.
+ *    the calling thread, within the call; they must return (no longjmp, no exception) and may call these functions.
+ *    The calling thread's errno is changed.
  * 6. Paths. A path is handed unchanged to the open and size callbacks. With the built-in callbacks (a null table) it
- *    is a file name as the C library's fopen takes it; with callbacks of your own it is whatever they take it for.
+ *    is a file name as the C library's fopen takes it; with callbacks of your own it is whatever they take it for. The
+ *    built-in ones take a pipe or a device for an empty file.
  * 7. Limits. Payloads of 16384 bytes and more are as a rule sampled: the hash identifies media, it does not prove that
  *    every byte is intact. SHA-1 serves identity here, not security.
  */
@@ -111,19 +114,23 @@ enum {
 
 /* Where the bytes come from. All five entries must be set. A call uses them in this order: open once, size once, then
  * read and seek in any number, close once; close is called exactly when open gave a handle, also on every failure.
- * The source is only ever moved forward, so a network or pipe stream of known size will do. */
+ * The source is only ever moved forward, so a network or pipe stream of known size will do.
+ *
+ * A read that ends early, or a seek that fails, as a rule fails the call with HASHCREATE_READ_ERROR or
+ * HASHCREATE_SEEK_ERROR; when it left errno non-zero, with HASHCREATE_ERROR instead, or with HASHCREATE_SEEK_ERROR for
+ * the values that a failing seek leaves (ENXIO, EBADF, EINVAL, ESPIPE, EOVERFLOW). What a format can do without (an
+ * optional part, whatever follows a tag) is left out instead, and the call goes on. */
 typedef struct KmhashFileCallbacks {
   /* Opens what path designates. Returns a handle of the caller's choosing, or null on failure. */
   void* (*open)(const char* path);
 
   /* Reads up to count bytes at the current position into buffer and moves past them. Returns how many were read (never
    * more than count); fewer than count makes the library ask again for the rest, 0 means that nothing more will come.
-   * It may be called with a count of 0. A failure that leaves errno non-zero is reported as HASHCREATE_ERROR, or as
-   * HASHCREATE_SEEK_ERROR when errno is one of a failing seek's (ENXIO, EBADF, EINVAL, ESPIPE, EOVERFLOW). */
+   * It may be called with a count of 0. */
   uint32_t (*read)(void* buffer, uint32_t count, void* handle);
 
-  /* Moves the current position by offset bytes, 1 or more; whence is always 1 (relative). Returns 0 on success; any
-   * other value fails the call with the code that errno, when set, has at read, else with HASHCREATE_SEEK_ERROR. */
+  /* Moves the current position by offset bytes, 1 or more; whence is always 1 (relative). Returns 0 on success, any
+   * other value on failure. */
   int (*seek)(int64_t offset, int whence, void* handle);
 
   /* Releases the handle. */
@@ -170,8 +177,9 @@ KMHASH_API int getAlgorithmId(const char* path, const KmhashFileCallbacks* callb
 /* ---- Comparing ---------------------------------------------------------------------------------------------- */
 
 /* Hashes the file again, in quick mode when the stored hash is a quick one and in normal mode otherwise, and compares.
- * Returns the difference flags (0: the same media), HASHCREATE_INVALID_HASH when storedHash is no hash text,
- * HASHCREATE_INVALID_PARAM when it is null, or a failure of createHashEx. */
+ * Returns the difference flags (0: the same media), HASHCREATE_INVALID_HASH when storedHash is no hash text or the file
+ * succeeds without labels (convention 2), HASHCREATE_INVALID_PARAM when storedHash is null, or a failure of
+ * createHashEx. Only a storedHash that is a hash text makes it open the file. */
 KMHASH_API int compareHash(const char* path, const char* storedHash, const KmhashFileCallbacks* callbacks);
 
 /* Compares two hash texts. The file types are not compared. Returns the difference flags, HASHCREATE_INVALID_PARAM when
