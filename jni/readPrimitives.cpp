@@ -125,13 +125,17 @@ ResultCode kmhNullSkip(Stream* stream, uint8_t* storage, uint32_t size, uint32_t
   if (size == 0) return HASHCREATE_INVALID_PARAM;
   for (;;) {
     if (const ResultCode rc = c_set_buffer(stream, storage, size)) return rc;
-    if (get_read_buff_remain(&stream->readBuffer) == 0) return HASHCREATE_READ_ERROR;  // kept, but without bytes
-    while (get_read_buff_remain(&stream->readBuffer) > 0) {
+    uint32_t held = get_read_buff_remain(&stream->readBuffer);
+    if (held == 0) return HASHCREATE_READ_ERROR;  // kept, but without bytes
+    for (; held > 0; held = get_read_buff_remain(&stream->readBuffer)) {
       const uint64_t position = c_ftell(stream);
-      uint8_t byte;
-      if (const ResultCode rc = callbackRead(stream, &byte, 1)) return rc;
-      if (byte != 0) return callbackSeek(stream, static_cast<int64_t>(position), kSeekAbsolute);
-      ++*skipped;
+      uint8_t piece[kReadBufferSize];
+      const uint32_t length = std::min(held, kReadBufferSize);
+      if (const ResultCode rc = callbackRead(stream, piece, length)) return rc;
+      const auto isOther = [](uint8_t byte) { return byte != 0; };
+      const uint32_t zeros = static_cast<uint32_t>(std::find_if(piece, piece + length, isOther) - piece);
+      *skipped += zeros;
+      if (zeros < length) return callbackSeek(stream, static_cast<int64_t>(position + zeros), kSeekAbsolute);
     }
   }
 }
