@@ -32,8 +32,8 @@ import java.util.Locale;
  * and must not be used by others meanwhile.
  *
  * <p><b>Loading.</b> The first use of this class loads the native library {@code KMHashGenerator}: the system's own, if
- * {@link System#loadLibrary} finds one, else the one that the jar holds for this system, by way of a temporary file
- * that is removed at once. It throws {@link UnsatisfiedLinkError} when there is neither.
+ * {@link System#loadLibrary} finds one with this class's methods, else the one that the jar holds for this system, by
+ * way of a temporary file that is removed at once. It throws {@link UnsatisfiedLinkError} when there is neither.
  */
 public final class KeloMediaHashGenerator {
     private static final String LIBRARY = "KMHashGenerator";
@@ -41,6 +41,7 @@ public final class KeloMediaHashGenerator {
     static {
         try {
             System.loadLibrary(LIBRARY);
+            getLibraryMajorVersion(); // fails in a library that was built without a JDK
         } catch (UnsatisfiedLinkError notInstalled) {
             loadFromJar(notInstalled);
         }

@@ -7,6 +7,7 @@ import java.util.regex.*;
 import org.junit.jupiter.api.Test;
 
 class ReadmeExampleIT {
+    /** An installed library that lacks the natives, as any other does, is passed over. */
     @Test
     void withTheJarAloneItPrintsWhatTheReadmeShows() throws Exception {
         String readme = Files.readString(Path.of("../README.md"));
@@ -14,7 +15,11 @@ class ReadmeExampleIT {
         Matcher example = Pattern.compile(fence, Pattern.DOTALL).matcher(readme);
         assertTrue(example.find());
         Path source = Files.writeString(Path.of("target", example.group(2)), example.group(1));
-        Process process = new ProcessBuilder(System.getProperty("java.home") + "/bin/java", "-cp",
+        String home = System.getProperty("java.home");
+        Path installed = Files.createDirectories(source.resolveSibling("installed")).toAbsolutePath();
+        Files.copy(Path.of(home, "lib", System.mapLibraryName("verify")),
+                installed.resolve(System.mapLibraryName("KMHashGenerator")), StandardCopyOption.REPLACE_EXISTING);
+        Process process = new ProcessBuilder(home + "/bin/java", "-Djava.library.path=" + installed, "-cp",
                 System.getProperty("jar"), source.toAbsolutePath().toString(), example.group(3))
                 .directory(Path.of("..").toFile()).redirectError(ProcessBuilder.Redirect.INHERIT).start();
         assertEquals(example.group(4), new String(process.getInputStream().readAllBytes()));
