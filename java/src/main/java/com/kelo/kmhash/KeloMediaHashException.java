@@ -6,12 +6,15 @@ package com.kelo.kmhash;
  */
 public class KeloMediaHashException extends Exception {
     /**
-     * The hash was complete, but the stream threw, as a rule from its {@code close}. Such a call fails with this code
-     * all the same.
+     * The hash was complete, but the stream threw, as a rule from its {@code close}. Such a call fails all the same,
+     * with this code or, when it would have returned a positive number, with that number as its code.
      */
     public static final int HASHCREATE_SUCCESS = 0;
 
-    /** The object is no usable {@code InputStream}, or there was no memory to read it with. */
+    /**
+     * The object is no usable {@code InputStream}, or there was no memory to read it with; or a directory of TIFF
+     * entries is out of place.
+     */
     public static final int HASHCREATE_FILE_NOTFOUND = -1;
 
     /** Reserved, never thrown. */
@@ -64,7 +67,7 @@ public class KeloMediaHashException extends Exception {
     /**
      * Describes a failure.
      *
-     * @param code the result code, one of the constants of this class
+     * @param code the result code, as {@link #getCode} returns it
      * @param name the code's name, such as {@code HASHCREATE_READ_ERROR}
      */
     public KeloMediaHashException(int code, String name) {
@@ -76,7 +79,8 @@ public class KeloMediaHashException extends Exception {
     /**
      * Returns the result code.
      *
-     * @return one of the constants of this class
+     * @return one of the constants of this class; or a positive number, the answer of a {@code compareHash} or {@code
+     *     getAlgorithmId} that was complete when the stream threw
      */
     public int getCode() {
         return code;
@@ -92,11 +96,12 @@ public class KeloMediaHashException extends Exception {
     }
 
     private static String describe(int code) {
+        if (code >= HASHCREATE_SUCCESS) {
+            return "The stream failed after its hash was complete";
+        }
         switch (code) {
-            case HASHCREATE_SUCCESS:
-                return "The stream failed after its hash was complete";
             case HASHCREATE_FILE_NOTFOUND:
-                return "The stream cannot be used";
+                return "The stream cannot be used, or a directory in the file is out of place";
             case HASHCREATE_FORMAT_ERROR:
                 return "The file's structure breaks the rules of its format";
             case HASHCREATE_READ_ERROR:

@@ -14,9 +14,10 @@ import java.util.Locale;
  *
  * <p><b>Streams.</b> A stream is read forwards from where it stands, with {@code read(byte[], int, int)}, 512 bytes at
  * most a call, and {@code skip}; payloads of 16384 bytes and more are as a rule sampled, so a stream that skips cheaply
- * is hashed cheaply. Reads may deliver any number of bytes and skips may fall short, but a skip of 0 bytes counts as
- * the stream's end. After a successful analysis the rest of the stated size is skipped. The stream is closed before the
- * method returns or throws, unless it is null or the code is {@code HASHCREATE_FILE_NOTFOUND}.
+ * is hashed cheaply. Reads and skips may fall short by any number of bytes, but one of 0 bytes counts as the stream's
+ * end. In the end the rest of the stated size is skipped, also when the analysis failed, unless the stream threw from
+ * {@code read} or {@code skip}. The stream is closed before the method returns or throws, unless it could not be used
+ * at all ({@code HASHCREATE_FILE_NOTFOUND}) or another argument is refused first (see {@link #compareHash}).
  *
  * <p><b>Size.</b> The size is the number of bytes that the stream holds from where it stands. It must be exact: it
  * decides where the file ends, whatever the stream holds, and it takes part in some hashes. {@code available()} is not
@@ -25,8 +26,9 @@ import java.util.Locale;
  *
  * <p><b>Failures.</b> A method either returns or throws a {@link KeloMediaHashException} with one of the codes that it
  * lists. A stream's own exception never comes through: the code tells how far the analysis got, and a stream that threw
- * when all was done (from {@code close}, say) gives {@code HASHCREATE_SUCCESS}. Only what {@code skip}
- * throws counts as no more than a skip that failed, and a few of those do no harm.
+ * when all was done (from {@code close}, say) gives {@code HASHCREATE_SUCCESS}, or the positive number that would
+ * have been returned. Only what {@code skip} throws counts as no more than a skip that failed, and a few of those do
+ * no harm.
  *
  * <p><b>Threads.</b> Every method may run on any number of threads at once. A stream is used on the calling thread only
  * and must not be used by others meanwhile.
@@ -63,7 +65,8 @@ public final class KeloMediaHashGenerator {
      * @throws KeloMediaHashException with the code
      *     <ul>
      *       <li>{@code HASHCREATE_SUCCESS} when the stream threw though the hash was complete;
-     *       <li>{@code HASHCREATE_FILE_NOTFOUND} when the stream cannot be used;
+     *       <li>{@code HASHCREATE_FILE_NOTFOUND} when the stream cannot be used, or a directory of TIFF entries is
+     *           out of place;
      *       <li>{@code HASHCREATE_FORMAT_ERROR} when the file's structure breaks its format's rules;
      *       <li>{@code HASHCREATE_READ_ERROR} when it ends too early or {@code read} threw;
      *       <li>{@code HASHCREATE_SEEK_ERROR} when it points outside itself, or {@code skip} threw or skipped nothing;
@@ -98,8 +101,8 @@ public final class KeloMediaHashGenerator {
      * @param in the file, from its first byte
      * @param size the file's exact size in bytes
      * @return the algorithm id that the file's hash has, 1 to 14; see {@link HashText.Algorithm}
-     * @throws KeloMediaHashException with any code of {@link #createHash}, or {@code HASHCREATE_INVALID_HASH} for a
-     *     file that succeeds without labels
+     * @throws KeloMediaHashException with any code of {@link #createHash}, {@code HASHCREATE_INVALID_HASH} for a file
+     *     that succeeds without labels, or the id as its code when the stream threw though the id was found
      */
     public static native int getAlgorithmId(InputStream in, long size) throws KeloMediaHashException;
 
@@ -115,7 +118,8 @@ public final class KeloMediaHashGenerator {
      * @return the sum of the difference flags, 0 for the same media; see {@link HashText.Difference#ofFlags}
      * @throws KeloMediaHashException with any code of {@link #createHash} ({@code HASHCREATE_INVALID_PARAM} also when
      *     {@code hash} is null, and then the stream is not closed), or {@code HASHCREATE_INVALID_HASH} when
-     *     {@code hash} is no hash text, in which case the stream is neither read nor closed
+     *     {@code hash} is no hash text, in which case the stream is neither read nor closed, or the sum of the flags as
+     *     its code when the stream threw though the comparison was complete
      */
     public static native int compareHash(InputStream in, long size, String hash) throws KeloMediaHashException;
 
