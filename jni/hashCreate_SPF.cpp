@@ -91,9 +91,7 @@ ResultCode readSoundIndex(Stream* stream, JpegHashParams* params) {
 
   params->spfBase = c_ftell(stream);
   const int header = IsTIFF(stream);
-  if (header != static_cast<int>(kLittleEndian) && header != static_cast<int>(kBigEndian)) {
-    return HASHCREATE_FORMAT_ERROR;
-  }
+  if (header <= 0) return HASHCREATE_FORMAT_ERROR;
   const uint32_t order = static_cast<uint32_t>(header);
   uint32_t ifdOffset = 0;
   if (const ResultCode rc = readULong(stream, &ifdOffset, order)) return rc;

@@ -135,7 +135,8 @@ const DirEntryInfo* getTargetTagWithCheck(const DirEntryInfo* table, uint16_t ta
 int IsTIFF(Stream* stream) {
   if (c_get_file_size(stream) < sizeof(uint32_t)) return 0;
   uint32_t mark = 0;
-  if (const ResultCode rc = readULong(stream, &mark, kLittleEndian)) return rc;
+  const ResultCode rc = readULong(stream, &mark, kLittleEndian);
+  if (rc != HASHCREATE_SUCCESS) return rc < 0 ? rc : HASHCREATE_READ_ERROR;  // an errno of 1 or 2 is no byte order
   if (mark == kLittleEndianMark) return kLittleEndian;
   return mark == kBigEndianMark ? kBigEndian : 0;
 }
@@ -602,7 +603,7 @@ ResultCode hashPreview(Stream* stream, Labels* labels, const TiffFile& tiff) {
 ResultCode createHash_TIFF(Stream* stream, Labels* labels) {
   TiffFile tiff;
   const int order = IsTIFF(stream);
-  if (order != static_cast<int>(kLittleEndian) && order != static_cast<int>(kBigEndian)) return kNotThisFormat;
+  if (order <= 0) return kNotThisFormat;
   tiff.byteOrder = static_cast<uint32_t>(order);
   if (const ResultCode rc = readULong(stream, &tiff.ifdOffset, tiff.byteOrder)) return rc;
   if (tiff.ifdOffset > kHeaderSize) {

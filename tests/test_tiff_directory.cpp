@@ -9,6 +9,14 @@ namespace {
 
 using namespace support;
 
+TEST(TiffDirectory, AnErrnoIsNoByteOrder) {
+  OpenStream stream(300);
+  callbackSeek(&stream, 200, kSeekAbsolute);
+  stream.file.failingRead = stream.file.reads + 1;
+  stream.file.failingErrno = kBigEndian;
+  EXPECT_EQ(IsTIFF(&stream), HASHCREATE_READ_ERROR);
+}
+
 TEST(TiffDirectory, LengthsAreTypeSizesTimesCountsAndWrap) {
   constexpr uint32_t kSizes[] = {0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8, 0};
   for (uint32_t type = 0; type < std::size(kSizes); type++) {

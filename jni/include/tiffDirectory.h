@@ -64,7 +64,7 @@ const DirEntryInfo* getTargetTagWithCheck(const DirEntryInfo* table, uint16_t ta
 // ---- Parsing ----
 
 // Reads the 4 header bytes at the current position. Answers kLittleEndian, kBigEndian, 0 (no TIFF header, or a file
-// below 4 bytes) or the read's code: only 1 and 2 say that there is a header.
+// below 4 bytes) or a negative code when they cannot be read.
 int IsTIFF(Stream* stream);
 
 // What an entry's 12 bytes say. HASHCREATE_FORMAT_ERROR, with nothing stored, when the type is unknown.
