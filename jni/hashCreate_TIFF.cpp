@@ -10,6 +10,7 @@
 //   content: the bytes before the first directory and their size, then the JPEG's content
 //   meta:    the JPEG's
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -22,7 +23,17 @@
 
 // ---- Constants ----
 
-const TiffTagTable kTiffTagTable = {{
+namespace {
+
+constexpr uint32_t kHeaderSize = 8;
+constexpr uint32_t kLittleEndianMark = 0x002A4949;  // "II" and 42, read as little-endian
+constexpr uint32_t kBigEndianMark = 0x2A004D4D;     // "MM" and 42, read as little-endian
+
+// Tables to be copied and filled.
+using TiffTagTable = std::array<DirEntryInfo, 19>;
+using ExifTagTable = std::array<DirEntryInfo, 2>;
+
+constexpr TiffTagTable kTiffTagTable = {{
     unfilledRow(TAG_IMAGE_WIDTH),
     unfilledRow(TAG_IMAGE_LENGTH),
     unfilledRow(TAG_BITS_PER_SAMPLE),
@@ -44,13 +55,7 @@ const TiffTagTable kTiffTagTable = {{
     unfilledRow(kEndOfTable),
 }};
 
-const ExifTagTable kExifTagTable = {{unfilledRow(TAG_MAKER_NOTE), unfilledRow(kEndOfTable)}};
-
-namespace {
-
-constexpr uint32_t kHeaderSize = 8;
-constexpr uint32_t kLittleEndianMark = 0x002A4949;  // "II" and 42, read as little-endian
-constexpr uint32_t kBigEndianMark = 0x2A004D4D;     // "MM" and 42, read as little-endian
+constexpr ExifTagTable kExifTagTable = {{unfilledRow(TAG_MAKER_NOTE), unfilledRow(kEndOfTable)}};
 
 constexpr uint16_t kMandatoryTags[] = {TAG_IMAGE_WIDTH, TAG_IMAGE_LENGTH, TAG_PHOTOMETRIC_INTERPRETATION,
                                        TAG_STRIP_OFFSETS, TAG_STRIP_BYTES_COUNT};
@@ -277,7 +282,6 @@ TiffText getTagStringValue(Stream* stream, const DirEntryInfo* table, uint16_t t
 }
 
 int getMakerAndModel(Stream* stream, const DirEntryInfo* table, MakerAndModel* makerAndModel, uint64_t limit) {
-  releaseMakerAndModel(makerAndModel);
   makerAndModel->make = getTagStringValue(stream, table, TAG_MAKE, limit);
   makerAndModel->model = getTagStringValue(stream, table, TAG_MODEL, limit);
   makerAndModel->software = getTagStringValue(stream, table, TAG_SOFTWARE, limit);
@@ -506,14 +510,11 @@ namespace {
 // ---- The walk ----
 
 // Offsets of the directories parsed so far, as ascending runs. A seek backwards reaches the read buffer only, and no
-// directory there is parsed twice, so there are at most as many runs as the buffer has positions.
+// directory there is parsed twice, so there are about as many runs as the buffer has positions, at most.
 struct ParsedDirectories {
   ValueList offsets;
-  std::array<size_t, kReadBufferSize + 2> runs;  // where each run begins in offsets
-  size_t runCount = 0;
+  ValueList runs;  // where each run begins in offsets
 };
-
-enum class Found { kNothing, kStandardTiff, kPreview };
 
 struct TiffFile {
   uint32_t byteOrder = 0;
@@ -528,9 +529,9 @@ struct TiffFile {
 
 bool isParsed(const ParsedDirectories& parsed, uint32_t offset) {
   const uint32_t* values = parsed.offsets.values.get();
-  for (size_t i = 0; i < parsed.runCount; i++) {
-    const size_t end = i + 1 < parsed.runCount ? parsed.runs[i + 1] : parsed.offsets.size;
-    if (std::binary_search(values + parsed.runs[i], values + end, offset)) return true;
+  size_t end = parsed.offsets.size;
+  for (size_t i = parsed.runs.size; i-- > 0; end = parsed.runs.values[i]) {
+    if (std::binary_search(values + parsed.runs.values[i], values + end, offset)) return true;
   }
   return false;
 }
@@ -540,8 +541,7 @@ ResultCode noteDirectory(ParsedDirectories* parsed, uint32_t offset) {
   if (isParsed(*parsed, offset)) return HASHCREATE_FORMAT_ERROR;
   const size_t size = parsed->offsets.size;
   if (size == 0 || offset < parsed->offsets.values[size - 1]) {
-    if (parsed->runCount == parsed->runs.size()) return HASHCREATE_FORMAT_ERROR;
-    parsed->runs[parsed->runCount++] = size;
+    if (const ResultCode rc = append(&parsed->runs, static_cast<uint32_t>(size))) return rc;
   }
   return append(&parsed->offsets, offset);
 }
@@ -550,29 +550,6 @@ ResultCode parseNextDirectory(Stream* stream, TiffFile* tiff) {
   if (const ResultCode rc = seekTo(stream, tiff->ifdOffset)) return rc;
   if (const ResultCode rc = noteDirectory(&tiff->parsed, tiff->ifdOffset)) return rc;
   return parseIFD(stream, tiff->byteOrder, tiff->tagTable.data(), &tiff->ifdOffset, c_get_file_size(stream));
-}
-
-// Parses directories until they make a standard TIFF or name a preview. Finding no directory at all is no failure.
-ResultCode findImage(Stream* stream, TiffFile* tiff, Found* found) {
-  const DirEntryInfo* tagTable = tiff->tagTable.data();
-  *found = Found::kNothing;
-  ResultCode result = HASHCREATE_SUCCESS;
-  while (tiff->ifdOffset != 0) {
-    if (const ResultCode rc = parseNextDirectory(stream, tiff)) return rc;
-    if (isStandardTiff(tagTable)) {
-      *found = Found::kStandardTiff;
-      return HASHCREATE_SUCCESS;
-    }
-    if (tiff->makerAndModelCount == 0) {
-      tiff->makerAndModelCount = getMakerAndModel(stream, tagTable, &tiff->makerAndModel, tiff->ifdOffset);
-    }
-    if (getJpegInfo(tagTable, &tiff->jpegInfo) == HASHCREATE_SUCCESS) {
-      *found = Found::kPreview;
-      return HASHCREATE_SUCCESS;
-    }
-    result = HASHCREATE_FORMAT_ERROR;
-  }
-  return result;
 }
 
 // The version stays as it is when the first directory leads to no readable maker note.
@@ -598,6 +575,24 @@ ResultCode hashPreview(Stream* stream, Labels* labels, const TiffFile& tiff) {
   return HASHCREATE_SUCCESS;
 }
 
+// The first directories that make a standard TIFF or name a preview. No directory at all is no failure.
+ResultCode hashDirectories(Stream* stream, Labels* labels, TiffFile* tiff) {
+  const DirEntryInfo* tagTable = tiff->tagTable.data();
+  ResultCode result = HASHCREATE_SUCCESS;
+  while (tiff->ifdOffset != 0) {
+    if (const ResultCode rc = parseNextDirectory(stream, tiff)) return rc;
+    if (isStandardTiff(tagTable)) {
+      return createHash_StandardTIFF(stream, labels, tagTable, tiff->dataHashCreated, tiff->byteOrder);
+    }
+    if (tiff->makerAndModelCount == 0) {
+      tiff->makerAndModelCount = getMakerAndModel(stream, tagTable, &tiff->makerAndModel, tiff->ifdOffset);
+    }
+    if (getJpegInfo(tagTable, &tiff->jpegInfo) == HASHCREATE_SUCCESS) return hashPreview(stream, labels, *tiff);
+    result = HASHCREATE_FORMAT_ERROR;
+  }
+  return result;
+}
+
 }  // namespace
 
 ResultCode createHash_TIFF(Stream* stream, Labels* labels) {
@@ -611,17 +606,7 @@ ResultCode createHash_TIFF(Stream* stream, Labels* labels) {
     if (rc != HASHCREATE_SUCCESS) return rc;
     tiff.dataHashCreated = true;
   }
-  Found found;
-  if (const ResultCode rc = findImage(stream, &tiff, &found)) return rc;
-  switch (found) {
-    case Found::kStandardTiff:
-      return createHash_StandardTIFF(stream, labels, tiff.tagTable.data(), tiff.dataHashCreated, tiff.byteOrder);
-    case Found::kPreview:
-      return hashPreview(stream, labels, tiff);
-    case Found::kNothing:
-      break;
-  }
-  return HASHCREATE_SUCCESS;
+  return hashDirectories(stream, labels, &tiff);
 }
 
 int getAlgorithmMajorVersion_TIFF(uint32_t id) {

@@ -10,7 +10,6 @@
 // code or, from a read or seek, a positive errno, if nothing else is said. kNoDirectory is a result of its own.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <memory>
 
@@ -43,7 +42,6 @@ inline constexpr uint32_t kDirEntrySize = 12;
 inline constexpr uint32_t kMaxInlineLength = 4;
 
 // There is no directory to read: it would start beyond the limit, or no pointer leads to it.
-// As a public result its number is that of HASHCREATE_FILE_NOTFOUND.
 // Outside the library it is HASHCREATE_FILE_NOTFOUND, by its number.
 inline constexpr ResultCode kNoDirectory = -1;
 
@@ -125,12 +123,6 @@ inline constexpr uint16_t TAG_JPEG_INTERCHANGE_FORMAT = 513;
 inline constexpr uint16_t TAG_JPEG_INTERCHANGE_FORMAT_LENGTH = 514;
 inline constexpr uint16_t TAG_EXIF_IFD = 34665;
 inline constexpr uint16_t TAG_MAKER_NOTE = 37500;
-
-// Templates, to be copied and filled.
-using TiffTagTable = std::array<DirEntryInfo, 19>;
-using ExifTagTable = std::array<DirEntryInfo, 2>;
-extern const TiffTagTable kTiffTagTable;
-extern const ExifTagTable kExifTagTable;
 
 // 1 when a standard TIFF must have the row's tag, else 0.
 int isMandatoryTag(const DirEntryInfo* row);
