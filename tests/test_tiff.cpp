@@ -40,6 +40,7 @@ TEST(Tiff, ImageDataIsTheLastRangeThatCanBeHashed) {
   const Bytes early = Bytes().fill(2, 0xE0).u32le(106).fill(14, 0xE0);
   const Bytes shorts = Bytes().u16le(98).u16le(1).u16le(2).u16le(100).u16le(0).u16le(200) + kPixels;
   const Bytes longs = Bytes().fill(10, 9).u32le(124).fill(16, 0).u32le(3).u32le(4).fill(7, 5);
+  const Bytes most = Bytes().u32le(0xFFFFFFFF).u32le(2) + kPixels;
   const std::tuple<const char*, Bytes, Numbers, Numbers, size_t, Bytes, int, Bytes> rows[] = {
       // Nothing is hashed before the image data is looked for: every failure counts.
       {"one strip", {}, at(86), size(20000), 1, kBig, 0, sized(kBig)},
@@ -47,6 +48,7 @@ TEST(Tiff, ImageDataIsTheLastRangeThatCanBeHashed) {
       {"uncompressed, cut short", {}, at(86), size(999), 1, kPixels, -5, {}},
       {"inside the directory", {}, at(85), size(9), 1, kPixels, -3, {}},
       {"a zero count", {}, {273, kShort, 3, 86}, {279, kShort, 3, 92}, 1, shorts, 0, sized(kPixels.part(0, 100))},
+      {"a sum beyond 32 bits", {}, at(94), {279, kLong, 2, 86}, 5, most, 0, most.part(8).u64be(0x100000001)},
       {"inline SHORTs", {}, {273, kShort, 2, 86}, {279, kShort, 2, 65538}, 5, kPixels, 0, Bytes(kPixels).u64be(65538)},
       {"length wraps to inline", {}, {273, kLong, 0x40000001, 96}, size(300), 1, kBig, 0, sized(kBig.part(10, 300))},
       {"list out of reach", {}, {273, kLong, 2, 9999}, size(1), 1, kPixels, -1, {}},
@@ -87,10 +89,11 @@ TEST(Tiff, DirectoriesAddUpAndBigEndianShortsCount65536Fold) {
 
 TEST(Tiff, ChainsOfDirectoriesEnd) {
   const Bytes start = header(false, 8);
-  const Bytes far = start + ifd(false, {}, 300) + ifd(false, {}, 300) + Bytes().fill(280, 0);
+  const Bytes far = start + ifd(false, {}, 300) + ifd(false, {}, 20) + ifd(false, {}, 300) + Bytes().fill(274, 0);
   const Bytes hidden = image({}, at(480), size(1), 1, kPixels).part(8);
   const std::pair<Bytes, int> rows[] = {
       {Bytes({0x49, 0x49, 0, 42, 8, 0, 0, 0}) + ifd(false, {}), -9},
+      {Bytes({0x49, 0x49, 42, 0}), -5},
       {start + ifd(false, {}, 8), -3},
       {start + ifd(false, {longTag(256, 1)}).part(0, 14), -3},         // its own next, for want of another
       {far + ifd(false, {}, 300), -6},                                 // the source never goes back ...
@@ -101,13 +104,16 @@ TEST(Tiff, ChainsOfDirectoriesEnd) {
     EXPECT_EQ(hashOf(file).code, code);
     EXPECT_EQ(identify(file), code);
   }
+  const std::vector<Numbers> mandatory = {longTag(256, 1), longTag(257, 1), longTag(262, 1), at(74), size(20000)};
+  EXPECT_EQ(hashOf(start + ifd(false, mandatory) + kBig).content(), sha1Hex(sampled(kBig).u64be(20000)));
   for (const unsigned missing : {256u, 257u, 262u, 273u, 279u}) {
-    std::vector<Numbers> tags = {longTag(256, 1), longTag(257, 1), longTag(262, 1), at(80), size(1)};
+    std::vector<Numbers> tags = mandatory;
     std::erase_if(tags, [&](const Numbers& tag) { return tag[0] == missing; });
-    EXPECT_EQ(hashOf(start + ifd(false, tags) + kPixels).code, -3) << missing;
+    EXPECT_EQ(hashOf(start + ifd(false, tags) + kBig).code, -3) << missing;
   }
   EXPECT_EQ(hashOf(header(false, 0)).version(), std::string(8, '\0'));  // no directory: no failure, and no label
   EXPECT_EQ(identify(header(false, 9999) + kPixels), HASHCREATE_SEEK_ERROR);
+  EXPECT_EQ(identify(header(false, 40) + Bytes(22)), -1);  // what is buffered is passed over beyond the end
 }
 
 // ---- Camera raw: header, directory at 8, Exif directory at 62, maker note at 80, preview, one byte more ----
