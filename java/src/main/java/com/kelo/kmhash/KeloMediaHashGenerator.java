@@ -234,7 +234,7 @@ public final class KeloMediaHashGenerator {
                     out.write(buffer, 0, count);
                 }
             }
-            System.load(copy.toString());
+            System.load(copy.toAbsolutePath().toString());
         } finally {
             // A library in use needs no name, except on systems that refuse to take it away.
             if (!copy.toFile().delete()) {

@@ -19,8 +19,9 @@ class ReadmeExampleIT {
         Path installed = Files.createDirectories(source.resolveSibling("installed")).toAbsolutePath();
         Files.copy(Path.of(home, "lib", System.mapLibraryName("verify")),
                 installed.resolve(System.mapLibraryName("KMHashGenerator")), StandardCopyOption.REPLACE_EXISTING);
-        Process process = new ProcessBuilder(home + "/bin/java", "-Djava.library.path=" + installed, "-cp",
-                System.getProperty("jar"), source.toAbsolutePath().toString(), example.group(3))
+        Process process = new ProcessBuilder(home + "/bin/java", "-Djava.library.path=" + installed,
+                "-Djava.io.tmpdir=java/target", "-cp", System.getProperty("jar"),
+                source.toAbsolutePath().toString(), example.group(3))
                 .directory(Path.of("..").toFile()).redirectError(ProcessBuilder.Redirect.INHERIT).start();
         assertEquals(example.group(4), new String(process.getInputStream().readAllBytes()));
     }
