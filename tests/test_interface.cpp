@@ -106,7 +106,7 @@ TEST(Interface, FilesThatNobodyClaims) {
 }
 
 TEST(Interface, CompareHashesAgainInTheModeOfTheStoredHash) {
-  MemoryFile quick(Bytes().text("plain text")), normal = quick, unopened = quick;
+  MemoryFile quick(Bytes().text("plain text")), normal(quick.bytes), unopened(quick.bytes);
   std::string quickHash = changedAt(114);
   quickHash[115] = 'F';
   EXPECT_EQ(compareHash(quick.path(), quickHash.c_str(), support::callbacks()), 1 + 2 + 4);
