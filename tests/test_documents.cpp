@@ -44,7 +44,8 @@ std::string outputOf(const std::string& command) {
   return output;
 }
 
-// The programs that a document's command may name, as they are called here; other commands, such as builds, are not run.
+// The programs that a document's command may name, as they are called here; other commands, such as builds, are not
+// run.
 const std::map<std::string, std::string> kPrograms = {{"./dev run", KMHASH_COMMAND},
                                                       {"kmhash", KMHASH_COMMAND},
                                                       {"./example", KMHASH_EXAMPLES "/example"},
