@@ -217,7 +217,7 @@ public final class KeloMediaHashGenerator {
                 return;
             }
             failure = "does not exist";
-        } catch (IOException | UnsatisfiedLinkError e) {
+        } catch (IOException | RuntimeException | UnsatisfiedLinkError e) {
             failure = "cannot be loaded: " + e;
         }
         throw new UnsatisfiedLinkError("no library " + LIBRARY + " for the system " + system + ": "
