@@ -217,7 +217,7 @@ public final class KeloMediaHashGenerator {
                 return;
             }
             failure = "does not exist";
-        } catch (IOException | RuntimeException | UnsatisfiedLinkError e) {
+        } catch (IOException | LinkageError e) {
             failure = "cannot be loaded: " + e;
         }
         throw new UnsatisfiedLinkError("no library " + LIBRARY + " for the system " + system + ": "
