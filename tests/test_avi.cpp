@@ -78,9 +78,12 @@ TEST(Riff, Failures) {
        {Bytes{}, kFmt, chunk("JUNK", {1}) + kData, chunk("fmt ", kPcm, 15) + kData, chunk("LIST", kNote, 3) + kData,
         chunk("JUNK", {}, ~0u) + kData, chunk("LIST", list("hdrl", kAvih + kStrl).part(8), 99) + kMovi,
         chunk("ANIM", {1}), chunk("VP8X", Bytes(10, 0)) + chunk("ANIM", {1}),
-        chunk("VP8X", Bytes{0x40}.fill(9, 0)) + kData, chunk("VP8X", Bytes{0, 0, 0, 1}.fill(6, 0)) + kData}) {
+        chunk("VP8X", Bytes{0x40}.fill(9, 0)) + kData, chunk("VP8X", Bytes{0, 1}.fill(8, 0)) + kData,
+        chunk("VP8X", Bytes{0, 0, 1}.fill(7, 0)) + kData, chunk("VP8X", Bytes{0, 0, 0, 1}.fill(6, 0)) + kData}) {
     EXPECT_EQ(hashOf(riff("AVI ", chunks)).code, HASHCREATE_FORMAT_ERROR) << ::testing::PrintToString(chunks);
   }
+  EXPECT_EQ(hashOf(riff("WAVE", {}).part(0, 11)).code, HASHCREATE_NON_SUPPORTED);
+  EXPECT_EQ(hashOf(chunk("RIFX", Bytes().text("WAVE") + kData)).code, HASHCREATE_NON_SUPPORTED);
   EXPECT_EQ(hashOf(riff("WEBP", chunk("VP8 ", kVideo))).code, HASHCREATE_NON_SUPPORTED);
   EXPECT_EQ(hashOf(riff("RMP3", chunk("data", kMp3.part(0, 417)))).code, HASHCREATE_NON_SUPPORTED);
   EXPECT_EQ(hashOf(riff("RMP3", kData)).code, HASHCREATE_SEEK_ERROR);  // declined with the front out of reach

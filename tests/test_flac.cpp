@@ -13,7 +13,7 @@ Bytes block(unsigned flagAndType, const Bytes& data) {
 Bytes streamInfo(uint64_t rate) {
   return Bytes().u16be(4096).u16be(4608).u24be(14).u24be(9000).u64be(rate << 44 | 0x2F000012345).pattern(16);
 }
-const Bytes kInfo = streamInfo(44100), kHigh = streamInfo(655350);
+const Bytes kInfo = streamInfo(44100), kHigh = streamInfo(655350), kLow = streamInfo(1);
 const Bytes kFirst = block(0, kInfo), kOnly = block(kLast | 0, kInfo);
 Bytes flac(const Bytes& blocks, const Bytes& audio = kFrame + kAudio) { return Bytes().text("fLaC") + blocks + audio; }
 
@@ -25,7 +25,7 @@ TEST(Flac, StreamInfoIsMetaAndEverythingBehindTheFirstFourFrameBytesIsContent) {
   expectFlac(flac(block(1, Bytes().fill(70000, 0)) + block(6, Bytes().fill(250, 1)) + kOnly), kInfo, kAudio);
   expectFlac(flac(kFirst + block(2, {1}) + block(3, {}) + block(5, {1}) + block(kLast | 4, {1})), kInfo, kAudio);
   expectFlac(flac(block(7, {1, 2}) + kFirst + block(kLast | 126, {3})), kInfo, kAudio);
-  expectFlac(flac(block(0, kHigh) + kOnly), kHigh + kInfo, kAudio);
+  expectFlac(flac(block(0, kHigh) + block(0, kLow) + kOnly), kHigh + kLow + kInfo, kAudio);
   expectFlac(flac(block(kLast | 0, streamInfo(0))), {}, kAudio);
   expectFlac(flac(block(kLast | 0, streamInfo(655351))), {}, kAudio);
   expectFlac(flac(kOnly, Bytes{0xFF, 0xFB, 0x10, 0xFF}.pattern(20001)), kInfo, Bytes().pattern(20001));
@@ -33,7 +33,9 @@ TEST(Flac, StreamInfoIsMetaAndEverythingBehindTheFirstFourFrameBytesIsContent) {
 
 TEST(Flac, Failures) {
   for (const Bytes& blocks : {kFirst + block(127, {}) + block(kLast | 1, {}), Bytes{kLast | 0, 0, 0, 33} + kInfo,
-                              block(kLast | 0, kInfo + kFrame), block(1, {}) + block(kLast | 9, {})}) {
+                              block(kLast | 0, kInfo + kFrame),
+                              block(1, {}) + block(2, {}) + block(3, {}) + block(4, {}) + block(5, {}) + block(6, {}) +
+                                  block(kLast | 7, {})}) {
     EXPECT_EQ(hashOf(flac(blocks)).code, HASHCREATE_FORMAT_ERROR) << ::testing::PrintToString(blocks);
   }
   for (const Bytes& frame : {Bytes{0xFE, 0xF8, 0xC9}, {0xFF, 0xFC, 0xC9}, {0xFF, 0xF8, 0x0F}}) {
@@ -41,8 +43,10 @@ TEST(Flac, Failures) {
   }
   EXPECT_EQ(hashOf(flac(kOnly, kFrame)).code, HASHCREATE_FORMAT_ERROR);
   EXPECT_EQ(hashOf(flac(kFirst, {})).code, HASHCREATE_READ_ERROR);  // no block was the last one
+  EXPECT_EQ(hashOf(flac(kOnly, {})).code, HASHCREATE_READ_ERROR);
   EXPECT_EQ(hashOf(flac(kFirst + Bytes{kLast | 1, 0xFF, 0xFF, 0xFF})).code, HASHCREATE_SEEK_ERROR);
   EXPECT_EQ(hashOf(flac({}, {})).code, HASHCREATE_NON_SUPPORTED);
+  EXPECT_EQ(hashOf(flac({}, {1})).code, HASHCREATE_READ_ERROR);
 }
 
 TEST(Flac, Families) {

@@ -8,7 +8,7 @@ const Bytes kData = Bytes().pattern(300), kLongData = Bytes().pattern(20000);
 
 TEST(Jpeg, HashesScanDataAndFrame) {
   const Bytes otherMeta = {12, 1, 2, 3, 4, 1, 9, 9}, other = segment(0xFFC0, otherMeta);
-  const Bytes garbage = {1, 2, 0xFF, 0, 0xFF, 0xFF, 0}, noBody = {0xFF, 0xDA, 0, 2};
+  const Bytes garbage = {1, 2, 3, 0xFF, 0, 0xFF, 0xFF, 0}, noBody = {0xFF, 0xDA, 0, 2};
   const Bytes icc = segment(0xFFE2, kLongData) + segment(0xFFE2, {1}), xmp = segment(0xFFE3, kLongData);
   const Bytes noHeader = segment(0xFFE2, Bytes().text("MPF").fill(8, 0)) + segment(0xFFE3, {1});
   const std::tuple<const char*, Bytes, Bytes, Bytes> rows[] = {
@@ -33,9 +33,13 @@ TEST(Jpeg, HashesScanDataAndFrame) {
 
 TEST(Jpeg, RefusesWhatHasNoScan) {
   const auto codeOf = [](const Bytes& rest) { return hashOf(kSoi + rest).code; };
+  EXPECT_EQ(hashOf({0xFF}).code, HASHCREATE_NON_SUPPORTED);
   EXPECT_EQ(codeOf({}), HASHCREATE_READ_ERROR);
   EXPECT_EQ(codeOf(Bytes({0xFF, 0xDA, 0, 1}) + kData), HASHCREATE_FORMAT_ERROR) << "length";
   EXPECT_EQ(codeOf(segment(0xFFE0, kFrameMeta).part(0, 10)), HASHCREATE_FORMAT_ERROR) << "a little beyond the file";
+  MemoryFile source(kSoi + kFrameSegment + scan(kData));
+  source.bytes = source.bytes.part(0, 300);
+  EXPECT_EQ(hashOf(source).code, HASHCREATE_READ_ERROR) << "gives up in the scan";
 }
 
 TEST(Jpeg, SurvivesDamageAndFaults) {

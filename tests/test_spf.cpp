@@ -13,6 +13,7 @@ struct Photo {
   bool big = false;
   Bytes before = kBefore, sound = kSound;
   size_t version = 0x30313939, countOfCount = 1, count = sounds.size(), list = 14 + 3 * 12;
+  unsigned sdLength = 8;
   std::string_view sdHead = {"SD_HEAD\0", 8};
 
   Bytes image(size_t soundOffset) const {
@@ -22,7 +23,7 @@ struct Photo {
     return kSoi + before + segment(0xFFE3, Bytes().text("SPF").u8(0) + index) + kFrameSegment + scan(kData);
   }
   Bytes file() const {
-    return image(image(0).size() - before.size() - 10) + Bytes().text(sdHead).u16be(8).fill(6, 0x77) + sound;
+    return image(image(0).size() - before.size() - 10) + Bytes().text(sdHead).u16be(sdLength).fill(6, 0x77) + sound;
   }
 };
 
@@ -40,6 +41,8 @@ TEST(Spf, AddsTheSoundToTheMetaDigest) {
       {"a sound below twelve bytes wraps", {.sounds = {{27, 0}}}, Bytes().u64be(UINT64_MAX) + kSound},
       {"the last sound ends before the first", {.sounds = {{516, 0}, {1, size_t{0} - 500}}}, Bytes().u64be(0)},
       {"no last sound", {.sounds = {{516, 0}, {0, 116}}}, {}},
+      {"an SD header without a body", {.sdLength = 2}, Bytes().u64be(494).fill(6, 0x77) + kSound.part(0, 488)},
+      {"an SD header that ends beyond the file", {.sdLength = 9999}, {}},
       {"no SD header", {.sdHead = "SD_HEAD!"}, {}},
   };
   for (const auto& [rule, photo, soundMeta] : rows) {
@@ -56,6 +59,8 @@ TEST(Spf, BrokenIndexFailsTheFile) {
   EXPECT_EQ(codeOf({.count = 0}), HASHCREATE_FORMAT_ERROR);
   EXPECT_EQ(codeOf({.list = 0}), HASHCREATE_FORMAT_ERROR);
   EXPECT_EQ(hashOf(patched(Photo().file(), kBefore.size() + 10, 0)).code, HASHCREATE_FORMAT_ERROR) << "TIFF header";
+  EXPECT_EQ(hashOf(patched(Photo().file(), kBefore.size() + 14, 65)).code, HASHCREATE_FILE_NOTFOUND) << "directory";
+  EXPECT_EQ(hashOf(kSoi + segment(0xFFE3, Bytes().text("SPF").u8(0)) + scan(kData)).code, HASHCREATE_FORMAT_ERROR);
   EXPECT_EQ(codeOf({.list = 51}), HASHCREATE_FORMAT_ERROR) << "read past the segment";
   EXPECT_EQ(codeOf({.list = Photo().file().size() - kBefore.size() - 25}), HASHCREATE_READ_ERROR) << "cut";
 }
