@@ -224,7 +224,7 @@ void streams(Table& row) {
   row("The eleven bytes behind the first pack header", "nothing", changed(mpeg, 22));
   row("Bytes appended", "content", mpeg + kText);
 
-  const Bytes ts = row.of("MPEG-2 transport stream", media("mpegts-188.ts")), once = changed(ts, "Service01", 8);
+  const Bytes ts = row.of("MPEG-2 transport stream", media("mpegts-188.m2t")), once = changed(ts, "Service01", 8);
   row("The service name in front of the first programme map", "nothing", once);
   row("The service name wherever it is repeated", "content", changed(once, "Service01", 8));
   row("Packets appended", "content, meta", ts + ts.part(0, 376));
