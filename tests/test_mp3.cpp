@@ -79,6 +79,9 @@ TEST(Mp3, AnswersOfTheAnalyzer) {
   EXPECT_EQ(analyze(kFrame).first, HASHCREATE_NON_SUPPORTED);
   EXPECT_EQ(analyze(kFrame + Bytes{0xFF, 0xF5, 0x00, 0}).first, HASHCREATE_SUCCESS);  // need not be like the first
   EXPECT_EQ(analyze(tag(3, 0, 300) + kMp3), std::pair(0, 300u + 12u)) << "digests start anew behind a tag";
+  MemoryFile source(kMp3);
+  source.bytes = kMp3.part(0, 600);
+  EXPECT_EQ(hashOf(source).code, HASHCREATE_READ_ERROR) << "gives up in the content";
 }
 
 TEST(Mp3, TagVersionGoesIntoTheLabelOfMp3Only) {
