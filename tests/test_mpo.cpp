@@ -40,6 +40,7 @@ TEST(Mpo, HashesEveryImage) {
 TEST(Mpo, HashesOneImage) {
   const Bytes all = kPlain.part(kSoi2 - 502, 502 + kEnd - kSoi2 - 2);  // up to the end of the file
   const Bytes cut = patched(patched(album(kBaseline, {kFirst}), kOffset1, 5), kSize1, 500);
+  const Bytes countless = Bytes().text("MPF").u8(0) + directory(false, {{0xB002, 0, 26}}) + u32(false, kBaseline);
   const std::tuple<const char*, Bytes, Bytes> rows[] = {
       {"the second replaces the first", kStereo + kFirst, kSecond},
       {"the last one listed is the second", album(kBaseline, {kFirst, kSecond, kThird}, true), kThird},
@@ -49,6 +50,9 @@ TEST(Mpo, HashesOneImage) {
        kFirst.part(0, 450)},
       {"... which a segment without a header undoes",
        cut.part(0, 76) + segment(0xFFE2, {'M', 'P', 'F', 0}) + cut.part(76), kFirst},
+      {"... or one with the former count",
+       cut.part(0, 76) + segment(0xFFE2, countless + u32(false, 456) + Bytes().fill(8, 0)) + cut.part(76),
+       kFirst.part(0, 300)},
       {"only one", album(kBaseline, {kFirst}), kFirst},
       {"no images", patched(kPlain, kCount, 0), all},
       {"one begins beyond the file", patched(kPlain, kOffset2, kEnd - kHeader + 1), all},
