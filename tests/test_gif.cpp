@@ -13,7 +13,7 @@ static Bytes image(uint8_t flags = 0, const Bytes& table = {}) {
 }
 
 TEST(Gif, SignatureIsTheLabelAndContentStartsInTheFirstImage) {
-  const Bytes subBlocks = Bytes{200}.fill(200 + 1 + 0x2C, 0x2C).u8(0);
+  const Bytes subBlocks = Bytes{200, 0}.fill(199 + 1 + 0x2C, 0x2C).u8(0);
   const std::tuple<std::string, uint8_t, size_t, Bytes> rows[] = {
       {"GIF87a", 0x7F, 0, {}},
       {"GIFxyz", 0x80, 6, {0x21, 0xF9, 4, 1, 2, 3, 4, 0}},
@@ -27,7 +27,12 @@ TEST(Gif, SignatureIsTheLabelAndContentStartsInTheFirstImage) {
     expectFormat(file, 5, signature.c_str(), "PHOTO", sampled(data), start.part(3));
   }
   EXPECT_EQ(hashOf(header() + image() + Bytes{0x3B}).content(), sha1Hex({0x3B}));  // too few to leave two out
+  EXPECT_EQ(hashOf(header() + image().part(0, 11)).code, -5);
   EXPECT_EQ(identify(header().part(0, 2)), -9);
+  for (const Bytes& rest : {Bytes{0x21, 0xFE, 20} + Bytes(9), image().part(0, 10)}) {
+    EXPECT_EQ(identify(header() + rest), -6);
+  }
+  EXPECT_EQ(identify(header(0x80)), -6);
   EXPECT_EQ(identify(header() + Bytes{0x21, 0xFE, 0}), -5);  // no image
   EXPECT_EQ(identify(header() + Bytes{0x21, 0xFE, 20} + Bytes(10)), -5);
 }

@@ -21,6 +21,10 @@ TEST(Mpeg, MetaIsThePackHeaderAndContentTheRest) {
     const Bytes rest = Bytes().pattern(size), length = Bytes().u64be(size);
     expectFormat(start + kSystem + rest, 10, label, "VIDEO", sampled(rest) + length, meta, length);
   }
+  MemoryFile large(kMpeg1 + kNext + kSystem, 5'000'000'000);
+  EXPECT_EQ(hashOf(large).content(), sha1Hex(Bytes(16300) + Bytes().u64be(5'000'000'000)));
   EXPECT_EQ(identify(kMpeg1.part(0, 4)), -9);           // declined for want of a fifth byte
   EXPECT_EQ(identify(kMpeg2 + Bytes{7, 0, 0, 0}), -6);  // stuffing past the end
+  EXPECT_EQ(identify(kMpeg1 + Bytes(10)), -5);
+  EXPECT_EQ(identify(kNext + Bytes(30)), -9);
 }

@@ -32,6 +32,13 @@ TEST(Mpeg2Ts, ContentRunsFromTheProgramMapToTheLastPacketThatCounts) {
   }
 }
 
+TEST(Mpeg2Ts, HashesMoreThanFourGibibytes) {
+  MemoryFile file(stream(4), 30'000'000 * uint64_t{192});
+  const HashText hash = hashOf(file);
+  EXPECT_EQ(hash.content(), sha1Hex(file.bytes.part(576, 163) + Bytes(16300 - 163) + Bytes().u64be(30'000'005)));
+  EXPECT_EQ(hash.meta(), sha1Hex(Bytes().u64be(30'000'005 * uint64_t{192})));
+}
+
 TEST(Mpeg2Ts, TablesAndPacketsDecide) {
   const Bytes first = packet(0, 0, kPat), map = packet(0, 0x1234, kPmt);
   const std::tuple<const char*, int, Bytes, const char*> rows[] = {
@@ -51,6 +58,9 @@ TEST(Mpeg2Ts, TablesAndPacketsDecide) {
       {"sync lost before the PMT", -9, first + Bytes(188) + map, ""},
       {"no PMT", -5, first + first + first, ""},
       {"PMT in the packet left out", -5, first + map + Bytes(9), ""},
+      {"PAT in the packet left out", -9, packet(0, 9, {0x10}) + first + Bytes(9), ""},
+      {"one plain packet is too small", -9, first, ""},
+      {"one prefixed packet is not", -5, packet(4, 0, kPat), ""},
       {"prefix like a sync byte", -9, Bytes{0x47} + stream(4).part(1), ""}};
   for (const auto& [what, code, file, label] : rows) {
     EXPECT_EQ(std::pair(hashOf(file).code, hashOf(file).formatType()), std::pair(code, std::string(label))) << what;

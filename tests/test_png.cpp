@@ -33,4 +33,6 @@ TEST(Png, ChunksThatLieFailByTheFirstRuleTheyBreak) {
   EXPECT_EQ(identify(last(20, "tEXt")), -3);  // ends a little past the file
   EXPECT_EQ(identify(kSignature + chunk("IHDR", Bytes(8)) + chunk("IDAT", Bytes(30))), -6);
   EXPECT_EQ(identify(kSignature), -5);  // no image
+  EXPECT_EQ(identify(kSignature.part(0, 7)), -9);
+  EXPECT_EQ(identify(kStart.part(0, 20)), -5);
 }

@@ -59,9 +59,11 @@ struct Call {
 std::ostream& operator<<(std::ostream& out, const Call& call);
 
 struct MemoryFile {
-  explicit MemoryFile(Bytes content) : bytes(std::move(content)), statedSize(static_cast<int64_t>(bytes.size())) {}
+  explicit MemoryFile(Bytes content, uint64_t zerosBehind = 0)
+      : bytes(std::move(content)), zeros(zerosBehind), statedSize(static_cast<int64_t>(bytes.size() + zeros)) {}
 
   Bytes bytes;
+  uint64_t zeros;                     // that many follow the bytes
   int64_t statedSize;                 // what the size callback answers
   uint32_t mostPerRead = UINT32_MAX;  // bytes that one read call delivers at most
   int failingRead = 0;                // the n-th read from 1 on delivers failingReadDelivers bytes; 0: none
@@ -111,8 +113,8 @@ void expectHash(const Bytes& file, int algorithmId, std::string_view formatType,
 void expectSurvivesDamage(const Bytes& file);
 
 // For every n, the n-th read delivers nothing or half, and the n-th seek fails, with and without errno: the answer is a
-// public failure (or 0 where the format forgives), and the file is closed.
-void expectSurvivesFaults(const Bytes& file);
+// public failure or, unless the format forgives, the hash of the sound file, and the file is closed.
+void expectSurvivesFaults(const Bytes& file, bool forgives = true);
 
 // expectHash, the same labels and only these bytes of content in identify mode, faults, and in small files damage.
 void expectFormat(const Bytes& file, int algorithmId, std::string_view formatType, std::string_view fileType,
