@@ -186,14 +186,12 @@ ResultCode parseFilePropertiesObject(Stream* stream, uint64_t, AsfInformation* i
   return readFilePropetiesObjectInfo(stream, info);
 }
 
-// Codec-specific data. Takes no more memory than the file can still fill.
+// Codec-specific data, less than 64 KiB of it.
 ResultCode readExtra(Stream* stream, uint32_t size, std::unique_ptr<uint8_t[]>* extra) {
   if (size == 0) return HASHCREATE_SUCCESS;
-  const uint32_t available = static_cast<uint32_t>(actualDataSizeCorrection(stream, size));
-  std::unique_ptr<uint8_t[]> bytes(new (std::nothrow) uint8_t[available]);
+  std::unique_ptr<uint8_t[]> bytes(new (std::nothrow) uint8_t[size]);
   if (bytes == nullptr) return HASHCREATE_MEM_ALLOC_ERROR;
-  if (const ResultCode rc = callbackRead(stream, bytes.get(), available)) return rc;
-  if (available < size) return HASHCREATE_READ_ERROR;
+  if (const ResultCode rc = callbackRead(stream, bytes.get(), size)) return rc;
   *extra = std::move(bytes);
   return HASHCREATE_SUCCESS;
 }
@@ -278,13 +276,10 @@ ResultCode parseHeaderObject(Stream* stream, uint64_t payloadSize, AsfInformatio
 }
 
 // Ends the walk: nothing after the first Data Object is read. Its own File ID and packet count are part of the payload.
+// The feeder cuts a payload that runs past the end of the file; the length that goes in behind it stays as claimed.
 ResultCode parseDataObject(Stream* stream, uint64_t payloadSize, AsfInformation*) {
-  uint64_t count = payloadSize;
-  if (!c_is_valid_file_pos(stream, payloadEnd(stream, payloadSize))) {
-    if (!c_is_valid_file_pos(stream, c_ftell(stream))) return HASHCREATE_FORMAT_ERROR;
-    count = c_get_file_size(stream) - c_ftell(stream);
-  }
-  if (const ResultCode rc = inputActualData(stream, count)) return rc;
+  if (!c_is_valid_file_pos(stream, c_ftell(stream))) return HASHCREATE_FORMAT_ERROR;
+  if (const ResultCode rc = inputActualData(stream, payloadSize)) return rc;
   inputLongLongContentSha1(stream, payloadSize);
   return seekForwardTo(stream, c_get_file_size(stream));
 }
