@@ -1,3 +1,7 @@
+// ASF, Advanced Systems Format: objects of guid:u8[16] size:u64le payload, the size counting all three. The Header
+// Object comes first and holds further objects, File Properties and one Stream Properties a stream among them.
+//   content: the payload of the first Data Object, then the length that it claims (u64be)
+//   meta:    of a video stream, else of an audio stream, some fields as stored; then the File ID
 #include <array>
 #include <cstdio>
 #include <cstring>
@@ -9,10 +13,6 @@
 #include "hashCreate.h"
 #include "readPrimitives.h"
 
-// ASF, Advanced Systems Format: objects of guid:u8[16] size:u64le payload, the size counting all three. The Header
-// Object comes first and holds further objects, File Properties and one Stream Properties a stream among them.
-//   content: the payload of the first Data Object, then the length that it claims (u64be)
-//   meta:    of a video stream, else of an audio stream, some fields as stored; then the File ID
 namespace {
 
 using Guid = std::array<uint8_t, 16>;

@@ -6,10 +6,6 @@
 
 namespace {
 
-constexpr uint32_t kAlgorithmId = 4;
-constexpr int kMajorVersion = 3;
-constexpr int kMinorVersion = 0;
-
 constexpr uint16_t kSignature = 0x424D;
 constexpr uint64_t kSignatureSize = 2;
 
@@ -26,8 +22,8 @@ ResultCode analyzeBmp(Stream* stream, Labels* labels) {
   inputLongLongMetaSha1(stream, size);
   setFormatType(labels, "BMP ");
   setFileType(labels, "PHOTO");
-  setAlgorithmVersion(labels, kMajorVersion, kMinorVersion);
-  setAlgorithmId(labels, kAlgorithmId);
+  setAlgorithmVersion(labels, 3, 0);
+  setAlgorithmId(labels, KMHASH_ALGORITHM_BMP);
   return inputSpecifiedData(stream, size);
 }
 
@@ -38,5 +34,5 @@ ResultCode createHash_BMP(Stream* stream, Labels* labels) {
   return analyzeBmp(stream, labels);
 }
 
-int getAlgorithmMajorVersion_BMP(uint32_t id) { return id == kAlgorithmId ? kMajorVersion : kNotThisFormat; }
-int getAlgorithmMinorVersion_BMP(uint32_t id) { return id == kAlgorithmId ? kMinorVersion : kNotThisFormat; }
+int getAlgorithmMajorVersion_BMP(uint32_t id) { return id == KMHASH_ALGORITHM_BMP ? 3 : kNotThisFormat; }
+int getAlgorithmMinorVersion_BMP(uint32_t id) { return id == KMHASH_ALGORITHM_BMP ? 0 : kNotThisFormat; }

@@ -11,10 +11,6 @@
 
 namespace {
 
-constexpr uint32_t kAlgorithmId = 5;
-constexpr int kMajorVersion = 3;
-constexpr int kMinorVersion = 0;
-
 constexpr char kMagic[] = {'G', 'I', 'F'};
 constexpr uint32_t kSignatureSize = 6;                                // magic, version
 constexpr uint32_t kHeaderSize = kSignatureSize + 2 + 2 + 1 + 1 + 1;  // width, height, flags, background, aspect
@@ -111,8 +107,8 @@ ResultCode postGif(Stream* stream, Labels* labels, const GifInfo* info) {
   inputMetaSha1(stream, info->headerFields, sizeof(info->headerFields));
   setFormatType(labels, info->signature);
   setFileType(labels, "PHOTO");
-  setAlgorithmVersion(labels, kMajorVersion, kMinorVersion);
-  setAlgorithmId(labels, kAlgorithmId);
+  setAlgorithmVersion(labels, 3, 0);
+  setAlgorithmId(labels, KMHASH_ALGORITHM_GIF);
   return HASHCREATE_SUCCESS;
 }
 
@@ -125,5 +121,5 @@ ResultCode createHash_GIF(Stream* stream, Labels* labels) {
   return postGif(stream, labels, &info);
 }
 
-int getAlgorithmMajorVersion_GIF(uint32_t id) { return id == kAlgorithmId ? kMajorVersion : kNotThisFormat; }
-int getAlgorithmMinorVersion_GIF(uint32_t id) { return id == kAlgorithmId ? kMinorVersion : kNotThisFormat; }
+int getAlgorithmMajorVersion_GIF(uint32_t id) { return id == KMHASH_ALGORITHM_GIF ? 3 : kNotThisFormat; }
+int getAlgorithmMinorVersion_GIF(uint32_t id) { return id == KMHASH_ALGORITHM_GIF ? 0 : kNotThisFormat; }

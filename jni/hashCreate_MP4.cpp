@@ -1,15 +1,15 @@
-#include <cstring>
-
-#include "debugLog.h"
-#include "hashCreate.h"
-#include "readPrimitives.h"
-
 // MP4: the boxes of ISO/IEC 14496-12 and QuickTime, size:u32be type:u8[4] payload, nested in some types. A size of 1
 // means a size:u64be after the type, which only mdat may have here.
 //   content: the payload of every mdat until both moov and an mdat were seen (of a fragmented movie everything from
 //            the mdat's payload on), then the sums of sample counts, chunk counts and mdat sizes, each u64be
 //   meta:    creation time, time scale and duration of mvhd as stored, then the sums of the tracks' widths and heights,
 //            each u64be
+#include <cstring>
+
+#include "debugLog.h"
+#include "hashCreate.h"
+#include "readPrimitives.h"
+
 namespace {
 
 constexpr uint32_t kFtyp = fourCC("ftyp");

@@ -10,10 +10,6 @@
 
 namespace {
 
-constexpr uint32_t kAlgorithmId = 10;
-constexpr int kMajorVersion = 3;
-constexpr int kMinorVersion = 0;
-
 constexpr uint32_t kStartCodeSize = 4;
 constexpr uint32_t kPackStartCodeEnd = 0x01BA;
 constexpr uint8_t kMpeg2Bit = 0x40;
@@ -73,8 +69,8 @@ void postMpeg(Stream* stream, Labels* labels, const MpegInfo* info) {
   inputLongLongContentSha1(stream, info->contentLength);
   setFormatType(labels, info->isMpeg2 != 0 ? "MPEG2" : "MPEG1");
   setFileType(labels, "VIDEO");
-  setAlgorithmVersion(labels, kMajorVersion, kMinorVersion);
-  setAlgorithmId(labels, kAlgorithmId);
+  setAlgorithmVersion(labels, 3, 0);
+  setAlgorithmId(labels, KMHASH_ALGORITHM_MPEG);
 }
 
 }  // namespace
@@ -87,5 +83,5 @@ ResultCode createHash_MPEG(Stream* stream, Labels* labels) {
   return HASHCREATE_SUCCESS;
 }
 
-int getAlgorithmMajorVersion_MPEG(uint32_t id) { return id == kAlgorithmId ? kMajorVersion : kNotThisFormat; }
-int getAlgorithmMinorVersion_MPEG(uint32_t id) { return id == kAlgorithmId ? kMinorVersion : kNotThisFormat; }
+int getAlgorithmMajorVersion_MPEG(uint32_t id) { return id == KMHASH_ALGORITHM_MPEG ? 3 : kNotThisFormat; }
+int getAlgorithmMinorVersion_MPEG(uint32_t id) { return id == KMHASH_ALGORITHM_MPEG ? 0 : kNotThisFormat; }

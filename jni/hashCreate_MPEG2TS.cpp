@@ -11,10 +11,6 @@
 
 namespace {
 
-constexpr uint32_t kAlgorithmId = 12;
-constexpr int kMajorVersion = 3;
-constexpr int kMinorVersion = 0;
-
 constexpr uint8_t kSyncByte = 0x47;
 constexpr uint32_t kPlainPacketSize = 188;
 constexpr uint32_t kPrefixSize = 4;
@@ -175,8 +171,8 @@ ResultCode postMpeg2ts(Stream* stream, Labels* labels, const Mpeg2TsInfo* info) 
   inputLongLongContentSha1(stream, info->packetCount);
   setFileType(labels, "VIDEO");
   setFormatType(labels, info->formatLabel);
-  setAlgorithmVersion(labels, kMajorVersion, kMinorVersion);
-  setAlgorithmId(labels, kAlgorithmId);
+  setAlgorithmVersion(labels, 3, 0);
+  setAlgorithmId(labels, KMHASH_ALGORITHM_MPEG2TS);
   return HASHCREATE_SUCCESS;
 }
 
@@ -189,5 +185,5 @@ ResultCode createHash_MPEG2TS(Stream* stream, Labels* labels) {
   return postMpeg2ts(stream, labels, &info);
 }
 
-int getAlgorithmMajorVersion_MPEG2TS(uint32_t id) { return id == kAlgorithmId ? kMajorVersion : kNotThisFormat; }
-int getAlgorithmMinorVersion_MPEG2TS(uint32_t id) { return id == kAlgorithmId ? kMinorVersion : kNotThisFormat; }
+int getAlgorithmMajorVersion_MPEG2TS(uint32_t id) { return id == KMHASH_ALGORITHM_MPEG2TS ? 3 : kNotThisFormat; }
+int getAlgorithmMinorVersion_MPEG2TS(uint32_t id) { return id == KMHASH_ALGORITHM_MPEG2TS ? 0 : kNotThisFormat; }

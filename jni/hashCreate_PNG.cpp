@@ -7,10 +7,6 @@
 
 namespace {
 
-constexpr uint32_t kAlgorithmId = 3;
-constexpr int kMajorVersion = 3;
-constexpr int kMinorVersion = 0;
-
 constexpr uint64_t kSignature = 0x89504E470D0A1A0A;
 constexpr uint64_t kSignatureSize = 8;
 constexpr uint64_t kCrcSize = 4;
@@ -74,8 +70,8 @@ ResultCode postPng(Stream* stream, Labels* labels, const Ihdr* ihdr) {
   inputMetaSha1(stream, ihdr->bytes, sizeof(ihdr->bytes));
   setFormatType(labels, "PNG ");
   setFileType(labels, "PHOTO");
-  setAlgorithmVersion(labels, kMajorVersion, kMinorVersion);
-  setAlgorithmId(labels, kAlgorithmId);
+  setAlgorithmVersion(labels, 3, 0);
+  setAlgorithmId(labels, KMHASH_ALGORITHM_PNG);
   return HASHCREATE_SUCCESS;
 }
 
@@ -88,5 +84,5 @@ ResultCode createHash_PNG(Stream* stream, Labels* labels) {
   return postPng(stream, labels, &ihdr);
 }
 
-int getAlgorithmMajorVersion_PNG(uint32_t id) { return id == kAlgorithmId ? kMajorVersion : kNotThisFormat; }
-int getAlgorithmMinorVersion_PNG(uint32_t id) { return id == kAlgorithmId ? kMinorVersion : kNotThisFormat; }
+int getAlgorithmMajorVersion_PNG(uint32_t id) { return id == KMHASH_ALGORITHM_PNG ? 3 : kNotThisFormat; }
+int getAlgorithmMinorVersion_PNG(uint32_t id) { return id == KMHASH_ALGORITHM_PNG ? 0 : kNotThisFormat; }
