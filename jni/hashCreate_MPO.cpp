@@ -7,13 +7,10 @@
 //     meta:       nothing
 //   kMpoBaseline  only the first and second image's places are learnt; the JPEG walk goes on with them
 //   kMpoNone      no images, or one beyond the file: the JPEG walk goes on as if the segment were not there
-#include <algorithm>
 #include <cstdint>
-#include <memory>
-#include <new>
-#include <utility>
 
 #include "debugLog.h"
+#include "growingList.h"
 #include "jpegHashParams.h"
 
 namespace {
@@ -36,26 +33,7 @@ struct MpEntry {
   uint64_t size;
 };
 
-// Grows with the entries that the file really holds, whatever number it claims.
-struct MpEntryList {
-  std::unique_ptr<MpEntry[]> entries;
-  size_t count = 0;
-  size_t capacity = 0;
-};
-
-bool append(MpEntryList* list, MpEntry entry) {
-  if (list->count == list->capacity) {
-    if (list->capacity > SIZE_MAX / sizeof(MpEntry) / 2) return false;
-    const size_t capacity = list->capacity == 0 ? 8 : 2 * list->capacity;
-    std::unique_ptr<MpEntry[]> entries(new (std::nothrow) MpEntry[capacity]);
-    if (entries == nullptr) return false;
-    std::copy_n(list->entries.get(), list->count, entries.get());
-    list->entries = std::move(entries);
-    list->capacity = capacity;
-  }
-  list->entries[list->count++] = entry;
-  return true;
-}
+using MpEntryList = GrowingList<MpEntry>;
 
 // ---- The directory ----
 
@@ -181,8 +159,8 @@ ResultCode getMpoFfdaInfo(Stream* stream, JpegHashParams* params, uint64_t image
 
 ResultCode inputMpoActualData(Stream* stream, JpegHashParams* params, const MpEntryList& list) {
   params->perImageThreshold = kSamplingThreshold / params->mpEntryCount;
-  for (size_t i = 0; i < list.count; ++i) {
-    const MpEntry& image = list.entries[i];
+  for (size_t i = 0; i < list.size; ++i) {
+    const MpEntry& image = list.values[i];
     // The walk stands inside the first image already, whose offset is 0.
     const uint64_t searchStart = image.offset != 0 ? image.offset + kSoiSize : params->app2End;
     if (searchStart < c_ftell(stream)) return i == 0 ? HASHCREATE_FORMAT_ERROR : HASHCREATE_BROKEN_CONTENT;

@@ -18,6 +18,7 @@
 #include <new>
 #include <utility>
 
+#include "growingList.h"
 #include "hashCreate.h"
 #include "tiffDirectory.h"
 
@@ -71,27 +72,12 @@ constexpr uint32_t kFormatLabelSize = 5;
 
 constexpr ResultCode kNoValue = -1;  // a tag that is wanted is missing or cannot be followed
 
-// ---- A list that grows as it is filled ----
+using ValueList = GrowingList<uint32_t>;
 
-// Only values that are really there cost memory, however many a file claims.
-struct ValueList {
-  std::unique_ptr<uint32_t[]> values;
-  size_t size = 0;
-  size_t capacity = 0;
-};
-
-ResultCode append(ValueList* list, uint32_t value) {
-  if (list->size == list->capacity) {
-    const size_t capacity = list->capacity == 0 ? 16 : list->capacity * 2;
-    errno = 0;
-    std::unique_ptr<uint32_t[]> larger(new (std::nothrow) uint32_t[capacity]);
-    if (larger == nullptr) return errno != 0 ? errno : HASHCREATE_MEM_ALLOC_ERROR;
-    std::copy_n(list->values.get(), list->size, larger.get());
-    list->values = std::move(larger);
-    list->capacity = capacity;
-  }
-  list->values[list->size++] = value;
-  return HASHCREATE_SUCCESS;
+ResultCode appendValue(ValueList* list, uint32_t value) {
+  errno = 0;
+  if (append(list, value)) return HASHCREATE_SUCCESS;
+  return errno != 0 ? errno : HASHCREATE_MEM_ALLOC_ERROR;
 }
 
 // True when the limit leaves room for size bytes at the current position.
@@ -335,7 +321,7 @@ ResultCode readStripValues(Stream* stream, const DirEntryInfo* row, uint32_t byt
     const ResultCode rc =
         baseSize == 2 ? readUShort(stream, &shortValue, byteOrder) : readULong(stream, &value, byteOrder);
     if (rc != HASHCREATE_SUCCESS) return rc;
-    if (const ResultCode failed = append(list, baseSize == 2 ? shortValue : value)) return failed;
+    if (const ResultCode failed = appendValue(list, baseSize == 2 ? shortValue : value)) return failed;
   }
   return HASHCREATE_SUCCESS;
 }
@@ -347,12 +333,12 @@ ResultCode getStripInfo(Stream* stream, const DirEntryInfo* tagTable, uint16_t t
   const DirEntryInfo* row = getTargetTagWithCheck(tagTable, tag);
   if (row == nullptr) return kNoValue;
   if (row->length <= kMaxInlineLength) {
-    if (const ResultCode rc = append(list, row->value)) return rc;
+    if (const ResultCode rc = appendValue(list, row->value)) return rc;
   } else {
     if (seekTo(stream, row->value) != HASHCREATE_SUCCESS) return kNoValue;
     if (const ResultCode rc = readStripValues(stream, row, byteOrder, list)) return rc;
   }
-  return append(list, 0);
+  return appendValue(list, 0);
 }
 
 // A byte count of 0 inside the list ends the sum, too.
@@ -541,9 +527,9 @@ ResultCode noteDirectory(ParsedDirectories* parsed, uint32_t offset) {
   if (isParsed(*parsed, offset)) return HASHCREATE_FORMAT_ERROR;
   const size_t size = parsed->offsets.size;
   if (size == 0 || offset < parsed->offsets.values[size - 1]) {
-    if (const ResultCode rc = append(&parsed->runs, static_cast<uint32_t>(size))) return rc;
+    if (const ResultCode rc = appendValue(&parsed->runs, static_cast<uint32_t>(size))) return rc;
   }
-  return append(&parsed->offsets, offset);
+  return appendValue(&parsed->offsets, offset);
 }
 
 ResultCode parseNextDirectory(Stream* stream, TiffFile* tiff) {
