@@ -91,6 +91,15 @@ TEST(Interface, ArgumentsAndSourcesThatFail) {
   EXPECT_EQ(out, hashOf(file.bytes, KMHASH_MODE_QUICK).text);
 }
 
+TEST(Interface, FileThatGrowsOrShrinksWhileItIsRead) {
+  const Bytes whole = Bytes().pattern(20'000);
+  MemoryFile grown(whole), shrunk(whole);
+  grown.statedSize -= 1000;
+  EXPECT_EQ(hashOf(grown, KMHASH_MODE_QUICK).text, hashOf(whole.part(0, 19'000), KMHASH_MODE_QUICK).text);
+  shrunk.statedSize += 1000;
+  EXPECT_EQ(hashOf(shrunk, KMHASH_MODE_QUICK).code, HASHCREATE_READ_ERROR);
+}
+
 TEST(Interface, OnlyPublicCodesLeave) {
   for (const int code : {6, 9, 22, 29, 75}) EXPECT_EQ(convertError(code), HASHCREATE_SEEK_ERROR);
   for (int code = -14; code <= 0; ++code) EXPECT_EQ(convertError(code), code);
