@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <cmath>
+
 #include "output.h"
 
 namespace cli {
@@ -14,7 +16,7 @@ constexpr milliseconds kOnTerminal{200}, kInLog{1000};
 
 std::string duration(double seconds) {
   if (seconds < 9.95) return fmt::format("{:.1f} s", seconds);
-  const auto whole = static_cast<uint64_t>(seconds + 0.5);
+  const auto whole = static_cast<uint64_t>(std::llround(seconds));
   if (whole < 100) return fmt::format("{} s", whole);
   if (whole < 6000) return fmt::format("{} min {:02} s", whole / 60, whole % 60);
   return fmt::format("{} h {:02} min", whole / 3600, whole / 60 % 60);

@@ -14,8 +14,6 @@
 #include "support.h"
 
 using support::Bytes;
-using support::HashText;
-using support::MemoryFile;
 
 // ---- The heap, watched during a call of the library ----
 

@@ -1,4 +1,5 @@
 // The command kmhash: its parts, and the program as a whole.
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -40,7 +41,7 @@ TEST(HashList, LinesOfAnyPathAreReadBackAsTheyWere) {
   };
   for (const auto& [path, line] : rows) {
     EXPECT_EQ(listLine(kHash, path, LineEnd::newline), line);
-    EXPECT_EQ(listLine(kHash, path, LineEnd::nul), kHash + "  " + path + '\0');
+    EXPECT_EQ(listLine(kHash, path, LineEnd::nul), fmt::format("{}  {}{}", kHash, path, '\0'));
     for (const LineEnd end : {LineEnd::newline, LineEnd::nul}) {
       std::string text = listLine(kUnsetHash, path, end);
       text.pop_back();
@@ -244,8 +245,8 @@ TEST_F(Program, CheckReadsBackWhatHashWrote) {
   std::filesystem::copy_file(media, folder_ / "plain");
   write("tag", Bytes().text("ID3").u24be(0x030000).u32be(100).fill(100, 0));  // no media behind it: no labels
   for (const std::string zero : {"", "--zero"}) {
-    const Finished run = shell("for mode in '' --quick; do $K hash $mode " + zero +
-                               " new* plain tag; done >list; $K check " + zero + " list");
+    const Finished run = shell(fmt::format(
+        "for mode in '' --quick; do $K hash $mode {0} new* plain tag; done >list; $K check {0} list", zero));
     const std::string each = "\\new\\nline: OK\nplain: OK\ntag: OK\n";
     EXPECT_EQ(run.out, each + each);
     EXPECT_EQ(run.err, "kmhash: list: 6 OK\n");
@@ -308,7 +309,8 @@ TEST_F(Program, ComparesFilesAndTexts) {
   write("same", photo(1));
   write("b", photo(2));
   const std::string text = quickHash(photo(1));
-  for (const std::string& operands : {std::string("--quick a same"), "a " + text, text + " a", text + " " + text}) {
+  for (const std::string& operands :
+       {std::string("--quick a same"), "a " + text, text + " a", fmt::format("{0} {0}", text)}) {
     const Finished run = kmhash("compare " + operands);
     EXPECT_EQ(run.out.substr(0, run.out.find('\n')), "The media are the same.") << operands << run.err;
     EXPECT_EQ(run.status, 0);

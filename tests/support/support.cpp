@@ -148,7 +148,7 @@ bool isPublicCode(int code) { return code == HASHCREATE_ERROR || (code >= -14 &&
 
 HashText expectCleanEnd(MemoryFile& file, int32_t mode, const std::string& what) {
   file.opened = file.closed = 0;
-  const HashText hash = hashOf(file, mode);
+  HashText hash = hashOf(file, mode);
   EXPECT_TRUE(isPublicCode(hash.code)) << what << ": " << hash.code;
   EXPECT_EQ(file.opened, file.closed) << what;
   return hash;
