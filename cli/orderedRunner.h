@@ -129,7 +129,7 @@ class OrderedRunner {
   void store(uint64_t index, Item item, Result result) {
     {
       const std::lock_guard lock(commitMutex_);
-      const uint64_t place = index - committed_;
+      const auto place = static_cast<size_t>(index - committed_);
       if (results_.size() <= place) results_.resize(place + 1);
       results_[place].emplace(std::move(item), std::move(result));
       while (!results_.empty() && results_.front()) {
