@@ -117,7 +117,7 @@ uint32_t readMemory(void* buffer, uint32_t count, void* handle) {
   }
   const uint64_t size = file.bytes.size() + file.zeros;
   Bytes piece = file.bytes.part(file.position, most);
-  piece.resize(std::min(most, size - std::min(size, file.position)));
+  piece.resize(static_cast<size_t>(std::min(most, size - std::min(size, file.position))));
   if (!piece.empty()) std::memcpy(buffer, piece.data(), piece.size());
   file.position += piece.size();
   return static_cast<uint32_t>(piece.size());
