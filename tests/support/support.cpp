@@ -238,28 +238,37 @@ void expectSurvivesDamage(const Bytes& bytes) {
 
 void expectSurvivesFaults(const Bytes& bytes, bool forgives) {
   MemoryFile sound(bytes);
-  const std::string text = hashOf(sound).text;
-  const auto expectNoOtherHash = [&](MemoryFile& file, const std::string& what) {
-    const HashText hash = expectCleanEnd(file, KMHASH_MODE_NORMAL, what);
-    EXPECT_TRUE(forgives || hash.code != HASHCREATE_SUCCESS || hash.text == text) << what;
-  };
-  for (const int error : {0, EIO, EINVAL}) {
-    for (int n = 1; n <= sound.reads; ++n) {
-      for (const uint32_t delivers : {0u, 1u}) {
-        MemoryFile file(bytes);
-        file.failingRead = n;
-        file.failingReadDelivers = delivers;
-        file.failingErrno = error;
-        expectNoOtherHash(file, "read " + std::to_string(n));
-      }
-    }
-    for (int n = 1; n <= sound.seeks; ++n) {
-      MemoryFile file(bytes);
-      file.failingSeek = n;
+  const HashText whole = hashOf(sound);
+  int faults = 0;
+  const auto expectFaultsAnswered = [&](MemoryFile fault, int withoutErrno, const std::string& what) {
+    std::vector<int> codes;
+    for (const int error : {0, EIO, EINVAL}) {
+      MemoryFile file = fault;
       file.failingErrno = error;
-      expectNoOtherHash(file, "seek " + std::to_string(n));
+      const HashText hash = expectCleanEnd(file, KMHASH_MODE_NORMAL, what);
+      EXPECT_TRUE(forgives || hash.code != HASHCREATE_SUCCESS || hash.text == whole.text) << what;
+      codes.push_back(hash.code);
+      ++faults;
+    }
+    // Either the reason reaches the caller, or the analyzer has an answer of its own whatever the reason.
+    const bool same = codes[1] == codes[0] && codes[2] == codes[0];
+    const std::vector<int> passedOn = {withoutErrno, HASHCREATE_ERROR, HASHCREATE_SEEK_ERROR};
+    EXPECT_TRUE(same || codes == passedOn) << what << ": " << codes[0] << ' ' << codes[1] << ' ' << codes[2];
+  };
+  for (int n = 1; n <= sound.reads; ++n) {
+    for (const uint32_t delivers : {0u, 1u}) {
+      MemoryFile file(bytes);
+      file.failingRead = n;
+      file.failingReadDelivers = delivers;
+      expectFaultsAnswered(file, HASHCREATE_READ_ERROR, "read " + std::to_string(n));
     }
   }
+  for (int n = 1; n <= sound.seeks; ++n) {
+    MemoryFile file(bytes);
+    file.failingSeek = n;
+    expectFaultsAnswered(file, HASHCREATE_SEEK_ERROR, "seek " + std::to_string(n));
+  }
+  std::printf("%s: %d faults\n", whole.formatType().c_str(), faults);
 }
 
 void expectFormat(const Bytes& file, int algorithmId, std::string_view formatType, std::string_view fileType,

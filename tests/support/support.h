@@ -112,8 +112,9 @@ void expectHash(const Bytes& file, int algorithmId, std::string_view formatType,
 // leaves the output untouched, that the file is closed, and that the size of reads changes nothing.
 void expectSurvivesDamage(const Bytes& file);
 
-// For every n, the n-th read delivers nothing or half, and the n-th seek fails, with and without errno: the answer is a
-// public failure or, unless the format forgives, the hash of the sound file, and the file is closed.
+// For every n, the n-th read delivers nothing or one byte, and the n-th seek fails, with and without errno: the answer
+// is the reason's public code or one that does not depend on the reason; a hash is that of the sound file, unless the
+// format forgives; the file is closed. Prints how many faults it tried.
 void expectSurvivesFaults(const Bytes& file, bool forgives = true);
 
 // expectHash, the same labels and only these bytes of content in identify mode, faults, and in small files damage.
