@@ -1,11 +1,7 @@
-#include <gtest/gtest.h>
-
-#include <tuple>
-
 #include "hashCreate.h"
-#include "support.h"
+#include "openStream.h"
 
-using support::Bytes, support::hashOf;
+using namespace support;
 
 namespace {
 
@@ -61,8 +57,8 @@ TEST(Asf, LabelsAndMetaComeFromTheStreams) {
   };
   for (const auto& [formatType, fileType, streams, meta] : rows) {
     const Bytes file = header(kEmpty + object(kOther, kMedia) + streams + kProperties) + object(kData, kMedia);
-    support::expectHash(file, 9, formatType, fileType, kMedia + Bytes().u64be(300), meta + kFileId);
-    EXPECT_EQ(support::identify(file), 9);
+    expectHash(file, 9, formatType, fileType, kMedia + Bytes().u64be(300), meta + kFileId);
+    EXPECT_EQ(identify(file), 9);
   }
 }
 
@@ -84,32 +80,27 @@ TEST(Asf, ContentIsTheFirstDataObject) {
       {"no room for the bitmap header", HASHCREATE_MEM_ALLOC_ERROR, header(video("WMV3", 39)) + data, {}},
   };
   for (const auto& [rule, code, file, hashed] : rows) {
-    const support::HashText hash = hashOf(file);
+    const HashText hash = hashOf(file);
     EXPECT_EQ(hash.code, code) << rule;
-    EXPECT_EQ(hash.content(), code == 0 ? support::sha1Hex(hashed) : "") << rule;
+    EXPECT_EQ(hash.content(), code == 0 ? sha1Hex(hashed) : "") << rule;
   }
 }
 
 TEST(Asf, HashesMoreThanFourGibibytes) {
-  support::MemoryFile file(header(kProperties) + sized(kData, 5'000'000'024, {}), 5'000'000'000);
-  EXPECT_EQ(hashOf(file).content(), support::sha1Hex(Bytes().fill(16300, 0).u64be(5'000'000'000)));
+  MemoryFile file(header(kProperties) + sized(kData, 5'000'000'024, {}), 5'000'000'000);
+  EXPECT_EQ(hashOf(file).content(), sha1Hex(Bytes().fill(16300, 0).u64be(5'000'000'000)));
 }
 
 TEST(Asf, LabelsAreSetAlthoughTheWalkAfterTheHeaderFailed) {
-  support::MemoryFile file(header(audio(0x0161) + kProperties) + sized(kOther, 0, {}));
-  Stream stream = {};
+  OpenStream stream(header(audio(0x0161) + kProperties) + sized(kOther, 0, {}));
   Labels labels = {};
-  c_init_callback(&stream, support::callbacks());
-  c_open(&stream, file.path());
-  c_fsize(&stream, file.path());
   EXPECT_EQ(createHash_ASF(&stream, &labels), HASHCREATE_FORMAT_ERROR);
   EXPECT_STREQ(labels.formatType, "574D415F30313631");
 }
 
 TEST(Asf, SurvivesDamageAndFaults) {
   const Bytes file = header(kProperties + audio(1, kExtra) + video("WMV3", 290, kExtra)) + object(kData, kMedia);
-  support::expectSurvivesDamage(file);
-  support::expectSurvivesFaults(file, false);
+  expectSurvives(file, false);
 }
 
 }  // namespace

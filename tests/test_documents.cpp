@@ -1,14 +1,9 @@
 // What the documents show is what happens: every console block's commands are run and their output compared.
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <sstream>
-#include <string>
-#include <vector>
+
+#include "support.h"
 
 namespace {
 
@@ -35,15 +30,6 @@ std::vector<Command> commandsOf(const fs::path& document) {
   return commands;
 }
 
-std::string outputOf(const std::string& command) {
-  std::string output;
-  FILE* pipe = popen(("{ " + command + "; } 2>&1").c_str(), "r");
-  if (pipe == nullptr) return "popen failed";
-  for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) output += static_cast<char>(c);
-  pclose(pipe);
-  return output;
-}
-
 // The programs that a document's command may name, as they are called here; other commands, such as builds, are not
 // run.
 const std::map<std::string, std::string> kPrograms = {{"./dev run", KMHASH_COMMAND},
@@ -66,7 +52,8 @@ TEST(Documents, ShowWhatTheCommandsPrint) {
     for (const Command& command : commandsOf(document)) {
       for (const auto& [words, program] : kPrograms) {
         if (!command.line.starts_with(words + ' ')) continue;
-        EXPECT_EQ(outputOf(program + command.line.substr(words.size())), command.output) << document << command.line;
+        const std::string called = program + command.line.substr(words.size());
+        EXPECT_EQ(support::outputOf("{ " + called + "; } 2>&1"), command.output) << document << command.line;
         ++run;
       }
     }

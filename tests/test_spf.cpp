@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #include "jpegBytes.h"
 
 using namespace support;
@@ -74,6 +72,6 @@ TEST(Spf, SoundOfAMultiPictureFile) {
 }
 
 TEST(Spf, SurvivesDamageAndFaults) {
-  expectSurvivesDamage(Photo{.sounds = {{100, 0}, {400, 116}}, .before = {}}.file());
-  expectSurvivesFaults(Photo().file());
+  expectSurvives(Photo{.sounds = {{100, 0}, {400, 116}}, .before = {}}.file());
+  expectSurvives(Photo().file());
 }

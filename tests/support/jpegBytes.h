@@ -50,6 +50,23 @@ inline Bytes mpf(bool big, size_t claimed, const std::vector<Numbers>& entries) 
   return segment(0xFFE2, body);
 }
 
+inline constexpr size_t kBaseline = 0xA0030000, kOther = 0x40020002;  // the attributes' upper byte holds flags
+
+// Images one behind the other, all listed in the first one, whose attribute tells the kind of file.
+inline Bytes album(size_t attribute, const std::vector<Bytes>& scans, bool big = false) {
+  const Bytes decoy = segment(0xFFE1, {0xFF, 0xDA, 0, 12});  // looks like a start of scan from its body on
+  const size_t listSize = 58 + 16 * scans.size();
+  std::vector<Numbers> entries;
+  Bytes images;
+  for (const Bytes& data : scans) {
+    const Bytes image = kSoi + decoy + Bytes({0xFF, 0xDA, 0, 2}) + segment(0xFFC0, data.part(0, 8)) + scan(data);
+    entries.push_back({kOther, image.size(), listSize + images.size() - 10});
+    images.add(image);
+  }
+  entries[0] = {attribute, entries[0][1] + listSize, 0};
+  return kSoi + mpf(big, scans.size(), entries) + images.part(2);
+}
+
 inline Bytes patched(Bytes file, size_t at, size_t value) {  // value: four bytes
   for (const uint8_t byte : u32(false, value)) file[at++] = byte;
   return file;

@@ -1,8 +1,6 @@
 // The stream inside a call, for tests of what works on it.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include "hashRecord.h"
 #include "support.h"
 

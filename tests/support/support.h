@@ -2,7 +2,10 @@
 // calls, hash texts taken apart, and expected digests computed without the library.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
+#include <filesystem>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -22,14 +25,14 @@ class Bytes : public std::vector<uint8_t> {
   Bytes& add(const std::vector<uint8_t>& other);
   Bytes& fill(size_t count, uint8_t value);
   Bytes& pattern(size_t count, uint8_t seed = 1);  // no two neighbouring stretches alike
-  Bytes& u8(unsigned value);
-  Bytes& u16be(unsigned value);
-  Bytes& u16le(unsigned value);
-  Bytes& u24be(uint32_t value);
-  Bytes& u32be(uint32_t value);
-  Bytes& u32le(uint32_t value);
-  Bytes& u64be(uint64_t value);
-  Bytes& u64le(uint64_t value);
+  Bytes& u8(unsigned value) { return number(value, 1, true); }
+  Bytes& u16be(unsigned value) { return number(value, 2, true); }
+  Bytes& u16le(unsigned value) { return number(value, 2, false); }
+  Bytes& u24be(uint32_t value) { return number(value, 3, true); }
+  Bytes& u32be(uint32_t value) { return number(value, 4, true); }
+  Bytes& u32le(uint32_t value) { return number(value, 4, false); }
+  Bytes& u64be(uint64_t value) { return number(value, 8, true); }
+  Bytes& u64le(uint64_t value) { return number(value, 8, false); }
   Bytes part(uint64_t offset, uint64_t count = UINT64_MAX) const;  // cut to what is there
 
  private:
@@ -59,11 +62,14 @@ struct Call {
 std::ostream& operator<<(std::ostream& out, const Call& call);
 
 struct MemoryFile {
-  explicit MemoryFile(Bytes content, uint64_t zerosBehind = 0)
-      : bytes(std::move(content)), zeros(zerosBehind), statedSize(static_cast<int64_t>(bytes.size() + zeros)) {}
+  explicit MemoryFile(Bytes content, uint64_t zerosBehind = 0, Bytes bytesAtTheEnd = {})
+      : bytes(std::move(content)), zeros(zerosBehind), tail(std::move(bytesAtTheEnd)), statedSize(size()) {}
+  int64_t size() const { return static_cast<int64_t>(bytes.size() + zeros + tail.size()); }
+  uint8_t at(uint64_t offset) const;
 
   Bytes bytes;
   uint64_t zeros;                     // that many follow the bytes
+  Bytes tail;                         // follows the zeros
   int64_t statedSize;                 // what the size callback answers
   uint32_t mostPerRead = UINT32_MAX;  // bytes that one read call delivers at most
   int failingRead = 0;                // the n-th read from 1 on delivers failingReadDelivers bytes; 0: none
@@ -71,6 +77,7 @@ struct MemoryFile {
   int failingSeek = 0;   // the n-th seek answers 1; 0: none
   int failingErrno = 0;  // errno left behind by a failing call; 0: it is not touched
   bool openFails = false;
+  bool recording = true;  // false: calls stays empty, and no callback takes memory
 
   uint64_t position = 0;
   int opened = 0, closed = 0, reads = 0, seeks = 0;
@@ -107,18 +114,31 @@ int identify(const Bytes& file);  // getAlgorithmId
 void expectHash(const Bytes& file, int algorithmId, std::string_view formatType, std::string_view fileType,
                 const Bytes& content, const Bytes& meta);
 
-// What every format must stand: each prefix, each byte set to 0x00, to 0xFF and inverted, all in normal and identify
-// mode, and reads of 1, 2, 199, 200 and 201 bytes. Checks that the answer is a public result code, that a failure
-// leaves the output untouched, that the file is closed, and that the size of reads changes nothing.
-void expectSurvivesDamage(const Bytes& file);
+// What every format must stand.
+//   Faults: for every n, the n-th read delivers nothing or one byte, and the n-th seek fails, with and without errno.
+//   The
+//     answer is the reason's public code or one that does not depend on the reason; a hash is that of the sound file,
+//     unless the format forgives; the file is closed. Prints how many faults it tried.
+//   Damage, of small files: each prefix, each byte set to 0x00, to 0xFF and inverted, all in normal and identify mode,
+//     and reads of 1, 2, 199, 200 and 201 bytes. The answer is a public result code, a failure leaves the output
+//     untouched, the file is closed, and the size of reads changes nothing.
+void expectSurvives(const Bytes& file, bool forgives = true);
 
-// For every n, the n-th read delivers nothing or one byte, and the n-th seek fails, with and without errno: the answer
-// is the reason's public code or one that does not depend on the reason; a hash is that of the sound file, unless the
-// format forgives; the file is closed. Prints how many faults it tried.
-void expectSurvivesFaults(const Bytes& file, bool forgives = true);
-
-// expectHash, the same labels and only these bytes of content in identify mode, faults, and in small files damage.
+// expectHash, the same labels and only these bytes of content in identify mode, and expectSurvives.
 void expectFormat(const Bytes& file, int algorithmId, std::string_view formatType, std::string_view fileType,
                   const Bytes& content, const Bytes& meta, const Bytes& identified = {});
+
+// ---- The system ----
+
+std::string outputOf(const std::string& command);  // of a shell, stdout only
+
+// A test with a folder of its own.
+struct InFolder : testing::Test {
+  InFolder();
+  ~InFolder() override { std::filesystem::remove_all(folder); }
+  std::string write(const std::string& name, const Bytes& bytes) const;  // answers the path
+
+  std::filesystem::path folder;
+};
 
 }  // namespace support
