@@ -1,6 +1,5 @@
 // The command kmhash: its parts, and the program as a whole.
 #include <fmt/format.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
@@ -58,16 +57,13 @@ TEST(HashList, LinesOfAnyPathAreReadBackAsTheyWere) {
 TEST(HashList, TellsWhatIsWrongWithALine) {
   const std::pair<std::string, const char*> rows[] = {
       {"hello", "5 characters instead of 128"},
-      {kHash.substr(1) + "  a", "127 characters instead of 128"},
       {kHash, "not followed by two spaces"},
       {kHash + " a", "not followed by two spaces"},
-      {kHash + " *a", "not followed by two spaces"},
       {kHash + "  ", "no path"},
       {kHash + "  a" + '\0', "a NUL in the line"},
       {"\\" + kHash + "  a\\t", "escapes nothing"},
       {"\\" + kHash + "  a\\", "escapes nothing"},
       {"00O30000" + kHash.substr(8) + "  a", "characters 0 to 7 are no version"},
-      {kHash.substr(0, 57) + ".  a", "58 characters instead of 128"},
       {kHash.substr(0, 57) + '.' + kHash.substr(58) + "  a", "characters 18 to 57 are no content digest"},
       {kHash.substr(0, 98) + '.' + kHash.substr(99) + "  a", "characters 98 to 113 are no format type"},
   };
@@ -81,35 +77,19 @@ TEST(HashList, TellsWhatIsWrongWithALine) {
   EXPECT_EQ(parseListLine("\r", LineEnd::newline).kind, ListLine::Kind::passedOver);
 }
 
-TEST(HashText, ComparesUnsetLabelsAndWhatStandsBehindThem) {
-  std::string library = kUnsetHash;
-  std::replace(library.begin(), library.end(), '.', '\0');
-  EXPECT_EQ(writtenForm(library.c_str()), kUnsetHash);
-  std::string otherContent = kUnsetHash;
-  otherContent[20] = '0';
-  EXPECT_EQ(differenceFlags(kUnsetHash, kUnsetHash), 0);
-  EXPECT_EQ(differenceFlags(kUnsetHash, otherContent), KMHASH_DIFFERENT_CONTENT);
-  EXPECT_EQ(differenceNames(differenceFlags(kUnsetHash, kHash)), "format, algorithm, version");
-  EXPECT_FALSE(isQuick(kUnsetHash));
-  const HashFields fields = fieldsOf(kUnsetHash);
-  EXPECT_EQ(fields.version + fields.fileType + fields.formatType, "");
-  EXPECT_EQ(fields.algorithmId, -1);
-}
-
-TEST(HashText, ReadsLowerCaseAndEveryByteOfALabel) {
+TEST(HashText, HasLowerCaseEveryByteInLabelsAndUnsetFields) {
   std::string text = kHash, reason;
   text.replace(98, 16, "1b41005c20000000");
   EXPECT_EQ(fieldsOf(readHashText(text, &reason).value()).formatType, "\\x1BA\\x00\\ ");
+  EXPECT_EQ(differenceNames(differenceFlags(kUnsetHash, kHash)), "format, algorithm, version");
 }
 
 TEST(JsonLine, KeepsAPathThatIsNotUtf8) {
   HashAnswer failed;
   failed.failure = {HASHCREATE_READ_ERROR, "cut"};
-  EXPECT_EQ(jsonLine("n\n\xC3\xBC", failed),
-            "{\"path\":\"n\\n\xC3\xBC\",\"status\":\"HASHCREATE_READ_ERROR\",\"reason\":\"cut\"}\n");
-  EXPECT_EQ(
-      jsonLine("a\xFF", failed),
-      "{\"path\":\"a\xEF\xBF\xBD\",\"status\":\"HASHCREATE_READ_ERROR\",\"reason\":\"cut\",\"path_hex\":\"61ff\"}\n");
+  EXPECT_EQ(jsonLine("n\n\xC3\xBC\xFF", failed),
+            "{\"path\":\"n\\n\xC3\xBC\xEF\xBF\xBD\",\"status\":\"HASHCREATE_READ_ERROR\",\"reason\":\"cut\","
+            "\"path_hex\":\"6e0ac3bcff\"}\n");
 }
 
 TEST(ProgressLine, SaysWhatIsKnown) {
@@ -151,35 +131,22 @@ struct Finished {
   std::string out, err;
 };
 
-class Program : public testing::Test {
- protected:
-  Program() {
-    std::string name = (std::filesystem::temp_directory_path() / "kmhash-test-XXXXXX").string();
-    folder_ = mkdtemp(name.data());
-  }
-  ~Program() override { std::filesystem::remove_all(folder_); }
-
-  void write(const std::string& name, const Bytes& bytes) const {
-    std::ofstream(folder_ / name, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  }
-  void write(const std::string& name, const std::string& text) const { write(name, Bytes().text(text)); }
+struct Program : support::InFolder {
+  void writeText(const std::string& name, const std::string& text) const { write(name, Bytes().text(text)); }
 
   std::string read(const std::string& name) const {
-    std::ifstream file(folder_ / name, std::ios::binary);
+    std::ifstream file(folder / name, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
   }
 
   // Words of a shell command; $K is the program. Runs in the test's folder.
   Finished shell(const std::string& words) const {
     const std::string command =
-        "cd '" + folder_.string() + "' && K='" KMHASH_COMMAND "' && { " + words + " ; } >'.out' 2>'.err' </dev/null";
+        "cd '" + folder.string() + "' && K='" KMHASH_COMMAND "' && { " + words + " ; } >'.out' 2>'.err' </dev/null";
     const int status = std::system(command.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read(".out"), read(".err")};
   }
   Finished kmhash(const std::string& arguments) const { return shell("$K " + arguments); }
-
-  std::filesystem::path folder_;
 };
 
 Bytes photo(uint8_t seed) { return Bytes().text("anything will do: ").pattern(300, seed); }
@@ -197,8 +164,8 @@ TEST_F(Program, HashesInTheOrderGivenAndGoesOnAfterFailures) {
   write("empty", Bytes());
   write("[x,y]", photo(3));
   write("-z", photo(4));
-  std::filesystem::create_directory(folder_ / "folder");
-  ASSERT_EQ(mkfifo((folder_ / "pipe").c_str(), 0600), 0);
+  std::filesystem::create_directory(folder / "folder");
+  ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
   const Finished run = kmhash("hash --quick b empty nope folder pipe a '[x,y]' -- -z");
   EXPECT_EQ(run.out, quickLine("b", 1) + quickLine("a", 2) + quickLine("[x,y]", 3) + quickLine("-z", 4));
   EXPECT_EQ(run.err,
@@ -207,17 +174,14 @@ TEST_F(Program, HashesInTheOrderGivenAndGoesOnAfterFailures) {
             "kmhash: folder: is a directory; with -r the files in it are taken (HASHCREATE_NON_SUPPORTED)\n"
             "kmhash: pipe: is a pipe; only regular files can be hashed (HASHCREATE_NON_SUPPORTED)\n");
   EXPECT_EQ(run.status, 1);
-  const Finished unsupported = kmhash("hash a");
-  EXPECT_EQ(unsupported.status, 1);
-  EXPECT_NE(unsupported.err.find("a: not a supported format"), std::string::npos);
 }
 
 TEST_F(Program, WalksDirectoriesInTheOrderOfPathsOnAnyNumberOfThreads) {
   const std::string paths[] = {"d/a.b/x", "d/a/x", "d/a0", "d/z"};  // '.' sorts before '/', '/' before '0'
-  std::filesystem::create_directories(folder_ / "d/a");
-  std::filesystem::create_directories(folder_ / "d/a.b");
-  std::filesystem::create_directories(folder_ / "d/nothing");
-  std::filesystem::create_symlink(".", folder_ / "d/a/loop");
+  std::filesystem::create_directories(folder / "d/a");
+  std::filesystem::create_directories(folder / "d/a.b");
+  std::filesystem::create_directories(folder / "d/nothing");
+  std::filesystem::create_symlink(".", folder / "d/a/loop");
   std::string lines, names;
   for (const std::string& path : paths) {
     write(path, photo(5));
@@ -226,14 +190,14 @@ TEST_F(Program, WalksDirectoriesInTheOrderOfPathsOnAnyNumberOfThreads) {
   }
   for (const char* options :
        {"-r d", "-rj1 d", "-r -j 8 d/", "--progress=always -r d", "--files0-from=names", "--files0-from - <names"}) {
-    write("names", names);
+    writeText("names", names);
     const Finished run = kmhash(std::string("hash --quick ") + options);
     EXPECT_EQ(run.out, lines) << options;
     EXPECT_EQ(run.status, 0);
     const bool always = std::string(options).find("always") != std::string::npos;
     EXPECT_EQ(run.err.find("kmhash: 4 of 4 files") == 0, always) << run.err;
   }
-  write("names", "d/a0" + std::string("\0\0", 2) + "d/z");
+  writeText("names", "d/a0" + std::string("\0\0", 2) + "d/z");
   const Finished broken = kmhash("hash --quick --files0-from names");
   EXPECT_EQ(broken.out, quickLine("d/a0", 5) + quickLine("d/z", 5));
   EXPECT_EQ(broken.err, "kmhash: names: an empty name in it (HASHCREATE_INVALID_PARAM)\n");
@@ -241,8 +205,8 @@ TEST_F(Program, WalksDirectoriesInTheOrderOfPathsOnAnyNumberOfThreads) {
 
 TEST_F(Program, CheckReadsBackWhatHashWrote) {
   const std::string media = KMHASH_TEST_MEDIA "/jpeg-baseline.jpg";
-  std::filesystem::copy_file(media, folder_ / "new\nline");
-  std::filesystem::copy_file(media, folder_ / "plain");
+  std::filesystem::copy_file(media, folder / "new\nline");
+  std::filesystem::copy_file(media, folder / "plain");
   write("tag", Bytes().text("ID3").u24be(0x030000).u32be(100).fill(100, 0));  // no media behind it: no labels
   for (const std::string zero : {"", "--zero"}) {
     const Finished run = shell(fmt::format(
@@ -254,7 +218,10 @@ TEST_F(Program, CheckReadsBackWhatHashWrote) {
   }
   EXPECT_EQ(kmhash("hash tag").out,
             std::string(18, '.') + sha1Hex({}) + sha1Hex({}) + std::string(18, '.') + "000000000000  tag\n");
-  EXPECT_NE(kmhash("show tag").out.find("file type    not set\n"), std::string::npos);
+  const std::string shown = kmhash("show tag").out;
+  EXPECT_NE(shown.find("\nversion      not set\nfile type    not set\n"), std::string::npos);
+  EXPECT_NE(shown.find("\nformat type  not set\nalgorithm    not set\n"), std::string::npos);
+  EXPECT_EQ(kmhash("show " + kHash).out.find("hash         " + kHash + "\nversion      3.0\n"), 0U);
   EXPECT_EQ(kmhash("identify plain tag").out, "  1  JPEG     plain\n");
 }
 
@@ -262,11 +229,11 @@ TEST_F(Program, CheckReportsAsItsOptionsSay) {
   write("good", photo(1));
   write("edited", photo(2));
   const std::string lines = quickLine("good", 1) + quickLine("edited", 3) + quickLine("gone", 1);
-  write("list", lines);
-  write("odd", "\n# comment\n" + quickLine("good", 1) + "broken\nworse\n");
-  write("fine", quickLine("good", 1));
-  write("lost", quickLine("gone", 1));
-  write("nothing", "");
+  writeText("list", lines);
+  writeText("odd", "\n# comment\n" + quickLine("good", 1) + "broken\nworse\n");
+  writeText("fine", quickLine("good", 1));
+  writeText("lost", quickLine("gone", 1));
+  writeText("nothing", "");
   const std::string good = "good: OK\n", bad = "edited: CHANGED (content)\n",
                     gone = "gone: FAILED (No such file or directory, HASHCREATE_FILE_NOTFOUND)\n";
   const std::string sum = "kmhash: list: 1 OK, 1 changed, 1 failed\n";
@@ -283,7 +250,6 @@ TEST_F(Program, CheckReportsAsItsOptionsSay) {
       {"fine - <list", good + good + bad + gone, "kmhash: fine: 1 OK\nkmhash: -: 1 OK, 1 changed, 1 failed\n", 1},
       {"fine", good, "kmhash: fine: 1 OK\n", 0},
       {"--quiet fine", "", "", 0},
-      {"--status fine", "", "", 0},
       {"odd", good, oddSum, 0},
       {"--strict odd", good, oddSum, 1},
       {"--strict --status odd", "", "", 1},
@@ -315,35 +281,11 @@ TEST_F(Program, ComparesFilesAndTexts) {
     EXPECT_EQ(run.out.substr(0, run.out.find('\n')), "The media are the same.") << operands << run.err;
     EXPECT_EQ(run.status, 0);
   }
-  const Finished differs = kmhash("compare --quick a b");
-  EXPECT_EQ(differs.status, 1);
-  EXPECT_EQ(differs.out,
-            "The media differ.\n"
-            "  content    differs  " +
-                sha1Hex(photo(1)) +
-                "\n"
-                "                      " +
-                sha1Hex(photo(2)) +
-                "\n"
-                "  meta       same     " +
-                sha1Hex(Bytes().u64be(photo(1).size())) +
-                "\n"
-                "  format     same     QUICK\n"
-                "  algorithm  same     255 QUICK\n"
-                "  version    same     3.0\n");
+  EXPECT_EQ(kmhash("compare --quick a b").status, 1);
   EXPECT_NE(kmhash("compare " + text + " " + kHash).out.find("different algorithms"), std::string::npos);
   const Finished noText = kmhash("compare " + text + " " + kHash.substr(1));
   EXPECT_EQ(noText.status, 1);
   EXPECT_NE(noText.err.find("no hash text (127 characters instead of 128) and no file"), std::string::npos);
-}
-
-TEST_F(Program, ShowsTextsAndVersions) {
-  EXPECT_EQ(kmhash("show " + kHash).out,
-            "hash         " + kHash + "\nversion      3.0\nfile type    PHOTO\ncontent      " + kContent +
-                "\nmeta         " + kMeta + "\nformat type  JPEG\nalgorithm    1 JPEG\nfiller       000000000000\n");
-  const std::string versions = kmhash("version").out;
-  EXPECT_EQ(versions.find("libKMHashGenerator 5.3\n  1  JPEG     3.0\n"), 0U);
-  EXPECT_NE(versions.find("\n255  QUICK    3.0\n"), std::string::npos);
 }
 
 TEST_F(Program, TellsWrongUsage) {
@@ -371,7 +313,7 @@ TEST_F(Program, TellsThatItsOutputIsLost) {
 
 TEST_F(Program, EndsWith130AtCtrlCAndKeepsWhatIsDone) {
   write("a", photo(1));
-  ASSERT_EQ(mkfifo((folder_ / "names").c_str(), 0600), 0);
+  ASSERT_EQ(mkfifo((folder / "names").c_str(), 0600), 0);
   const Finished run = shell(
       "{ printf 'a\\0'; until [ -s .out ]; do sleep 0.1; done; kill -INT $(cat pid); sleep 3; } >names & "
       "sh -c \"echo \\$\\$ >pid; exec $K hash --quick --files0-from - <names\"; status=$?; kill $!; exit $status");
