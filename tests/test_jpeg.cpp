@@ -22,6 +22,8 @@ TEST(Jpeg, HashesScanDataAndFrame) {
     const Bytes file = kSoi + segments + scan(scanned);
     expectFormat(file, 1, "JPEG", "PHOTO", scanContent(scanned), meta, Bytes().u64be(scanned.size()).u64be(1));
   }
+  const Bytes file = kSoi + scan(kData);
+  EXPECT_EQ(hashOf(file, KMHASH_MODE_IDENTIFY + 1).text, hashOf(file, KMHASH_MODE_IDENTIFY).text);
   // A scan within the image's last two bytes has a negative size: the rest of the file is hashed.
   const Bytes content = Bytes().u8(0x55).u64be(UINT64_MAX).u64be(1);
   expectHash(kSoi + kFrameSegment + Bytes({0xFF, 0xDA, 0, 12, 0x55}), 1, "JPEG", "PHOTO", content, kFrameMeta);

@@ -1,5 +1,5 @@
 #include "hashCreate.h"
-#include "support.h"
+#include "openStream.h"
 
 using namespace support;
 
@@ -20,16 +20,12 @@ Bytes tag(unsigned major, unsigned minor, unsigned size, unsigned flags = 0) {
 
 // The analyzer's own answer, before the dispatcher's, and the size of the digests' input, of which a byte went before.
 std::pair<int, uint32_t> analyze(const Bytes& bytes) {
-  MemoryFile file(bytes);
-  Stream stream = {};
+  OpenStream stream(bytes);
   Labels labels = {};
-  stream.handle = &file;
-  stream.callbacks = *callbacks();
-  stream.fileSize = bytes.size();
   inputContentSha1(&stream, "x", 1);
   inputMetaSha1(&stream, "x", 1);
   const int code = createHash_MP3(&stream, &labels);
-  EXPECT_TRUE(code != 0 || file.position == bytes.size()) << "not at the end";
+  EXPECT_TRUE(code != 0 || stream.file.position == bytes.size()) << "not at the end";
   return {code, (stream.contentSha1.lengthLow + stream.metaSha1.lengthLow) / 8};
 }
 

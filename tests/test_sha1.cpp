@@ -1,12 +1,10 @@
-#include <gtest/gtest.h>
-
 #include <cstdio>
 
 #include "sha1.h"
 #include "sha1Blocks.h"
 #include "support.h"
 
-using support::Bytes;
+using namespace support;
 
 namespace {
 
@@ -47,7 +45,7 @@ TEST_P(Sha1, PublishedVectors) {
 TEST_P(Sha1, EveryLengthAroundABlockCutAtEveryPosition) {
   for (const size_t length : {1u, 55u, 56u, 63u, 64u, 65u, 119u, 120u, 128u, 300u}) {
     const Bytes message = Bytes().pattern(length);
-    const std::string expected = support::sha1Hex(message);
+    const std::string expected = sha1Hex(message);
     for (size_t cut = 0; cut <= length; ++cut) {
       EXPECT_EQ(digestOf(message.part(0, cut), message.part(cut)), expected) << length << " cut at " << cut;
     }

@@ -167,42 +167,12 @@ TEST(Tiff, DamageAndFaultsAreSurvived) {
 
 // ---- What parsing leaves in a table, and what the table answers ----
 
-TEST(TiffDirectory, AnErrnoIsNoByteOrder) {
-  OpenStream stream(300);
-  callbackSeek(&stream, 200, kSeekAbsolute);
-  stream.file.failingRead = stream.file.reads + 1;
-  stream.file.failingErrno = kBigEndian;
-  EXPECT_EQ(IsTIFF(&stream), HASHCREATE_READ_ERROR);
-}
-
 TEST(TiffDirectory, LengthsAreTypeSizesTimesCountsAndWrap) {
   constexpr uint32_t kSizes[] = {0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8, 0};
   for (uint32_t type = 0; type < std::size(kSizes); type++) {
     DirEntryInfo row = unfilledRow(256);
     setDirEntryInfo(ifd(true, {{256, type, 0x40000003, 7}}).part(2).data(), &row, kBigEndian);
     EXPECT_EQ(row.length, kSizes[type] * 0x40000003) << type;
-  }
-}
-
-TEST(TiffDirectory, EntriesEndEarlyAndTheNextOffsetComesFromThere) {
-  const Bytes three = ifd(false, {{256, 4, 1, 11}, {257, 4, 1, 22}, {259, 4, 1, 33}}, 99);
-  const Bytes strange = ifd(false, {{256, 4, 1, 11}, {257, 13, 1, 22}, {259, 4, 1, 33}}, 99);
-  const Bytes unwanted = ifd(false, {{999, 0, 1, 0}, {256, 4, 1, 4}, {256, 4, 1, 5}}, 99);
-  // What is left: the next offset, 777 when it was not read, and the rows' values.
-  const std::tuple<const char*, Bytes, uint64_t, ResultCode, std::vector<uint32_t>> rows[] = {
-      {"all of it", three, 100, 0, {99, 11, 22, 33}},
-      {"room for one entry and four bytes", three, 18, 0, {0x00040101, 11, 0, 0}},
-      {"the file ends in an entry", three.part(0, 20), 100, -5, {777, 11, 0, 0}},
-      {"a wanted tag of unknown type", strange, 100, 0, {0x00040103, 11, 0, 0}},
-      {"no room behind the unknown type", strange, 29, -3, {777, 11, 0, 0}},
-      {"an unwanted unknown type, a tag twice", unwanted, 100, 0, {99, 5, 0, 0}},
-  };
-  for (const auto& [what, bytes, limit, code, left] : rows) {
-    OpenStream stream(bytes);
-    DirEntryInfo table[] = {unfilledRow(256), unfilledRow(257), unfilledRow(259), unfilledRow(kEndOfTable)};
-    uint32_t next = 777;
-    EXPECT_EQ(parseIFD(&stream, kLittleEndian, table, &next, limit), code) << what;
-    EXPECT_EQ((std::vector{next, table[0].value, table[1].value, table[2].value}), left) << what;
   }
 }
 
