@@ -69,7 +69,7 @@ Cost costOf(const Bytes& bytes, int failingBlock = 0, bool sizeIsKnown = true) {
   EXPECT_EQ(heap.live, 0u) << "memory kept";
   cost.heap = heap.peak;
   cost.blocks = heap.taken;
-  cost.calls = static_cast<size_t>(source.reads + source.seeks);
+  cost.calls = static_cast<size_t>(source.reads) + static_cast<size_t>(source.seeks);
   return cost;
 }
 
@@ -86,6 +86,15 @@ Bytes tiffStrips() {
   constexpr size_t kCount = 130'000, kOffsets = 8 + 2 + 5 * 12 + 4, kSizes = kOffsets + 4 * kCount;
   return directory(false, {{256, 1, 9}, {257, 1, 9}, {262, 1, 2}, {273, kCount, kOffsets}, {279, kCount, kSizes}})
       .fill(8 * kCount, 1);
+}
+
+// Lists that outgrow their first blocks, and are hashed to the last value.
+Bytes tiffLists() {
+  Bytes file = directory(false, {{256, 1, 9}, {257, 1, 9}, {262, 1, 2}, {273, 20, 74}, {279, 20, 154}});
+  for (const uint32_t value : {234u, 15u}) {
+    for (int i = 0; i < 20; ++i) file.u32le(value);
+  }
+  return file.pattern(400);
 }
 
 // One directory of as many tags as its count can tell.
@@ -176,6 +185,7 @@ TEST(Bounds, MemoryThatEndsIsAnAnswer) {
   std::vector<Family> files = testMedia();
   files.push_back({"MPO", mpoList(1000)});
   files.push_back({"TIFF", tiffStrips()});
+  files.push_back({"TIFF, hashed", tiffLists()});
   int refused = 0;
   for (const Family& file : files) {
     const Cost whole = costOf(file.file);
