@@ -160,7 +160,7 @@ ResultCode getMpoFfdaInfo(Stream* stream, JpegHashParams* params, uint64_t image
 ResultCode inputMpoActualData(Stream* stream, JpegHashParams* params, const MpEntryList& list) {
   params->perImageThreshold = kSamplingThreshold / params->mpEntryCount;
   for (size_t i = 0; i < list.size; ++i) {
-    const MpEntry& image = list.values[i];
+    const MpEntry& image = list[i];
     // The walk stands inside the first image already, whose offset is 0.
     const uint64_t searchStart = image.offset != 0 ? image.offset + kSoiSize : params->app2End;
     if (searchStart < c_ftell(stream)) return i == 0 ? HASHCREATE_FORMAT_ERROR : HASHCREATE_BROKEN_CONTENT;

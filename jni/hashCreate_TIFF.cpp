@@ -69,6 +69,7 @@ constexpr uint32_t kUncompressed = 1;      // TIFF compression
 constexpr uint32_t kMaxInlineOffsets = 4;  // strip offsets that are taken to lie in the entry, whatever their type
 constexpr int16_t kModelOfQr10 = 256;
 constexpr uint32_t kFormatLabelSize = 5;
+constexpr uint32_t kTextPieceSize = 1024;  // bytes read at a time
 
 constexpr ResultCode kNoValue = -1;  // a tag that is wanted is missing or cannot be followed
 
@@ -209,12 +210,14 @@ int isAccessibleTagEx(const Stream* stream, const DirEntryInfo* table, uint16_t 
 
 namespace {
 
+// Appends and, when memory ends, takes the text away.
+void addCharacter(TiffText* text, char character) {
+  if (text->found && !append(&text->characters, character)) *text = {};
+}
+
 TiffText inlineText(const DirEntryInfo* row) {
-  TiffText text;
-  text.bytes.reset(new (std::nothrow) char[row->length]);
-  if (text.bytes == nullptr) return {};
-  text.length = row->length;
-  for (uint32_t i = 0; i < text.length; i++) text.bytes[i] = static_cast<char>(row->value >> 8 * i & 0xFF);
+  TiffText text = {.found = true, .characters = {}};
+  for (uint32_t i = 0; i < row->length; i++) addCharacter(&text, static_cast<char>(row->value >> 8 * i & 0xFF));
   return text;
 }
 
@@ -231,22 +234,19 @@ bool isInFile(const Stream* stream, const DirEntryInfo* row) {
 
 // Leaves the stream where a read that asks for more than the file holds leaves it.
 void readToTheEnd(Stream* stream) {
-  uint8_t piece[1024];
+  uint8_t piece[kTextPieceSize];
   while (c_hybrid_read(stream, piece, sizeof(piece)) == sizeof(piece)) {
   }
 }
 
-// The block grows with what is read: a source of unknown size has room for any length.
 TiffText readText(Stream* stream, uint32_t length) {
-  TiffText text;
-  while (text.length < length) {
-    const uint32_t piece = std::min(length - text.length, std::max(text.length, uint32_t{1024}));
-    std::unique_ptr<char[]> larger(new (std::nothrow) char[text.length + piece]);
-    if (larger == nullptr) return {};
-    std::copy_n(text.bytes.get(), text.length, larger.get());
-    if (c_hybrid_read(stream, larger.get() + text.length, piece) != piece) return {};
-    text.bytes = std::move(larger);
-    text.length += piece;
+  TiffText text = {.found = true, .characters = {}};
+  for (uint32_t left = length; left > 0 && text.found;) {
+    char piece[kTextPieceSize];
+    const uint32_t size = std::min(left, kTextPieceSize);
+    if (c_hybrid_read(stream, piece, size) != size) return {};
+    std::for_each(piece, piece + size, [&text](char character) { addCharacter(&text, character); });
+    left -= size;
   }
   return text;
 }
@@ -271,15 +271,14 @@ int getMakerAndModel(Stream* stream, const DirEntryInfo* table, MakerAndModel* m
   makerAndModel->make = getTagStringValue(stream, table, TAG_MAKE, limit);
   makerAndModel->model = getTagStringValue(stream, table, TAG_MODEL, limit);
   makerAndModel->software = getTagStringValue(stream, table, TAG_SOFTWARE, limit);
-  return (makerAndModel->make.bytes != nullptr) + (makerAndModel->model.bytes != nullptr) +
-         (makerAndModel->software.bytes != nullptr);
+  return makerAndModel->make.found + makerAndModel->model.found + makerAndModel->software.found;
 }
 
 int releaseMakerAndModel(MakerAndModel* makerAndModel) {
   int released = 0;
   for (TiffText* text : {&makerAndModel->make, &makerAndModel->model, &makerAndModel->software}) {
-    if (text->bytes != nullptr) released++;
-    *text = TiffText();
+    if (text->found) released++;
+    *text = {};
   }
   return released;
 }
@@ -342,9 +341,9 @@ ResultCode getStripInfo(Stream* stream, const DirEntryInfo* tagTable, uint16_t t
 }
 
 // A byte count of 0 inside the list ends the sum, too.
-uint64_t calcDataSum(const uint32_t* list) {
+uint64_t calcDataSum(const ValueList& list) {
   uint64_t sum = 0;
-  for (; *list != 0; list++) sum += *list;
+  for (size_t i = 0; list[i] != 0; i++) sum += list[i];
   return sum;
 }
 
@@ -353,10 +352,10 @@ ResultCode getStripRange(Stream* stream, const DirEntryInfo* tagTable, uint32_t 
                          uint64_t* total) {
   ValueList list;
   if (const ResultCode rc = getStripInfo(stream, tagTable, TAG_STRIP_OFFSETS, &list, byteOrder)) return rc;
-  *first = list.values[0];
+  *first = list[0];
   list = {};
   if (const ResultCode rc = getStripInfo(stream, tagTable, TAG_STRIP_BYTES_COUNT, &list, byteOrder)) return rc;
-  *total = calcDataSum(list.values.get());
+  *total = calcDataSum(list);
   return HASHCREATE_SUCCESS;
 }
 
@@ -484,11 +483,11 @@ void getQrwFileTypeFromVr2Version(const Vr2Version* vr2Version, char* formatLabe
 void makeVr2Version(const MakerAndModel* makerAndModel, Vr2Version* vr2Version) {
   constexpr char kSoftware[] = "PXLR-K550 v";
   constexpr uint32_t kLength = sizeof(kSoftware) - 1;
-  const TiffText& software = makerAndModel->software;
+  const GrowingList<char>& software = makerAndModel->software.characters;
   *vr2Version = kUnknownVersion;
-  if (software.length >= kLength && std::memcmp(software.bytes.get(), kSoftware, kLength) == 0) {
-    vr2Version->model = kModelOfQr10;
-  }
+  uint32_t alike = 0;
+  while (alike < kLength && alike < software.size && software[alike] == kSoftware[alike]) alike++;
+  if (alike == kLength) vr2Version->model = kModelOfQr10;
 }
 
 namespace {
@@ -513,11 +512,24 @@ struct TiffFile {
   ParsedDirectories parsed;
 };
 
+// Whether a value is among those from begin to end, which ascend.
+bool isAmong(const ValueList& list, size_t begin, size_t end, uint32_t value) {
+  while (begin < end) {
+    const size_t middle = begin + (end - begin) / 2;
+    if (list[middle] == value) return true;
+    if (list[middle] < value) {
+      begin = middle + 1;
+    } else {
+      end = middle;
+    }
+  }
+  return false;
+}
+
 bool isParsed(const ParsedDirectories& parsed, uint32_t offset) {
-  const uint32_t* values = parsed.offsets.values.get();
   size_t end = parsed.offsets.size;
-  for (size_t i = parsed.runs.size; i-- > 0; end = parsed.runs.values[i]) {
-    if (std::binary_search(values + parsed.runs.values[i], values + end, offset)) return true;
+  for (size_t i = parsed.runs.size; i-- > 0; end = parsed.runs[i]) {
+    if (isAmong(parsed.offsets, parsed.runs[i], end, offset)) return true;
   }
   return false;
 }
@@ -526,7 +538,7 @@ bool isParsed(const ParsedDirectories& parsed, uint32_t offset) {
 ResultCode noteDirectory(ParsedDirectories* parsed, uint32_t offset) {
   if (isParsed(*parsed, offset)) return HASHCREATE_FORMAT_ERROR;
   const size_t size = parsed->offsets.size;
-  if (size == 0 || offset < parsed->offsets.values[size - 1]) {
+  if (size == 0 || offset < parsed->offsets[size - 1]) {
     if (const ResultCode rc = appendValue(&parsed->runs, static_cast<uint32_t>(size))) return rc;
   }
   return appendValue(&parsed->offsets, offset);

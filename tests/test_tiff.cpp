@@ -200,7 +200,9 @@ TEST(TiffDirectory, TextsComeFromTheEntryOrFromTheFile) {
     const DirEntryInfo table[] = {row, unfilledRow(kEndOfTable)};
     MakerAndModel texts;
     const int found = getMakerAndModel(&stream, table, &texts, limit);
-    EXPECT_EQ(found == 0 ? "(none)" : std::string(texts.software.bytes.get(), texts.software.length), want);
+    std::string software = found == 0 ? "(none)" : "";
+    for (size_t i = 0; i < texts.software.characters.size; i++) software += texts.software.characters[i];
+    EXPECT_EQ(software, want);
     EXPECT_EQ(c_ftell(&stream), position) << want;
     Vr2Version version = {0, 0};
     makeVr2Version(&texts, &version);

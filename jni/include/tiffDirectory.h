@@ -11,8 +11,8 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
+#include "growingList.h"
 #include "readPrimitives.h"
 
 // ---- Rows and tables ----
@@ -89,11 +89,10 @@ int isAccessibleTag(const Stream* stream, const DirEntryInfo* table, uint16_t ta
 // The same with offsets relative to base, and inline values always accessible.
 int isAccessibleTagEx(const Stream* stream, const DirEntryInfo* table, uint16_t tag, uint64_t base);
 
-// An ASCII value: length bytes, terminated only when the file terminates them. Where bytes is null there is no text;
-// one of length 0 is a text.
+// An ASCII value, terminated only when the file terminates it.
 struct TiffText {
-  std::unique_ptr<char[]> bytes;
-  uint32_t length = 0;
+  bool found = false;
+  GrowingList<char> characters;  // none in a text of length 0
 };
 
 // The text of a row; none when the row is not ASCII, its data cannot be read, ends beyond limit (0: starts beyond the
