@@ -160,7 +160,9 @@ TEST(Tiff, PreviewsMustBeWithinReach) {
 TEST(Tiff, DamageAndFaultsAreSurvived) {
   const Bytes lists = Bytes().u32le(105).u32le(106).u32le(9).u32le(8).fill(17, 0xA5);
   const Bytes standard = image({1, 2, 3}, {273, kLong, 2, 89}, {279, kLong, 2, 97}, 1, lists);
-  for (const Bytes& file : {standard, raw(kNote)}) {
+  const Bytes farLists = Bytes().u32le(402).u32le(0).u32le(300).u32le(20000).pattern(20300);
+  const Bytes far = image(Bytes(300, 1), {273, kLong, 2, 386}, {279, kLong, 2, 394}, 5, farLists);
+  for (const Bytes& file : {standard, far, raw(kNote), raw(kNote, false, 460)}) {
     expectSurvives(file);
   }
 }
