@@ -116,13 +116,13 @@ void expectHash(const Bytes& file, int algorithmId, std::string_view formatType,
 
 // What every format must stand.
 //
-// Faults: for every n, the n-th read delivers nothing or one byte, and the n-th seek fails, with and without errno. The
-// answer is the reason's public code or one that does not depend on the reason; a hash is that of the sound file, unless
-// the format forgives; the file is closed. Prints how many faults it tried.
+// Faults: for every n, the n-th read delivers nothing or one byte, and the n-th seek fails, with and without errno.
+// The answer is the reason's public code or one that does not depend on the reason; a hash is that of the sound
+// file, unless the format forgives; the file is closed. Prints how many faults it tried.
 //
-// Damage, of small files: each prefix, each byte set to 0x00, to 0xFF and inverted, all in normal and identify mode, and
-// reads of 1, 2, 199, 200 and 201 bytes. The answer is a public result code, a failure leaves the output untouched, the
-// file is closed, and the size of reads changes nothing.
+// Damage, of small files: each prefix, each byte set to 0x00, to 0xFF and inverted, all in normal and identify mode,
+// and reads of 1, 2, 199, 200 and 201 bytes. The answer is a public result code, a failure leaves the output
+// untouched, the file is closed, and the size of reads changes nothing.
 void expectSurvives(const Bytes& file, bool forgives = true);
 
 // expectHash, the same labels and only these bytes of content in identify mode, and expectSurvives.
