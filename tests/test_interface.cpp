@@ -156,6 +156,14 @@ TEST(HashText, DigestFedAfterItsEndHasNone) {
   }
 }
 
+TEST(Interface, QuickHashesHaveAVersionThatTheTableDoesNotKnow) {
+  for (uint32_t id = 1; id <= 14; ++id) EXPECT_EQ(getAlgorithmMajorVersion(id) * 10 + getAlgorithmMinorVersion(id), 30);
+  for (const uint32_t id : {0u, 15u, 255u}) {
+    EXPECT_EQ(getAlgorithmMajorVersion(id), HASHCREATE_INVALID_PARAM) << id;
+    EXPECT_EQ(getAlgorithmMinorVersion(id), HASHCREATE_INVALID_PARAM) << id;
+  }
+}
+
 // ---- Slices ----
 
 struct SliceView {

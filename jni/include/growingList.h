@@ -1,5 +1,5 @@
 // A list that grows as it is filled, a block at a time: only what a file really holds costs memory, however much it
-// claims to hold.
+// claims to hold, and no value is held twice while the list grows.
 #pragma once
 
 #include <algorithm>
