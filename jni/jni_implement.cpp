@@ -18,34 +18,10 @@ constexpr uint32_t kHashBufferSize = 256;
 
 // ---- Results as exceptions ----
 
-struct ErrorName {
-  const char* name;
-  int code;
-};
-
-constexpr ErrorName kErrorNames[] = {
-    {"HASHCREATE_SUCCESS", HASHCREATE_SUCCESS},
-    {"HASHCREATE_FILE_NOTFOUND", HASHCREATE_FILE_NOTFOUND},
-    {"HASHCREATE_BUFFER_ERROR", HASHCREATE_BUFFER_ERROR},
-    {"HASHCREATE_FORMAT_ERROR", HASHCREATE_FORMAT_ERROR},
-    {"HASHCREATE_PARAM_ERROR", HASHCREATE_PARAM_ERROR},
-    {"HASHCREATE_READ_ERROR", HASHCREATE_READ_ERROR},
-    {"HASHCREATE_SEEK_ERROR", HASHCREATE_SEEK_ERROR},
-    {"HASHCREATE_NULLCHK_ERROR", HASHCREATE_NULLCHK_ERROR},
-    {"HASHCREATE_SHA1_ERROR", HASHCREATE_SHA1_ERROR},
-    {"HASHCREATE_NON_SUPPORTED", HASHCREATE_NON_SUPPORTED},
-    {"HASHCREATE_INVALID_PARAM", HASHCREATE_INVALID_PARAM},
-    {"HASHCREATE_INVALID_HASH", HASHCREATE_INVALID_HASH},
-    {"HASHCREATE_REACH_EOF", HASHCREATE_REACH_EOF},
-    {"HASHCREATE_BROKEN_CONTENT", HASHCREATE_BROKEN_CONTENT},
-    {"HASHCREATE_MEM_ALLOC_ERROR", HASHCREATE_MEM_ALLOC_ERROR},
-    {"HASHCREATE_ERROR", HASHCREATE_ERROR},  // last: ends the search for a code that is not here
-};
-
+// A code without a name counts as any other failure.
 const char* getErrorStr(int code) {
-  const ErrorName* row = kErrorNames;
-  while (row->code != code && row->code != HASHCREATE_ERROR) ++row;
-  return row->name;
+  const char* name = kmhashResultName(code);
+  return name != nullptr ? name : kmhashResultName(HASHCREATE_ERROR);
 }
 
 // Null, with an exception of the virtual machine pending, when the object cannot be made.

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <thread>
 
 #include "hashCreate.h"
@@ -162,6 +163,24 @@ TEST(Interface, QuickHashesHaveAVersionThatTheTableDoesNotKnow) {
     EXPECT_EQ(getAlgorithmMajorVersion(id), HASHCREATE_INVALID_PARAM) << id;
     EXPECT_EQ(getAlgorithmMinorVersion(id), HASHCREATE_INVALID_PARAM) << id;
   }
+}
+
+TEST(Interface, NamesAreThoseOfTheConstants) {
+  std::ifstream header(KMHASH_TEST_MEDIA "/../../jni/include/kmhash.h");
+  const std::regex constant("  (?:KMHASH_ALGORITHM_([A-Z0-9]+)|(HASHCREATE_[A-Z0-9_]+)) = (-?[0-9]+).*");
+  std::smatch found;
+  int names = 0;
+  for (std::string line; std::getline(header, line);) {
+    if (!std::regex_match(line, found, constant)) continue;
+    const int number = std::stoi(found[3]);
+    const char* name = found[1].matched ? kmhashAlgorithmName(static_cast<uint32_t>(number)) : kmhashResultName(number);
+    ASSERT_NE(name, nullptr) << line;
+    EXPECT_EQ(name, found[1].str() + found[2].str());
+    ++names;
+  }
+  EXPECT_GE(names, 15 + 16);
+  for (const uint32_t id : {0u, 31u, 254u, 256u}) EXPECT_EQ(kmhashAlgorithmName(id), nullptr) << id;
+  for (const int code : {1, -15, -100, -254, -256}) EXPECT_EQ(kmhashResultName(code), nullptr) << code;
 }
 
 // ---- Slices ----

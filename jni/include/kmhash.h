@@ -7,9 +7,9 @@
  *
  * Conventions, for every function below
  *
- * 1. Results. Every function returns an int: HASHCREATE_SUCCESS (0) or a value of its own that is not negative, or one
- *    of the negative HASHCREATE_* codes. No other negative value is ever returned. Each function lists its codes; the
- *    codes that come from reading a file are listed once, at createHashEx.
+ * 1. Results. Every function but the two that tell names returns an int: HASHCREATE_SUCCESS (0) or a value of its own
+ *    that is not negative, or one of the negative HASHCREATE_* codes. No other negative value is ever returned. Each
+ *    function lists its codes; the codes that come from reading a file are listed once, at createHashEx.
  * 2. Hash text. 128 ASCII characters and a NUL, so an output buffer has at least KMHASH_TEXT_SIZE (129) bytes.
  *    Positions within the text:
  *        0   8 decimal digits   algorithm version, major (4) and minor (4)
@@ -194,6 +194,14 @@ KMHASH_API int compareBetweenHash(const char* hashA, const char* hashB);
 KMHASH_API int getAlgorithmIdFromHash(const char* hash);
 KMHASH_API int getAlgorithmMajorVersionFromHash(const char* hash);
 KMHASH_API int getAlgorithmMinorVersionFromHash(const char* hash);
+
+/* ---- Names --------------------------------------------------------------------------------------------------- */
+
+/* The name of an algorithm, its constant without the prefix ("JPEG" for KMHASH_ALGORITHM_JPEG), and of a result code,
+ * its constant ("HASHCREATE_SUCCESS" for 0): static ASCII texts, or null for an id or code that has none. A later
+ * library may name ids that this one does not. */
+KMHASH_API const char* kmhashAlgorithmName(uint32_t algorithmId);
+KMHASH_API const char* kmhashResultName(int code);
 
 /* ---- Versions ----------------------------------------------------------------------------------------------- */
 
