@@ -103,7 +103,7 @@ ResultCode execAlgorithm(Stream* stream, Labels* labels) {
   for (const Algorithm& algorithm : kAlgorithms) {
     const ResultCode result = algorithm.createHash(stream, labels);
     if (result != kNotThisFormat) return result;
-    if (callbackSeek(stream, 0, kSeekAbsolute) != HASHCREATE_SUCCESS) return HASHCREATE_SEEK_ERROR;
+    if (seekTo(stream, 0) != HASHCREATE_SUCCESS) return HASHCREATE_SEEK_ERROR;
   }
   return retryBehindZeros(stream, labels);
 }
@@ -124,7 +124,7 @@ ResultCode reentrantCallCreateHash(Stream* stream, Labels* labels, Analyzer anal
 
   drop_read_buff_storage(&stream->readBuffer, storage);
   set_read_buff_invalid_flag(&stream->readBuffer, 1);
-  if (c_ftell(stream) < total) callbackSeek(stream, static_cast<int64_t>(total), kSeekAbsolute);
+  if (c_ftell(stream) < total) seekTo(stream, total);
   return result;
 }
 

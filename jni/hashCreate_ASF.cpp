@@ -150,11 +150,6 @@ uint64_t payloadEnd(const Stream* stream, uint64_t payloadSize) {
   return payloadSize > UINT64_MAX - position ? UINT64_MAX : position + payloadSize;
 }
 
-// Past the target already, the distance is negative, which the stream refuses.
-ResultCode seekForwardTo(Stream* stream, uint64_t target) {
-  return callbackSeek(stream, static_cast<int64_t>(target - c_ftell(stream)), kSeekRelative);
-}
-
 ResultCode parseObject(Stream* stream, std::span<const ParserRow> table, AsfInformation* info) {
   Guid id = {};
   uint64_t payloadSize = 0;
@@ -162,7 +157,7 @@ ResultCode parseObject(Stream* stream, std::span<const ParserRow> table, AsfInfo
   if (const ResultCode rc = getObjectSize(stream, &payloadSize)) return rc;
   const Parser parser = getParser(table, id);
   if (parser != nullptr) return parser(stream, payloadSize, info);
-  return callbackSeek(stream, static_cast<int64_t>(payloadSize), kSeekRelative);
+  return skip(stream, payloadSize);
 }
 
 // Parses at least one object, also where there is no room for any before end.
@@ -242,7 +237,7 @@ ResultCode readStreamProperties(Stream* stream, const Guid& streamType, uint32_t
                                 AsfInformation* info) {
   const Parser reader = getParser(kStreamReaders, streamType);
   if (reader != nullptr) return reader(stream, typeSpecificDataLength, info);
-  return callbackSeek(stream, typeSpecificDataLength, kSeekRelative);
+  return skip(stream, typeSpecificDataLength);
 }
 
 ResultCode parseStreamPropertiesObject(Stream* stream, uint64_t payloadSize, AsfInformation* info) {

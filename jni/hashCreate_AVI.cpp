@@ -115,21 +115,21 @@ ResultCode getType(Stream* stream, uint32_t* type) { return readULong(stream, ty
 ResultCode getTypeAndSize(Stream* stream, uint32_t* type, uint32_t* size) {
   uint8_t header[kChunkHeaderSize];
   if (const ResultCode rc = callbackRead(stream, header, sizeof(header))) return rc;
-  *type = getULong(header, 4, kBigEndian);
-  *size = getULong(header + 4, 4, kLittleEndian);
+  *type = getULong(header, sizeof(*type), kBigEndian);
+  *size = getULong(header + sizeof(*type), sizeof(*size), kLittleEndian);
   return HASHCREATE_SUCCESS;
 }
 
 ResultCode readChunk(Stream* stream, Chunk* chunk) {
   // The pad byte of an odd size, which the size does not count.
   if (c_ftell(stream) % 2 != 0) {
-    if (const ResultCode rc = callbackSeek(stream, 1, kSeekRelative)) return rc;
+    if (const ResultCode rc = skip(stream, 1)) return rc;
   }
   if (const ResultCode rc = getTypeAndSize(stream, &chunk->type, &chunk->size)) return rc;
   return chunk->type == kLIST ? getType(stream, &chunk->listType) : HASHCREATE_SUCCESS;
 }
 
-// What a list holds behind its type; of a size below 4 a number that no file has room for, negative as a seek.
+// What a list holds behind its type; below zero for a size below 4.
 uint64_t listDataSize(const Chunk& chunk) { return uint64_t{chunk.size} - kListTypeSize; }
 
 // ---- AVI chunks ----
@@ -145,27 +145,26 @@ ResultCode enterHdrl(const Walk& walk, const Chunk& chunk) {
 
 ResultCode enterList(const Walk&, const Chunk&) { return HASHCREATE_SUCCESS; }
 
-ResultCode skipList(const Walk& walk, const Chunk& chunk) {
-  return callbackSeek(walk.stream, static_cast<int64_t>(listDataSize(chunk)), kSeekRelative);
-}
+ResultCode skipList(const Walk& walk, const Chunk& chunk) { return skip(walk.stream, listDataSize(chunk)); }
 
 // Passes over the rest of the header list once it has told what is wanted; a list that ended before is an error.
 ResultCode leaveHdrl(const Walk& walk) {
   const RiffInfo& info = *walk.info;
   if (info.hdrlEnd == 0 || !info.avihSeen || !info.videoStreamSeen) return HASHCREATE_SUCCESS;
-  return callbackSeek(walk.stream, static_cast<int64_t>(info.hdrlEnd - c_ftell(walk.stream)), kSeekRelative);
+  return seekForwardTo(walk.stream, info.hdrlEnd);
 }
 
 ResultCode getAvihInfo(const Walk& walk, const Chunk&) {
   uint8_t payload[kAvihSize];
   if (const ResultCode rc = callbackRead(walk.stream, payload, sizeof(payload))) return rc;
+  const Fields fields = fieldsOf(payload, kLittleEndian);
   RiffInfo* info = walk.info;
-  info->microsecondsPerFrame = getULong(payload, 4, kLittleEndian);
-  info->maxBytesPerSecond = getULong(payload + 4, 4, kLittleEndian);
-  info->paddingGranularity = getULong(payload + 8, 4, kLittleEndian);
-  info->totalFrames = getULong(payload + 16, 4, kLittleEndian);
-  info->width = getULong(payload + 32, 4, kLittleEndian);
-  info->height = getULong(payload + 36, 4, kLittleEndian);
+  info->microsecondsPerFrame = fields.u32(0);
+  info->maxBytesPerSecond = fields.u32(4);
+  info->paddingGranularity = fields.u32(8);
+  info->totalFrames = fields.u32(16);
+  info->width = fields.u32(32);
+  info->height = fields.u32(36);
   info->avihSeen = true;
   return leaveHdrl(walk);
 }
@@ -192,15 +191,16 @@ ResultCode getFmtInfo(const Walk& walk, const Chunk& chunk) {
   if (chunk.size < kFmtSize) return HASHCREATE_FORMAT_ERROR;
   uint8_t payload[kFmtSize];
   if (const ResultCode rc = callbackRead(walk.stream, payload, sizeof(payload))) return rc;
+  const Fields fields = fieldsOf(payload, kLittleEndian);
   walk.info->format = {
-      .formatTag = getUShort(payload, 2, kLittleEndian),
-      .channels = getUShort(payload + 2, 2, kLittleEndian),
-      .samplesPerSecond = getULong(payload + 4, 4, kLittleEndian),
-      .averageBytesPerSecond = getULong(payload + 8, 4, kLittleEndian),
-      .blockAlign = getUShort(payload + 12, 2, kLittleEndian),
-      .bitsPerSample = getUShort(payload + 14, 2, kLittleEndian),
+      .formatTag = fields.u16(0),
+      .channels = fields.u16(2),
+      .samplesPerSecond = fields.u32(4),
+      .averageBytesPerSecond = fields.u32(8),
+      .blockAlign = fields.u16(12),
+      .bitsPerSample = fields.u16(14),
   };
-  return callbackSeek(walk.stream, int64_t{chunk.size} - kFmtSize, kSeekRelative);
+  return skip(walk.stream, chunk.size - kFmtSize);
 }
 
 // The trailer that the MP3 analyzer leaves out is added to the slice, so that its content ends with the data. The
@@ -214,7 +214,7 @@ ResultCode callCreateHashMP3(Stream* stream, Labels* labels, uint32_t dataSize) 
 }
 
 ResultCode feedRestOfFile(const Walk& walk, uint64_t* length) {
-  *length = c_get_file_size(walk.stream) - c_ftell(walk.stream);
+  *length = remaining(walk.stream);
   return inputActualData(walk.stream, *length);
 }
 
@@ -254,9 +254,7 @@ ResultCode getWebpAnimation(const Walk& walk, const Chunk& chunk) {
 
 // ---- Walk ----
 
-ResultCode skipChunk(const Walk& walk, const Chunk& chunk) {
-  return callbackSeek(walk.stream, chunk.size, kSeekRelative);
-}
+ResultCode skipChunk(const Walk& walk, const Chunk& chunk) { return skip(walk.stream, chunk.size); }
 
 struct ChunkHandler {
   uint32_t type;

@@ -13,7 +13,7 @@ ResultCode isBmp(Stream* stream) {
   if (c_get_file_size(stream) < kSignatureSize) return kNotThisFormat;
   uint16_t signature = 0;
   if (const ResultCode rc = readUShort(stream, &signature, kBigEndian)) return rc;
-  return signature == kSignature ? callbackSeek(stream, 0, kSeekAbsolute) : kNotThisFormat;
+  return signature == kSignature ? seekTo(stream, 0) : kNotThisFormat;
 }
 
 // The labels come first and stand even when the file cannot be read to its end.

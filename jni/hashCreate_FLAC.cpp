@@ -68,7 +68,7 @@ ResultCode readStreamInfo(Stream* stream, const uint8_t* header) {
 }
 
 ResultCode skipNonTargetInfo(Stream* stream, const uint8_t* header) {
-  return callbackSeek(stream, getMetadataBlockSize(header), kSeekRelative);
+  return skip(stream, getMetadataBlockSize(header));
 }
 
 struct BlockReader {
@@ -141,7 +141,7 @@ ResultCode createHash_FLAC(Stream* stream, Labels* labels) {
   uint8_t frameStart[kFrameStartSize];
   if (const ResultCode rc = callbackRead(stream, frameStart, kFrameStartSize)) return rc;
   if (!IsValidFlacFrame(frameStart)) return HASHCREATE_FORMAT_ERROR;
-  const uint64_t audioSize = c_get_file_size(stream) - c_ftell(stream);
+  const uint64_t audioSize = remaining(stream);
   if (audioSize == 0) return HASHCREATE_FORMAT_ERROR;
   createFLACMetaHash(stream, labels, audioSize);
   return inputActualData(stream, audioSize);

@@ -20,9 +20,9 @@ constexpr uint32_t kImageFlagsOffset = 7;
 
 constexpr uint16_t kImageSeparator = 0x2C00;
 constexpr uint16_t kGraphicControlExtension = 0x21F9;
-constexpr int64_t kGraphicControlSize = 1 + 4 + 1;  // size, data, terminator
-constexpr uint64_t kCodeSizeAndFirstSize = 2;       // LZW code size, size of the first sub-block
-constexpr uint64_t kTrailerSize = 2;                // last sub-block and 0x3B in a file of one image
+constexpr uint64_t kGraphicControlSize = 1 + 4 + 1;  // size, data, terminator
+constexpr uint64_t kCodeSizeAndFirstSize = 2;        // LZW code size, size of the first sub-block
+constexpr uint64_t kTrailerSize = 2;                 // last sub-block and 0x3B in a file of one image
 
 struct GifInfo {
   char signature[kSignatureSize + 1];  // the format-type label
@@ -36,7 +36,7 @@ ResultCode isGif(Stream* stream) {
   if (c_get_file_size(stream) < sizeof(magic)) return kNotThisFormat;
   if (const ResultCode rc = callbackRead(stream, magic, sizeof(magic))) return rc;
   if (std::memcmp(magic, kMagic, sizeof(magic)) != 0) return kNotThisFormat;
-  return callbackSeek(stream, 0, kSeekAbsolute);
+  return seekTo(stream, 0);
 }
 
 // In bytes: three for each of 2 to 256 colours, 0 when the flags announce no table.
@@ -51,8 +51,7 @@ ResultCode getGifHeaderInfo(Stream* stream, GifInfo* info) {
   std::memcpy(info->signature, header, kSignatureSize);
   std::memcpy(info->headerFields, header + sizeof(kMagic), sizeof(info->headerFields));
   info->headerRead = 1;
-  const uint64_t tableSize = getColorTableSize(header[kHeaderFlagsOffset]);
-  return callbackSeek(stream, static_cast<int64_t>(tableSize), kSeekRelative);
+  return skip(stream, getColorTableSize(header[kHeaderFlagsOffset]));
 }
 
 // Two bytes: introducer and label of an extension. An image's second byte is part of its descriptor and stays consumed.
@@ -70,7 +69,7 @@ ResultCode skipBlock(Stream* stream) {
     uint8_t size = 0;
     if (const ResultCode rc = getBlockSize(stream, &size)) return rc;
     if (size == 0) return HASHCREATE_SUCCESS;
-    if (const ResultCode rc = callbackSeek(stream, size, kSeekRelative)) return rc;
+    if (const ResultCode rc = skip(stream, size)) return rc;
   }
   return HASHCREATE_SUCCESS;
 }
@@ -79,10 +78,9 @@ ResultCode getImageBlockInfo(Stream* stream, GifInfo* info) {
   uint8_t descriptor[kImageDescriptorSize] = {};
   if (const ResultCode rc = callbackRead(stream, descriptor, sizeof(descriptor))) return rc;
   const uint64_t distance = getColorTableSize(descriptor[kImageFlagsOffset]) + kCodeSizeAndFirstSize;
-  if (const ResultCode rc = callbackSeek(stream, static_cast<int64_t>(distance), kSeekRelative)) return rc;
+  if (const ResultCode rc = skip(stream, distance)) return rc;
   // With fewer than two bytes left the count wraps and the feeder takes what there is: stored hashes depend on it.
-  const uint64_t count = c_get_file_size(stream) - kTrailerSize - c_ftell(stream);
-  if (const ResultCode rc = inputActualData(stream, count)) return rc;
+  if (const ResultCode rc = inputActualData(stream, remaining(stream) - kTrailerSize)) return rc;
   info->imageRead = 1;
   return HASHCREATE_SUCCESS;
 }
@@ -95,9 +93,7 @@ ResultCode analyzeGif(Stream* stream, GifInfo* info) {
     if (const ResultCode rc = getBlockType(stream, &blockType)) return rc;
     if (blockType == kImageSeparator) return getImageBlockInfo(stream, info);
     // A graphic control extension has a fixed size; its size byte is not asked.
-    const ResultCode rc = blockType == kGraphicControlExtension
-                              ? callbackSeek(stream, kGraphicControlSize, kSeekRelative)
-                              : skipBlock(stream);
+    const ResultCode rc = blockType == kGraphicControlExtension ? skip(stream, kGraphicControlSize) : skipBlock(stream);
     if (rc != HASHCREATE_SUCCESS) return rc;
   }
 }

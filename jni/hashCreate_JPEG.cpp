@@ -63,12 +63,11 @@ ResultCode getMarkerTypeAndMarkerSize(Stream* stream, uint16_t* markerType, uint
 }
 
 ResultCode seekToSegmentEnd(Stream* stream, uint64_t segmentEnd) {
-  const uint64_t position = c_ftell(stream);
-  if (position > segmentEnd) {
+  if (c_ftell(stream) > segmentEnd) {
     DEBUG_LOG("%s:Not enough marker size.\n", __func__);
     return HASHCREATE_FORMAT_ERROR;
   }
-  return callbackSeek(stream, static_cast<int64_t>(segmentEnd - position), kSeekRelative);
+  return seekForwardTo(stream, segmentEnd);
 }
 
 namespace {
@@ -104,9 +103,7 @@ ResultCode checkExit(Stream* stream, JpegHashParams* params, bool* exitFlag) {
   if (params->mpEntryCount == 1) return HASHCREATE_SUCCESS;
   if (params->secondImageOffset + params->secondImageSize > c_get_file_size(stream)) return HASHCREATE_SUCCESS;
 
-  // An offset behind the scan data makes the distance negative, which the seek refuses.
-  const uint64_t distance = params->secondImageOffset - c_ftell(stream);
-  if (const ResultCode rc = callbackSeek(stream, static_cast<int64_t>(distance), kSeekRelative)) return rc;
+  if (const ResultCode rc = seekForwardTo(stream, params->secondImageOffset)) return rc;
   if (isJpeg(stream) != HASHCREATE_SUCCESS) return HASHCREATE_SUCCESS;  // the first image stands
   resetContentSha1(stream);
   resetMetaSha1(stream);

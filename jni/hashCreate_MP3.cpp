@@ -136,7 +136,7 @@ ResultCode readId3v2Header(Stream* stream, uint8_t* header) {
   uint32_t size = 0;
   if (const ResultCode rc = getSyncSafeInteger(header + kId3SizeAt, &size)) return rc;
   DEBUG_LOG("%s:ID3v2.%u.%u of %u bytes\n", __func__, getID3V2MajorVersion(header), getID3V2MinorVersion(header), size);
-  return callbackSeek(stream, static_cast<int64_t>(size) + kId3HeaderSize, kSeekAbsolute);
+  return seekTo(stream, uint64_t{size} + kId3HeaderSize);
 }
 
 // ---- Recogniser ----
@@ -200,9 +200,8 @@ void createMP3MetaHash(const Mp3MetaRecord& record, Stream* stream, Labels* labe
 
 // A frame shorter than its header makes a seek of nearly 4 GiB, which no ordinary file has room for.
 ResultCode readSecondHeader(Stream* stream, uint32_t frameSize) {
-  if (callbackSeek(stream, static_cast<uint32_t>(frameSize - kFrameHeaderSize), kSeekRelative) != HASHCREATE_SUCCESS) {
-    return HASHCREATE_NON_SUPPORTED;
-  }
+  const uint32_t distance = frameSize - kFrameHeaderSize;
+  if (skip(stream, distance) != HASHCREATE_SUCCESS) return HASHCREATE_NON_SUPPORTED;
   uint8_t header[kFrameHeaderSize];
   if (callbackRead(stream, header, kFrameHeaderSize) != HASHCREATE_SUCCESS) return HASHCREATE_NON_SUPPORTED;
   return IsMpegAudioFrameHeader(header) ? HASHCREATE_SUCCESS : HASHCREATE_NON_SUPPORTED;
@@ -218,13 +217,12 @@ ResultCode hashFrames(Stream* stream, Labels* labels, const uint8_t* firstHeader
   Mp3MetaRecord record = {};
   createMP3FormatType(firstHeader, nullptr, &record);
   std::memcpy(record.frameHeader, firstHeader, kFrameHeaderSize);
-  record.contentLength = c_get_file_size(stream) - kTrailerSize - c_ftell(stream);
+  record.contentLength = remaining(stream) - kTrailerSize;
   createMP3MetaHash(record, stream, labels);
 
   // A length that wrapped is cut to the rest of the file.
   if (const ResultCode rc = inputActualData(stream, record.contentLength)) return rc;
-  const uint64_t fileSize = c_get_file_size(stream);
-  if (c_ftell(stream) != fileSize) callbackSeek(stream, static_cast<int64_t>(fileSize), kSeekAbsolute);
+  if (remaining(stream) != 0) seekTo(stream, c_get_file_size(stream));
   return HASHCREATE_SUCCESS;
 }
 

@@ -82,11 +82,8 @@ ResultCode getBoxSizeAndBoxType(Stream* stream, uint64_t* size, uint32_t* type) 
 
 ResultCode getLargeBoxSize(Stream* stream, Mp4Info* info) { return readULongLong(stream, &info->boxSize, kBigEndian); }
 
-// From the end of a box's header to the end of the box. A size that does not cover the header is a seek backwards,
-// which the stream refuses.
-ResultCode skipBox(Stream* stream, uint64_t size) {
-  return callbackSeek(stream, static_cast<int64_t>(size - kBoxHeaderSize), kSeekRelative);
-}
+// From the end of a box's header to the end of the box; fails for a size that does not cover the header.
+ResultCode skipBox(Stream* stream, uint64_t size) { return skip(stream, size - kBoxHeaderSize); }
 
 // ---- Recogniser ----
 
@@ -96,7 +93,7 @@ int isMp4(Stream* stream) {
   uint32_t first = 0;
   if (const ResultCode rc = getBoxType(stream, &first)) return rc;
   for (const uint32_t type : kFirstBoxTypes) {
-    if (type == first) return callbackSeek(stream, 0, kSeekAbsolute);
+    if (type == first) return seekTo(stream, 0);
   }
   return kNotThisFormat;
 }
@@ -175,7 +172,7 @@ ResultCode searchChild(Stream* stream, Mp4Info* info, uint64_t* size) {
   if (offsetAfterRead < offsetBeforeRead) return HASHCREATE_FORMAT_ERROR;
   const uint64_t consumed = offsetAfterRead - offsetBeforeRead;
   if (*size < consumed) return HASHCREATE_FORMAT_ERROR;
-  return callbackSeek(stream, static_cast<int64_t>(*size - consumed), kSeekRelative);
+  return skip(stream, *size - consumed);
 }
 
 // Handles the children of the box whose size is in boxSize. Nothing keeps the last child inside its parent: moov may
@@ -207,7 +204,7 @@ ResultCode getMdatInfo(Stream* stream, Mp4Info* info) {
     if (const ResultCode rc = getLargeBoxSize(stream, info)) return rc;
     headerSize = kLargeBoxHeaderSize;
   }
-  const uint64_t count = info->mvexFlag == 1 ? c_get_file_size(stream) - c_ftell(stream) : info->boxSize - headerSize;
+  const uint64_t count = info->mvexFlag == 1 ? remaining(stream) : info->boxSize - headerSize;
   info->mdatSizeSum += count;
   return inputActualData(stream, count);
 }

@@ -33,7 +33,7 @@ ResultCode isMpeg(Stream* stream, MpegInfo* info) {
   if (const ResultCode rc = callbackRead(stream, bytes, sizeof(bytes))) return rc;
   if ((getULong(bytes, kStartCodeSize, kBigEndian) & 0xFFFF) != kPackStartCodeEnd) return kNotThisFormat;
   info->isMpeg2 = bytes[kStartCodeSize] & kMpeg2Bit;
-  return callbackSeek(stream, kStartCodeSize, kSeekAbsolute);
+  return seekTo(stream, kStartCodeSize);
 }
 
 ResultCode getPackHeaderInfo(Stream* stream, MpegInfo* info) {
@@ -42,7 +42,7 @@ ResultCode getPackHeaderInfo(Stream* stream, MpegInfo* info) {
   uint8_t stuffing = 0;
   if (const ResultCode rc = callbackRead(stream, &stuffing, sizeof(stuffing))) return rc;
   stuffing &= kStuffingLengthMask;
-  return stuffing == 0 ? HASHCREATE_SUCCESS : callbackSeek(stream, stuffing, kSeekRelative);
+  return stuffing == 0 ? HASHCREATE_SUCCESS : skip(stream, stuffing);
 }
 
 // The system header counts only behind four zero bytes, which its start code is not, so ordinary files keep zeros here.
@@ -59,7 +59,7 @@ ResultCode getSystemHeaderInfo(Stream* stream, MpegInfo* info) {
 ResultCode analyzeMpeg(Stream* stream, MpegInfo* info) {
   if (const ResultCode rc = getPackHeaderInfo(stream, info)) return rc;
   if (const ResultCode rc = getSystemHeaderInfo(stream, info)) return rc;
-  info->contentLength = c_get_file_size(stream) - c_ftell(stream);
+  info->contentLength = remaining(stream);
   return inputActualData(stream, info->contentLength);
 }
 

@@ -75,7 +75,7 @@ ResultCode isMpeg2Ts(Stream* stream, Mpeg2TsInfo* info) {
     info->packetCount--;
     info->endOffset = info->packetCount * info->packetSize;
   }
-  return callbackSeek(stream, 0, kSeekAbsolute);
+  return seekTo(stream, 0);
 }
 
 ResultCode readPacket(Stream* stream, const Mpeg2TsInfo* info, Packet* packet) {

@@ -45,15 +45,14 @@ ResultCode getEndian(Stream* stream, JpegHashParams* params) {
   return HASHCREATE_SUCCESS;
 }
 
-ResultCode seekForwardTo(Stream* stream, uint64_t position) {
-  if (position < c_ftell(stream)) return HASHCREATE_FORMAT_ERROR;
-  return callbackSeek(stream, static_cast<int64_t>(position), kSeekAbsolute);
+ResultCode seekAhead(Stream* stream, uint64_t position) {
+  return position < c_ftell(stream) ? HASHCREATE_FORMAT_ERROR : seekTo(stream, position);
 }
 
 ResultCode seekToIfd(Stream* stream, const JpegHashParams* params) {
   uint32_t offset = 0;
   if (const ResultCode rc = readULong(stream, &offset, params->mpfByteOrder)) return rc;
-  return seekForwardTo(stream, params->mpfBase + offset);
+  return seekAhead(stream, params->mpfBase + offset);
 }
 
 // Only the values count; types and value counts are not looked at.
@@ -74,7 +73,7 @@ ResultCode getIfdInfo(Stream* stream, JpegHashParams* params) {
 // ---- The entries ----
 
 ResultCode seekToMpEntry(Stream* stream, const JpegHashParams* params) {
-  return seekForwardTo(stream, params->mpfBase + params->mpEntryListOffset);
+  return seekAhead(stream, params->mpfBase + params->mpEntryListOffset);
 }
 
 // Ends the first image where the second one begins.
@@ -164,7 +163,7 @@ ResultCode inputMpoActualData(Stream* stream, JpegHashParams* params, const MpEn
     // The walk stands inside the first image already, whose offset is 0.
     const uint64_t searchStart = image.offset != 0 ? image.offset + kSoiSize : params->app2End;
     if (searchStart < c_ftell(stream)) return i == 0 ? HASHCREATE_FORMAT_ERROR : HASHCREATE_BROKEN_CONTENT;
-    if (const ResultCode rc = callbackSeek(stream, static_cast<int64_t>(searchStart), kSeekAbsolute)) return rc;
+    if (const ResultCode rc = seekTo(stream, searchStart)) return rc;
     if (const ResultCode rc = searchFfda(stream, params)) return rc;
     if (const ResultCode rc = getMpoFfdaInfo(stream, params, image.size, image.offset)) return rc;
   }

@@ -45,9 +45,7 @@ ResultCode getChunkSizeAndChunkType(Stream* stream, uint32_t* chunkSize, uint32_
 ResultCode getIhdrInfo(Stream* stream, Ihdr* ihdr) { return callbackRead(stream, ihdr->bytes, sizeof(ihdr->bytes)); }
 
 // With fewer than twelve bytes left the count wraps and the feeder takes all of them: stored hashes depend on it.
-ResultCode getIdatInfo(Stream* stream) {
-  return inputActualData(stream, c_get_file_size(stream) - kIendSize - c_ftell(stream));
-}
+ResultCode getIdatInfo(Stream* stream) { return inputActualData(stream, remaining(stream) - kIendSize); }
 
 ResultCode analyzePng(Stream* stream, Ihdr* ihdr) {
   while (c_ftell(stream) <= c_get_file_size(stream)) {
@@ -59,9 +57,8 @@ ResultCode analyzePng(Stream* stream, Ihdr* ihdr) {
     if (chunkType == kIHDR) {
       if (const ResultCode rc = getIhdrInfo(stream, ihdr)) return rc;
     }
-    // Negative, and so refused, after an IHDR that claims fewer than nine bytes.
-    const uint64_t distance = dataStart + chunkSize + kCrcSize - c_ftell(stream);
-    if (const ResultCode rc = callbackSeek(stream, static_cast<int64_t>(distance), kSeekRelative)) return rc;
+    // Refused after an IHDR that claims fewer than nine bytes.
+    if (const ResultCode rc = seekForwardTo(stream, dataStart + chunkSize + kCrcSize)) return rc;
   }
   return HASHCREATE_FORMAT_ERROR;  // ran past the end without an image
 }

@@ -52,12 +52,13 @@ bool isValidSPFIndex(const Stream* stream, const DirEntryInfo* index, const Jpeg
 }
 
 ResultCode readSoundEntry(Stream* stream, uint32_t order, uint64_t position, SoundEntry* sound) {
-  if (const ResultCode rc = callbackSeek(stream, static_cast<int64_t>(position), kSeekAbsolute)) return rc;
+  if (const ResultCode rc = seekTo(stream, position)) return rc;
   uint8_t stored[kSoundEntrySize];
   if (c_hybrid_read(stream, stored, sizeof(stored)) != sizeof(stored)) return HASHCREATE_READ_ERROR;
-  sound->kind = getULong(stored, 4, order);
-  sound->size = getULong(stored + 4, 4, order);
-  sound->offset = getULong(stored + 8, 4, order);
+  const Fields fields = fieldsOf(stored, order);
+  sound->kind = fields.u32(0);
+  sound->size = fields.u32(4);
+  sound->offset = fields.u32(8);
   return HASHCREATE_SUCCESS;
 }
 
@@ -158,19 +159,17 @@ bool IsSPFImage(const JpegHashParams* params) { return params->spfBase != 0; }
 
 ResultCode addSoundMeta(Stream* stream, const JpegHashParams* params, uint32_t which) {
   if (!isSoundExist(params)) return HASHCREATE_FORMAT_ERROR;
-  const int64_t start = static_cast<int64_t>(getFirstSoundStartOffset(params));
-  if (const ResultCode rc = callbackSeek(stream, start, kSeekAbsolute)) return rc;
+  if (const ResultCode rc = seekTo(stream, getFirstSoundStartOffset(params))) return rc;
   SdHeader sdHeader = {};
   if (const ResultCode rc = readSDHeader(stream, &sdHeader)) return rc;
-  const int64_t bodySize = static_cast<int64_t>(sdHeader.length) - static_cast<int64_t>(sizeof(sdHeader.length));
-  if (const ResultCode rc = callbackSeek(stream, bodySize, kSeekRelative)) return rc;
+  if (const ResultCode rc = skip(stream, sdHeader.length - sizeof(sdHeader.length))) return rc;
 
   const uint64_t size = calcWholeSoundSize(stream, params, sdHeader);
   inputLongLongMetaSha1(stream, size);
   if (const ResultCode rc = inputActualDataEx(stream, size, which)) return rc;
   const uint64_t end = getLastSoundEndOffset(params);
   if (c_ftell(stream) >= end) return HASHCREATE_SUCCESS;
-  return callbackSeek(stream, static_cast<int64_t>(end), kSeekAbsolute);
+  return seekTo(stream, end);
 }
 
 // The hook by which a sound photo's version would differ from its image's.

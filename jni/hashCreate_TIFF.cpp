@@ -86,10 +86,6 @@ bool fitsBelow(const Stream* stream, uint32_t size, uint64_t limit) {
   return c_ftell(stream) <= limit && limit - c_ftell(stream) >= size;
 }
 
-ResultCode seekTo(Stream* stream, uint64_t position) {
-  return callbackSeek(stream, static_cast<int64_t>(position), kSeekAbsolute);
-}
-
 }  // namespace
 
 // ---- Rows and tables ----

@@ -24,11 +24,6 @@ ResultCode readValue(Stream* stream, Value* destination, uint32_t order) {
 
 bool isIdentifying(const Stream* stream) { return stream->hashMode > KMHASH_MODE_QUICK; }
 
-// A size beyond the signed range becomes a negative offset, which the seek refuses.
-ResultCode passOver(Stream* stream, uint64_t size) {
-  return callbackSeek(stream, static_cast<int64_t>(size), kSeekRelative);
-}
-
 }  // namespace
 
 // ---- Integers ----
@@ -57,11 +52,25 @@ ResultCode readULongLong(Stream* stream, uint64_t* destination, uint32_t order) 
   return readValue(stream, destination, order);
 }
 
+// ---- Moving ----
+
+ResultCode skip(Stream* stream, uint64_t size) {
+  return callbackSeek(stream, static_cast<int64_t>(size), kSeekRelative);
+}
+
+ResultCode seekForwardTo(Stream* stream, uint64_t position) { return skip(stream, position - c_ftell(stream)); }
+
+ResultCode seekTo(Stream* stream, uint64_t position) {
+  return callbackSeek(stream, static_cast<int64_t>(position), kSeekAbsolute);
+}
+
+uint64_t remaining(const Stream* stream) { return c_get_file_size(stream) - c_ftell(stream); }
+
 // ---- Feeding a byte range into a digest ----
 
 uint64_t actualDataSizeCorrection(const Stream* stream, uint64_t size) {
   // A position past the end leaves a huge remainder: the range then fails at its first read.
-  return std::min(size, c_get_file_size(stream) - c_ftell(stream));
+  return std::min(size, remaining(stream));
 }
 
 ResultCode split_read(Stream* stream, uint64_t size, uint32_t which) {
@@ -85,7 +94,7 @@ ResultCode input_actual_large_data(Stream* stream, uint64_t size, uint64_t thres
     if (const ResultCode rc = split_read(stream, chunk, which)) return rc;
     if (i == count - 1) gap = end - c_ftell(stream);
     if (gap == 0) continue;
-    if (const ResultCode rc = passOver(stream, gap)) return rc;
+    if (const ResultCode rc = skip(stream, gap)) return rc;
   }
   return HASHCREATE_SUCCESS;
 }
@@ -105,7 +114,7 @@ ResultCode inputActualDataWithSize(Stream* stream, uint64_t size, uint64_t thres
 }
 
 ResultCode inputActualDataWithSizeEx(Stream* stream, uint64_t size, uint64_t threshold, uint32_t which) {
-  if (isIdentifying(stream)) return passOver(stream, size);
+  if (isIdentifying(stream)) return skip(stream, size);
   return input_actual_data(stream, size, threshold, which);
 }
 
@@ -114,7 +123,7 @@ ResultCode inputSpecifiedData(Stream* stream, uint64_t size) {
 }
 
 ResultCode inputSpecifiedDataEx(Stream* stream, uint64_t size, uint32_t which) {
-  if (isIdentifying(stream)) return passOver(stream, size);
+  if (isIdentifying(stream)) return skip(stream, size);
   return split_read(stream, size, which);
 }
 
@@ -135,7 +144,7 @@ ResultCode kmhNullSkip(Stream* stream, uint8_t* storage, uint32_t size, uint32_t
       const auto isOther = [](uint8_t byte) { return byte != 0; };
       const uint32_t zeros = static_cast<uint32_t>(std::find_if(piece, piece + length, isOther) - piece);
       *skipped += zeros;
-      if (zeros < length) return callbackSeek(stream, static_cast<int64_t>(position + zeros), kSeekAbsolute);
+      if (zeros < length) return seekTo(stream, position + zeros);
     }
   }
 }

@@ -25,6 +25,41 @@ ResultCode readUShort(Stream* stream, uint16_t* destination, uint32_t order);
 ResultCode readULong(Stream* stream, uint32_t* destination, uint32_t order);
 ResultCode readULongLong(Stream* stream, uint64_t* destination, uint32_t order);
 
+// The numbers of a header that was read, by their offsets in it; 0 for one that does not lie in it whole.
+struct Fields {
+  const uint8_t* bytes;
+  uint32_t size;
+  uint32_t order;
+
+  uint32_t behind(uint32_t at) const { return at < size ? size - at : 0; }
+  uint16_t u16(uint32_t at) const { return behind(at) < 2 ? uint16_t{0} : getUShort(bytes + at, 2, order); }
+  uint32_t u32(uint32_t at) const { return behind(at) < 4 ? 0 : getULong(bytes + at, 4, order); }
+  uint64_t u64(uint32_t at) const { return behind(at) < 8 ? 0 : getULongLong(bytes + at, 8, order); }
+};
+
+template <uint32_t size>
+Fields fieldsOf(const uint8_t (&bytes)[size], uint32_t order) {
+  return {bytes, size, order};
+}
+
+// ---- Moving ----
+//
+// Positions and sizes come from files and are often differences. One that is not representable as a signed offset, so
+// also a difference that went below zero, is refused with HASHCREATE_SEEK_ERROR: a source is never moved backwards.
+
+// Passes over the next size bytes.
+ResultCode skip(Stream* stream, uint64_t size);
+
+// Passes over what lies in front of a file position; one behind the current position is refused.
+ResultCode seekForwardTo(Stream* stream, uint64_t position);
+
+// Moves to a file position: ahead, or back within the bytes that are buffered.
+ResultCode seekTo(Stream* stream, uint64_t position);
+
+// Bytes from the current position to the end of the file. Past the end it is below zero, a huge number: the feeders and
+// the seeks stand that.
+uint64_t remaining(const Stream* stream);
+
 // ---- Feeding a byte range into a digest ----
 //
 // Each feeder takes the range of size bytes at the current position and leaves the stream at its end. In identify mode
