@@ -25,9 +25,7 @@ const char* getErrorStr(int code) {
 }
 
 // Null, with an exception of the virtual machine pending, when the object cannot be made.
-jthrowable newException(JNIEnv* env, jclass exceptionClass, int code) {
-  jmethodID constructor = env->GetMethodID(exceptionClass, "<init>", "(ILjava/lang/String;)V");
-  if (constructor == nullptr) return nullptr;
+jthrowable newException(JNIEnv* env, jclass exceptionClass, jmethodID constructor, int code) {
   jstring message = env->NewStringUTF(getErrorStr(code));
   if (message == nullptr) return nullptr;
   jobject exception = env->NewObject(exceptionClass, constructor, jint{code}, message);
@@ -35,17 +33,22 @@ jthrowable newException(JNIEnv* env, jclass exceptionClass, int code) {
   return static_cast<jthrowable>(exception);
 }
 
+// Throws nothing, not even what the virtual machine says of it, where the class or its constructor is missing.
 void fireException(JNIEnv* env, const char* className, int code) {
   jclass exceptionClass = env->FindClass(className);
-  if (exceptionClass == nullptr) return;
-  jthrowable exception = newException(env, exceptionClass, code);
+  jmethodID constructor = nullptr;
+  if (exceptionClass != nullptr) constructor = env->GetMethodID(exceptionClass, "<init>", "(ILjava/lang/String;)V");
+  if (constructor != nullptr) {
+    jthrowable exception = newException(env, exceptionClass, constructor, code);
+    if (exception != nullptr) env->Throw(exception);
+    env->DeleteLocalRef(exception);
+  } else {
+    env->ExceptionClear();
+  }
   env->DeleteLocalRef(exceptionClass);
-  if (exception == nullptr) return;
-  env->Throw(exception);
-  env->DeleteLocalRef(exception);
 }
 
-// How every native ends: true when it may return result to Java, false when it has thrown. An exception that the stream
+// How every native ends: true when it may return result to Java, false when it has failed. An exception that the stream
 // left decides before the result does, so a stream that cannot be closed fails a call whose result is 0.
 bool endCall(JNIEnv* env, int result) {
   if (jthrowable pending = env->ExceptionOccurred()) {

@@ -39,9 +39,13 @@ class KeepErrno {
 
 JniInfo* infoOf(void* handle) { return static_cast<JniInfo*>(handle); }
 
-// What skip() claims is not to be trusted, so the sum may wrap.
+// What skip() claims and the size that a caller states are not to be trusted, so sums and differences may wrap.
 void advance(JniInfo* info, int64_t count) {
   info->position = static_cast<int64_t>(static_cast<uint64_t>(info->position) + static_cast<uint64_t>(count));
+}
+
+int64_t remainingOf(const JniInfo* info) {
+  return static_cast<int64_t>(static_cast<uint64_t>(info->size) - static_cast<uint64_t>(info->position));
 }
 
 // Copies count bytes out of the transfer array. false when the virtual machine has no memory for that.
@@ -144,9 +148,8 @@ int my_close(void* handle) {
   const KeepErrno keepErrno;
   JniInfo* info = infoOf(handle);
   JNIEnv* env = info->env;
-  if (isExcetpionOccured(info) == 0 && info->size > info->position) {
-    my_seek(static_cast<int64_t>(static_cast<uint64_t>(info->size) - static_cast<uint64_t>(info->position)), 1, info);
-  }
+  const int64_t remaining = remainingOf(info);
+  if (isExcetpionOccured(info) == 0 && remaining > 0) my_seek(remaining, 1, info);
   jthrowable earlier = env->ExceptionOccurred();
   if (earlier != nullptr) env->ExceptionClear();
   env->CallVoidMethod(info->stream, info->methodIds[kClose]);

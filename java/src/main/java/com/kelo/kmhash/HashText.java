@@ -195,7 +195,7 @@ public final class HashText {
     /**
      * Returns the kind of file.
      *
-     * @return {@code PHOTO}, {@code VIDEO}, {@code AUDIO} or {@code UNKWN}
+     * @return {@code PHOTO}, {@code VIDEO}, {@code AUDIO}, {@code OTHER} (a few ASF files) or {@code UNKWN} (quick hashes)
      */
     public String getFileType() {
         return label(8, 18);

@@ -6,8 +6,9 @@ package com.kelo.kmhash;
  */
 public class KeloMediaHashException extends Exception {
     /**
-     * The hash was complete, but the stream threw, as a rule from its {@code close}. Such a call fails all the same,
-     * with this code or, when it would have returned a positive number, with that number as its code.
+     * The stream threw, as a rule from its {@code close}, though the analysis did without what it withheld. Such a call
+     * fails all the same, with this code or, when it would have returned a positive number, with that number as its
+     * code.
      */
     public static final int HASHCREATE_SUCCESS = 0;
 
@@ -62,7 +63,6 @@ public class KeloMediaHashException extends Exception {
     private static final long serialVersionUID = 1L;
 
     private final int code;
-    private final String name;
 
     /**
      * Describes a failure.
@@ -71,33 +71,37 @@ public class KeloMediaHashException extends Exception {
      * @param name the code's name, such as {@code HASHCREATE_READ_ERROR}
      */
     public KeloMediaHashException(int code, String name) {
-        super(describe(code) + " (" + name + ", " + code + ")");
+        super(name);
         this.code = code;
-        this.name = name;
     }
 
     /**
      * Returns the result code.
      *
-     * @return one of the constants of this class; or a positive number, the answer of a {@code compareHash} or {@code
-     *     getAlgorithmId} that was complete when the stream threw
+     * @return one of the constants of this class; or a positive number, the answer that a {@code compareHash} or {@code
+     *     getAlgorithmId} would have given had the stream not thrown
      */
     public int getCode() {
         return code;
     }
 
     /**
-     * Returns the name of the result code.
+     * Returns the name of the result code, which is the message too.
      *
      * @return such as {@code HASHCREATE_READ_ERROR}; {@code HASHCREATE_ERROR} for a code that has no name
      */
     public String getName() {
-        return name;
+        return getMessage();
     }
 
-    private static String describe(int code) {
+    /**
+     * Returns the failure in words.
+     *
+     * @return such as {@code "The file ends too early"}, in English
+     */
+    public String getDescription() {
         if (code >= HASHCREATE_SUCCESS) {
-            return "The stream failed after its hash was complete";
+            return "The stream failed";
         }
         switch (code) {
             case HASHCREATE_FILE_NOTFOUND:
@@ -123,5 +127,15 @@ public class KeloMediaHashException extends Exception {
             default:
                 return "The file could not be hashed";
         }
+    }
+
+    /**
+     * Returns the failure in words, its name and its code, behind the name of the class.
+     *
+     * @return one line
+     */
+    @Override
+    public String toString() {
+        return getClass().getName() + ": " + getDescription() + " (" + getName() + ", " + code + ")";
     }
 }

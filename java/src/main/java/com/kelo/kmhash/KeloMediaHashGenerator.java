@@ -25,10 +25,10 @@ import java.util.Locale;
  * unsigned.
  *
  * <p><b>Failures.</b> A method either returns or throws a {@link KeloMediaHashException} with one of the codes that it
- * lists. A stream's own exception never comes through: the code tells how far the analysis got, and a stream that threw
- * when all was done (from {@code close}, say) gives {@code HASHCREATE_SUCCESS}, or the positive number that would
- * have been returned. Only what {@code skip} throws counts as no more than a skip that failed, and a few of those do
- * no harm.
+ * lists. A stream's own exception never comes through: the code tells how far the analysis got. A stream that threw
+ * where the analysis did without what it withheld (an optional part of the file, or {@code close}) gives {@code
+ * HASHCREATE_SUCCESS}, or the positive number that would have been returned. Only what {@code skip} throws counts as no
+ * more than a skip that failed, and a few of those do no harm.
  *
  * <p><b>Threads.</b> Every method may run on any number of threads at once. A stream is used on the calling thread only
  * and must not be used by others meanwhile.
@@ -64,7 +64,7 @@ public final class KeloMediaHashGenerator {
      * @return the hash text, 128 characters
      * @throws KeloMediaHashException with the code
      *     <ul>
-     *       <li>{@code HASHCREATE_SUCCESS} when the stream threw though the hash was complete;
+     *       <li>{@code HASHCREATE_SUCCESS} when the stream threw and the analysis did without;
      *       <li>{@code HASHCREATE_FILE_NOTFOUND} when the stream cannot be used, or a directory of TIFF entries is
      *           out of place;
      *       <li>{@code HASHCREATE_FORMAT_ERROR} when the file's structure breaks its format's rules;
@@ -102,7 +102,7 @@ public final class KeloMediaHashGenerator {
      * @param size the file's exact size in bytes
      * @return the algorithm id that the file's hash has, 1 to 14; see {@link HashText.Algorithm}
      * @throws KeloMediaHashException with any code of {@link #createHash}, {@code HASHCREATE_INVALID_HASH} for a file
-     *     that succeeds without labels, or the id as its code when the stream threw though the id was found
+     *     that succeeds without labels, or the id as its code when the stream threw and the analysis did without
      */
     public static native int getAlgorithmId(InputStream in, long size) throws KeloMediaHashException;
 
@@ -119,7 +119,7 @@ public final class KeloMediaHashGenerator {
      * @throws KeloMediaHashException with any code of {@link #createHash} ({@code HASHCREATE_INVALID_PARAM} also when
      *     {@code hash} is null, and then the stream is not closed), or {@code HASHCREATE_INVALID_HASH} when
      *     {@code hash} is no hash text, in which case the stream is neither read nor closed, or the sum of the flags as
-     *     its code when the stream threw though the comparison was complete
+     *     its code when the stream threw and the analysis did without
      */
     public static native int compareHash(InputStream in, long size, String hash) throws KeloMediaHashException;
 

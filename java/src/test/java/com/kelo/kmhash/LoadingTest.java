@@ -9,15 +9,14 @@ import java.nio.file.*;
 import javax.tools.ToolProvider;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
+import org.junit.jupiter.params.ParameterizedTest;
+import org.junit.jupiter.params.provider.ValueSource;
 
 /** Loads the classes, or others of their names, in class loaders of their own. */
 class LoadingTest {
-    /** The generator hands itself over as a stream, which only the native side can refuse. */
-    private static final String CLASSES = """
+    /** Hands itself over as a stream, which only the native side can refuse. */
+    private static final String GENERATOR = """
             package com.kelo.kmhash;
-            class KeloMediaHashException extends RuntimeException {
-                KeloMediaHashException(int code, String name) { super(name + " " + code); }
-            }
             class KeloMediaHashGenerator {
                 public int available() { return 1; }
                 public int read(byte[] bytes, int from, int count) { return count; }
@@ -31,6 +30,13 @@ class LoadingTest {
             }
             """;
 
+    /** With the type of its constructor's first argument. */
+    private static final String EXCEPTION = """
+            class KeloMediaHashException extends RuntimeException {
+                KeloMediaHashException(%s code, String name) { super(name + " " + code); }
+            }
+            """;
+
     @TempDir
     Path folder;
 
@@ -39,16 +45,26 @@ class LoadingTest {
         return Class.forName("com.kelo.kmhash.KeloMediaHashGenerator", true, loader);
     }
 
-    @Test
-    void whatOnlyLooksLikeAStreamCannotBeOpened() throws Exception {
-        Path source = Files.writeString(folder.resolve("Classes.java"), CLASSES);
+    private String hash(String classes) throws Exception {
+        Path source = Files.writeString(folder.resolve("Classes.java"), classes);
         assertEquals(0, ToolProvider.getSystemJavaCompiler().run(null, null, null, "-d", folder + "", source + ""));
         File libraries = new File(KeloMediaHashGenerator.class.getResource("native").toURI()).listFiles()[0];
         String copy = Files.copy(libraries.listFiles()[0].toPath(), folder.resolve("library")).toString();
         Method hash = load().getDeclaredMethod("hash", String.class);
         hash.setAccessible(true);
-        var failure = assertThrows(InvocationTargetException.class, () -> hash.invoke(null, copy));
+        return (String) hash.invoke(null, copy);
+    }
+
+    @Test
+    void whatOnlyLooksLikeAStreamCannotBeOpened() {
+        var failure = assertThrows(InvocationTargetException.class, () -> hash(GENERATOR + EXCEPTION.formatted("int")));
         assertEquals("HASHCREATE_FILE_NOTFOUND -1", failure.getCause().getMessage());
+    }
+
+    @ParameterizedTest
+    @ValueSource(strings = {"", "char"})
+    void nothingIsThrownWithoutTheExceptionOrItsConstructor(String argument) throws Exception {
+        assertNull(hash(GENERATOR + (argument.isEmpty() ? "" : EXCEPTION.formatted(argument))));
     }
 
     @Test

@@ -13,6 +13,7 @@ final class TestStream extends FilterInputStream {
     int readThatThrows, skipThatThrows, closeThatThrows;
 
     int readCalls, skipCalls, closeCalls;
+    long leastSkip = Long.MAX_VALUE;
     final byte[] bytes;
 
     TestStream(byte[] bytes) {
@@ -35,6 +36,7 @@ final class TestStream extends FilterInputStream {
 
     @Override
     public long skip(long count) throws IOException {
+        leastSkip = Math.min(leastSkip, count);
         if (++skipCalls == skipThatThrows) throw new IOException("skip");
         long claimed = skips.applyAsLong(count);
         long skipped = in.skip(Math.min(claimed, count));
