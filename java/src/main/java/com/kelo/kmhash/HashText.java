@@ -60,7 +60,7 @@ public final class HashText {
         }
     }
 
-    /** What made a hash. A constant's place is its id; QUICK's is 255. */
+    /** What made a hash, by the name that the library has for it. */
     public enum Algorithm {
         /** None that this version knows. */
         UNKNOWN,
@@ -93,10 +93,19 @@ public final class HashText {
         /** FLAC audio. */
         FLAC,
         /** Any file, by its size and bytes. */
-        QUICK
+        QUICK;
+
+        private static Algorithm ofId(int id) {
+            String name = Natives.algorithmName(id);
+            for (Algorithm algorithm : values()) {
+                if (algorithm.name().equals(name)) {
+                    return algorithm;
+                }
+            }
+            return UNKNOWN;
+        }
     }
 
-    private static final int QUICK_ID = 255;
     private static final Pattern SHAPE = Pattern.compile("[0-9]{8}[0-9A-Fa-f]{120}");
 
     private final String text;
@@ -216,11 +225,7 @@ public final class HashText {
      * @return the algorithm, {@link Algorithm#UNKNOWN} for an id that this version does not know
      */
     public Algorithm getAlgorithm() {
-        int id = getAlgorithmId();
-        if (id == QUICK_ID) {
-            return Algorithm.QUICK;
-        }
-        return id < Algorithm.QUICK.ordinal() ? Algorithm.values()[id] : Algorithm.UNKNOWN;
+        return Algorithm.ofId(getAlgorithmId());
     }
 
     /**
@@ -321,9 +326,13 @@ public final class HashText {
 
     private static HashText ofNative(String text) throws KeloMediaHashException {
         if (!SHAPE.matcher(text).matches()) {
-            throw new KeloMediaHashException(KeloMediaHashException.HASHCREATE_INVALID_HASH, "HASHCREATE_INVALID_HASH");
+            throw failure(KeloMediaHashException.HASHCREATE_INVALID_HASH);
         }
         return new HashText(text);
+    }
+
+    private static KeloMediaHashException failure(int code) {
+        return new KeloMediaHashException(code, Natives.resultName(code));
     }
 
     private String label(int from, int to) {

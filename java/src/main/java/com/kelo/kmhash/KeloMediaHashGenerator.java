@@ -207,7 +207,7 @@ public final class KeloMediaHashGenerator {
 
     // ---- Loading ----
 
-    private static void loadFromJar(UnsatisfiedLinkError notInstalled) {
+    static void loadFromJar(UnsatisfiedLinkError notInstalled) {
         String system = systemName();
         String resource = "native/" + system + "/" + System.mapLibraryName(LIBRARY);
         String failure;

@@ -2,11 +2,12 @@ package com.kelo.kmhash;
 
 import static org.junit.jupiter.api.Assertions.*;
 
-import com.kelo.kmhash.HashText.Difference;
+import com.kelo.kmhash.HashText.*;
 import com.kelo.kmhash.KeloMediaHashGeneratorTest.Media;
 import java.io.FileNotFoundException;
+import java.lang.reflect.Field;
 import java.nio.file.*;
-import java.util.EnumSet;
+import java.util.*;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
 
@@ -25,11 +26,25 @@ class HashTextTest {
         assertEquals("12.34 PHOTO PNG  3", hash.getMajorVersion() + "." + hash.getMinorVersion() + " "
                 + hash.getFileType() + " " + hash.getFormatType() + " " + hash.getAlgorithmId());
         assertEquals(TEXT.substring(18, 98), hash.getContent() + hash.getMeta());
-        assertEquals("PNG FLAC UNKNOWN QUICK", hash.getAlgorithm() + " " + with(114, "0e").getAlgorithm() + " "
-                + with(114, "0F").getAlgorithm() + " " + with(114, "FF").getAlgorithm());
         for (String other : new String[] {"", TEXT + "0", "A" + TEXT.substring(1), TEXT.substring(1) + "\0"}) {
             assertThrows(IllegalArgumentException.class, () -> HashText.parse(other), other);
         }
+    }
+
+    /** The library has the names; the enumeration and the constants of the exception have them once more. */
+    @Test
+    void namesAreTheLibrarys() throws Exception {
+        Set<String> names = new TreeSet<>(Set.of("UNKNOWN"));
+        for (int id = 0; id < 256; id++) {
+            String name = Natives.algorithmName(id);
+            Algorithm algorithm = with(114, String.format("%02x", id)).getAlgorithm();
+            assertEquals(name == null ? "UNKNOWN" : name, algorithm.name());
+            names.add(algorithm.name());
+        }
+        assertEquals(Algorithm.values().length, names.size());
+        Map<Integer, String> codes = new TreeMap<>();
+        for (Field field : KeloMediaHashException.class.getFields()) codes.put(field.getInt(null), field.getName());
+        for (int code = -300; code < 10; code++) assertEquals(Natives.resultName(code), codes.get(code));
     }
 
     @Test
