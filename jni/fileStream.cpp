@@ -134,3 +134,23 @@ ResultCode c_set_buffer(Stream* stream, uint8_t* storage, uint32_t size) {
   stream->currentPosition = start;
   return HASHCREATE_SUCCESS;
 }
+
+// ---- Slices ----
+
+SliceScope::SliceScope(Stream* whole, uint64_t size)
+    : stream(whole), base(c_ftell(whole)), total(c_get_file_size(whole)) {
+  ++stream->nestingDepth;
+  c_set_file_size(stream, size);
+  c_set_file_current_file_pos(stream, 0);
+  ReadBuffer* rb = &stream->readBuffer;
+  set_read_buff_length(rb, get_read_buff_remain(rb));
+  set_read_buff_startPosition(rb, 0);
+}
+
+SliceScope::~SliceScope() {
+  --stream->nestingDepth;
+  c_set_file_size(stream, total);
+  reset_read_buff(&stream->readBuffer);
+  set_read_buff_invalid_flag(&stream->readBuffer, 1);
+  c_set_file_current_file_pos(stream, base + c_ftell(stream));
+}

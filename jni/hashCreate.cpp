@@ -49,47 +49,30 @@ int versionOf(uint32_t id, int (*Algorithm::*getter)(uint32_t)) {
 
 // Tries the rest of a file that begins with zero bytes. The rest begins with another byte, so this happens once.
 ResultCode retryBehindZeros(Stream* stream, Labels* labels) {
-  uint8_t storage[kReadBufferSize];
+  BufferScope buffer(stream);
   uint32_t skipped = 0;
-  ResultCode result = kmhNullSkip(stream, storage, sizeof(storage), &skipped);
-  if (result != HASHCREATE_SUCCESS || skipped == 0) {
-    result = HASHCREATE_NON_SUPPORTED;
-  } else {
-    result = reentrantCallCreateHash(stream, labels, nullptr, 0);
-  }
-  drop_read_buff_storage(&stream->readBuffer, storage);
-  return result;
+  const ResultCode rc = kmhNullSkip(stream, buffer.storage, sizeof(buffer.storage), &skipped);
+  if (rc != HASHCREATE_SUCCESS || skipped == 0) return HASHCREATE_NON_SUPPORTED;
+  return reentrantCallCreateHash(stream, labels, nullptr, 0);
 }
 
-// Makes the size bytes at base, whose beginning is buffered, look like a whole file; puts the real one back.
-ResultCode analyzeSlice(Stream* stream, Labels* labels, Analyzer analyzer, uint64_t base, uint64_t size) {
-  const uint64_t total = c_get_file_size(stream);
-  ReadBuffer* rb = &stream->readBuffer;
-  c_set_file_size(stream, size);
-  c_set_file_current_file_pos(stream, 0);
-  set_read_buff_length(rb, get_read_buff_remain(rb));
-  set_read_buff_startPosition(rb, 0);
-
-  const ResultCode result = analyzer != nullptr ? analyzer(stream, labels) : execAlgorithm(stream, labels);
-
-  c_set_file_size(stream, total);
-  reset_read_buff(rb);
-  c_set_file_current_file_pos(stream, base + c_ftell(stream));
-  return result;
+ResultCode analyzeSlice(Stream* stream, Labels* labels, Analyzer analyzer, uint64_t size) {
+  const SliceScope slice(stream, size);
+  return analyzer != nullptr ? analyzer(stream, labels) : execAlgorithm(stream, labels);
 }
 
 // ---- One call ----
 
-ResultCode analyzeFile(Stream* stream, Labels* labels, uint8_t* firstBuffer, const char* path,
-                       const KmhashFileCallbacks* callbacks) {
+ResultCode analyzeFile(Stream* stream, Labels* labels, const char* path, const KmhashFileCallbacks* callbacks) {
   resetContentSha1(stream);
   resetMetaSha1(stream);
   if (c_init_callback(stream, callbacks) != 0) return HASHCREATE_INVALID_PARAM;
   if (c_open(stream, path) != 0) return HASHCREATE_FILE_NOTFOUND;
   if (c_fsize(stream, path) != 0) return HASHCREATE_INVALID_PARAM;
   if (c_get_file_size(stream) == 0) return HASHCREATE_NON_SUPPORTED;
+  BufferScope buffer(stream);
   clear_read_buff(&stream->readBuffer);
-  if (const ResultCode rc = c_set_buffer(stream, firstBuffer, kReadBufferSize)) return rc;
+  if (const ResultCode rc = c_set_buffer(stream, buffer.storage, sizeof(buffer.storage))) return rc;
   return stream->hashMode == KMHASH_MODE_QUICK ? createHash_QUICK(stream, labels) : execAlgorithm(stream, labels);
 }
 
@@ -110,21 +93,12 @@ ResultCode execAlgorithm(Stream* stream, Labels* labels) {
 
 ResultCode reentrantCallCreateHash(Stream* stream, Labels* labels, Analyzer analyzer, uint64_t size) {
   if (stream->nestingDepth >= kMaxNesting) return HASHCREATE_FORMAT_ERROR;
-  const uint64_t base = c_ftell(stream);
-  const uint64_t total = c_get_file_size(stream);
-  if (size == 0) size = total - base;
-  uint8_t storage[kReadBufferSize];
+  BufferScope buffer(stream);
   // An empty or unreadable slice is success on purpose: an ID3 tag with nothing after it has a hash.
-  if (c_set_buffer(stream, storage, sizeof(storage)) != HASHCREATE_SUCCESS) return HASHCREATE_SUCCESS;
-
-  ++stream->nestingDepth;
-  const ResultCode result = analyzeSlice(stream, labels, analyzer, base, size);
-  --stream->nestingDepth;
+  if (c_set_buffer(stream, buffer.storage, sizeof(buffer.storage)) != HASHCREATE_SUCCESS) return HASHCREATE_SUCCESS;
+  const ResultCode result = analyzeSlice(stream, labels, analyzer, size != 0 ? size : remaining(stream));
   DEBUG_LOG("%s:done(%d)\n", __func__, result);
-
-  drop_read_buff_storage(&stream->readBuffer, storage);
-  set_read_buff_invalid_flag(&stream->readBuffer, 1);
-  if (c_ftell(stream) < total) seekTo(stream, total);
+  if (remaining(stream) != 0) seekTo(stream, c_get_file_size(stream));
   return result;
 }
 
@@ -149,10 +123,9 @@ int createHashEx(const char* path, char* out, uint32_t outSize, const KmhashFile
   if (outSize < KMHASH_TEXT_SIZE || path == nullptr || out == nullptr) return HASHCREATE_INVALID_PARAM;
   Stream stream = {};
   Labels labels = {};
-  uint8_t firstBuffer[kReadBufferSize] = {};
   stream.hashMode = mode;
 
-  ResultCode result = analyzeFile(&stream, &labels, firstBuffer, path, callbacks);
+  ResultCode result = analyzeFile(&stream, &labels, path, callbacks);
   c_close(&stream);
   if (result == HASHCREATE_SUCCESS) result = resultSha1(&stream);
   if (result == HASHCREATE_SUCCESS) result = outputHash(&stream, &labels, out, outSize);

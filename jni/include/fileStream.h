@@ -23,7 +23,7 @@ struct Stream {
   uint64_t fileSize;         // what the stream believes; a slice overwrites it
   uint64_t currentPosition;  // offset of the next byte to be delivered
   int32_t hashMode;          // KMHASH_MODE_*
-  uint32_t nestingDepth;     // reentrant calls that are active
+  uint32_t nestingDepth;     // slices within slices
 };
 
 inline constexpr int kSeekAbsolute = 0;
@@ -60,6 +60,30 @@ ResultCode c_hybrid_seek(Stream* stream, uint64_t offset, int whence);
 // they are buffered already. 0, HASHCREATE_REACH_EOF, HASHCREATE_INVALID_PARAM (position past the end), or a read's
 // code.
 ResultCode c_set_buffer(Stream* stream, uint8_t* storage, uint32_t size);
+
+// Storage lent to the read buffer: pass it to c_set_buffer. When the scope ends, the buffer delivers nothing of it any
+// more; only its positions stay known.
+struct BufferScope {
+  explicit BufferScope(Stream* borrower) : stream(borrower) {}
+  BufferScope(const BufferScope&) = delete;
+  ~BufferScope() { drop_read_buff_storage(&stream->readBuffer, storage); }
+
+  Stream* stream;
+  uint8_t storage[kReadBufferSize] = {};
+};
+
+// While the scope lasts, the size bytes from the current position on, whose beginning is buffered, look like a whole
+// file. Afterwards the stream has its own size again and stands where the slice was left, at most at the file's end,
+// with nothing buffered that a read would deliver.
+struct SliceScope {
+  SliceScope(Stream* whole, uint64_t size);
+  SliceScope(const SliceScope&) = delete;
+  ~SliceScope();
+
+  Stream* stream;
+  uint64_t base;
+  uint64_t total;
+};
 
 // c_hybrid_read and c_hybrid_seek with results as codes: 0 when all of count was read, else errno when the C library
 // set it, else HASHCREATE_READ_ERROR; for a seek HASHCREATE_SEEK_ERROR likewise, also for a negative offset.
