@@ -143,7 +143,7 @@ int createQuickFileHash(const char* path, char* out, uint32_t outSize, const Kmh
 int getAlgorithmId(const char* path, const KmhashFileCallbacks* callbacks) {
   char text[KMHASH_TEXT_SIZE] = {};
   if (const int rc = createHashEx(path, text, sizeof(text), callbacks, KMHASH_MODE_IDENTIFY)) return rc;
-  return getAlgorithmIdFromHashStr(text);
+  return getAlgorithmIdFromOwnText(text);
 }
 
 int compareHash(const char* path, const char* storedHash, const KmhashFileCallbacks* callbacks) {
@@ -152,7 +152,7 @@ int compareHash(const char* path, const char* storedHash, const KmhashFileCallba
   char text[KMHASH_TEXT_SIZE] = {};
   const auto create = id == KMHASH_ALGORITHM_QUICK ? createQuickFileHash : createHash;
   if (const int rc = create(path, text, sizeof(text), callbacks)) return rc;
-  return compareTwoHash(storedHash, text);
+  return compareWithOwnText(storedHash, text);
 }
 
 int compareBetweenHash(const char* hashA, const char* hashB) { return compareTwoHash(hashA, hashB); }

@@ -61,13 +61,25 @@ void toBigEndian(uint64_t value, uint8_t bytes[8]) {
   for (int i = 0; i < 8; ++i) bytes[i] = static_cast<uint8_t>(value >> (56 - 8 * i));
 }
 
-char characterAt(const char* text, uint32_t index) { return strnlen(text, index + 1) > index ? text[index] : '\0'; }
-
 // The text's first 128 characters, as if NULs followed its end.
 struct PaddedText {
   char characters[kTextLength] = {};
   explicit PaddedText(const char* text) { std::memcpy(characters, text, strnlen(text, kTextLength)); }
 };
+
+int algorithmIdAt(const char* characters) {
+  const char* digits = characters + kAlgorithmId.offset;
+  return 16 * hex2int(digits[0]) + hex2int(digits[1]);
+}
+
+int compareCharacters(const char* left, const char* right) {
+  int different = 0;
+  for (const Comparison& row : kComparisons) {
+    const uint32_t offset = row.field.offset;
+    if (std::memcmp(left + offset, right + offset, row.field.length) != 0) different |= row.flag;
+  }
+  return different;
+}
 
 }  // namespace
 
@@ -194,22 +206,25 @@ int getAlgorithmMinorVersionFromHashStr(const char* text) {
 
 int getAlgorithmIdFromHashStr(const char* text) {
   if (const ResultCode rc = isHash(text)) return rc;
-  return 16 * hex2int(characterAt(text, kAlgorithmId.offset)) + hex2int(characterAt(text, kAlgorithmId.offset + 1));
+  return algorithmIdAt(PaddedText(text).characters);
+}
+
+int getAlgorithmIdFromOwnText(const char* text) {
+  if (const ResultCode rc = isHash(text)) return rc;
+  return algorithmIdAt(text);
 }
 
 int compareTwoHash(const char* a, const char* b) {
   if (a == nullptr || b == nullptr) return HASHCREATE_INVALID_PARAM;
   if (const ResultCode rc = isHash(a)) return rc;
   if (const ResultCode rc = isHash(b)) return rc;
+  return compareCharacters(PaddedText(a).characters, PaddedText(b).characters);
+}
 
-  const PaddedText left(a);
-  const PaddedText right(b);
-  int different = 0;
-  for (const Comparison& row : kComparisons) {
-    const uint32_t offset = row.field.offset;
-    if (std::memcmp(left.characters + offset, right.characters + offset, row.field.length) != 0) different |= row.flag;
-  }
-  return different;
+int compareWithOwnText(const char* text, const char* own) {
+  if (const ResultCode rc = isHash(text)) return rc;
+  if (const ResultCode rc = isHash(own)) return rc;
+  return compareCharacters(PaddedText(text).characters, own);
 }
 
 int hex2int(char digit) {

@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "hashCreate.h"
+#include "jpegBytes.h"
 #include "openStream.h"
 
 using namespace support;
@@ -105,6 +106,24 @@ TEST(Interface, CompareHashesAgainInTheModeOfTheStoredHash) {
   EXPECT_EQ(compareHash(normal.path(), kHash, callbacks()), HASHCREATE_NON_SUPPORTED);
   EXPECT_EQ(compareHash(unopened.path(), "no hash", callbacks()), HASHCREATE_INVALID_HASH);
   EXPECT_EQ(unopened.calls, std::vector<Call>{});
+}
+
+// Camera raw files whose source gives up before the preview: all labels are set but the file type.
+TEST(Interface, OwnTextsAreReadBehindTheirNuls) {
+  const auto rawFile = [](uint8_t seed) {
+    MemoryFile file(header(false, 100).pattern(92, seed) + ifd(false, {{513, 4, 1, 400}, {514, 4, 1, 300}}) +
+                    Bytes(70));
+    file.statedSize = 1000;
+    return file;
+  };
+  MemoryFile one = rawFile(1), other = rawFile(2), again = one;
+  const std::string stored = hashOf(one).text;
+  EXPECT_EQ(stored.substr(0, 18), "00030000" + std::string(10, '\0'));
+  one.position = 0;
+  EXPECT_EQ(getAlgorithmId(one.path(), callbacks()), KMHASH_ALGORITHM_RAW);
+  for (MemoryFile* file : {&other, &again}) {
+    EXPECT_EQ(compareHash(file->path(), stored.c_str(), callbacks()), 1 + 2 + 4 + 16);
+  }
 }
 
 TEST(HashText, ComparisonLooksAtTheseFieldsOnly) {

@@ -70,6 +70,11 @@ int getAlgorithmIdFromHashStr(const char* text);
 // Difference flags, or HASHCREATE_INVALID_PARAM (a null text) or HASHCREATE_INVALID_HASH.
 int compareTwoHash(const char* a, const char* b);
 
+// The same of a text that outputHash has just written: all of its 128 characters count, where a text that was handed in
+// ends at its NUL. A label that was never set leaves NULs in front of the digests.
+int getAlgorithmIdFromOwnText(const char* text);
+int compareWithOwnText(const char* text, const char* own);
+
 int hex2int(char digit);  // 0 for anything but a hex digit
 
 // Decodes length hex digits. HASHCREATE_INVALID_PARAM for a null pointer, an odd length, a destination without room

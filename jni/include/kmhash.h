@@ -19,10 +19,12 @@
  *       98  16 hex digits       format type, 8 bytes, padded with zero bytes
  *      114   2 hex digits       algorithm id
  *      116  12 zeros            filler
- *    Hex digits are upper case. A few degenerate files (an ID3 tag with nothing after it, a TIFF without a directory)
- *    succeed without labels: the characters of a label that was never set are NUL. Store all 128 bytes.
- *    A text handed in is read up to its NUL or to character 127, whichever comes first; one without a version, as such
- *    files have, is HASHCREATE_INVALID_HASH.
+ *    Hex digits are upper case. The characters of a label that was never set are NUL: of all four, version and
+ *    algorithm id included, in a few degenerate files that succeed all the same (an ID3 tag with nothing after it, a
+ *    TIFF without a directory); of the file type alone in a camera raw file whose preview the source did not deliver.
+ *    Store all 128 bytes. A text handed in is read up to its NUL or to character 127, whichever comes first. So one
+ *    without a version is HASHCREATE_INVALID_HASH, and one without a file type is nothing but its version: it differs
+ *    from every whole text, also in compareHash with its own file.
  * 3. Failure. The output buffer is written on success only; on failure it is left untouched.
  * 4. Ownership. The library keeps no pointer beyond the call and frees nothing that it was given. Texts and tables
  *    passed in stay the caller's. Nothing is returned that must be freed.
