@@ -18,7 +18,7 @@ TEST(Exports, AreTheInterfaceAndNothingElse) {
     if (KMHASH_WITH_JNI) old.insert(std::string("Java_com_kelo_kmhash_KeloMediaHashGenerator_") + name);
   }
   std::set<std::string> expected = {"kmhashAlgorithmName@@KMHASH_5_4", "kmhashResultName@@KMHASH_5_4"};
-  for (const char* name : {"algorithmName", "resultName"}) {
+  for (const char* name : {"algorithmName", "resultName", "createHash", "compareHash"}) {
     if (KMHASH_WITH_JNI) expected.insert(std::string("Java_com_kelo_kmhash_Natives_") + name + "@@KMHASH_5_4");
   }
   for (const std::string& name : old) expected.insert(name + "@@KMHASH_5");

@@ -106,6 +106,10 @@ public final class HashText {
         }
     }
 
+    private static final int MODE_NORMAL = 0;
+    private static final int MODE_QUICK = 1;
+    private static final int UNREADABLE = KeloMediaHashException.HASHCREATE_FILE_NOTFOUND;
+    private static final int LENGTH = 128;
     private static final Pattern SHAPE = Pattern.compile("[0-9]{8}[0-9A-Fa-f]{120}");
 
     private final String text;
@@ -140,7 +144,7 @@ public final class HashText {
      *     that succeeds without labels
      */
     public static HashText of(Path file) throws IOException, KeloMediaHashException {
-        return with(file, HashText::of);
+        return hash(file, MODE_NORMAL, HashText::of);
     }
 
     /**
@@ -165,7 +169,7 @@ public final class HashText {
      * @throws KeloMediaHashException with any code of {@code createQuickFileHash}
      */
     public static HashText quickOf(Path file) throws IOException, KeloMediaHashException {
-        return with(file, HashText::quickOf);
+        return hash(file, MODE_QUICK, HashText::quickOf);
     }
 
     /**
@@ -293,7 +297,14 @@ public final class HashText {
      * @throws KeloMediaHashException with any code of {@code createHash}
      */
     public EnumSet<Difference> differencesTo(Path file) throws IOException, KeloMediaHashException {
-        return with(file, (in, size) -> Difference.ofFlags(KeloMediaHashGenerator.compareHash(in, size, text)));
+        byte[] path = NativePath.of(file);
+        int flags = path == null ? UNREADABLE : Natives.compareHash(path, NativePath.endedByNul(text));
+        if (isUnreadable(flags)) {
+            flags = with(file, (in, size) -> KeloMediaHashGenerator.compareHash(in, size, text));
+        } else if (flags < 0) {
+            throw failure(flags);
+        }
+        return Difference.ofFlags(flags);
     }
 
     @Override
@@ -307,6 +318,24 @@ public final class HashText {
     }
 
     // ---- Helpers ----
+
+    private static HashText hash(Path file, int mode, Use<HashText> byStream) throws IOException, KeloMediaHashException {
+        byte[] path = NativePath.of(file);
+        byte[] text = new byte[LENGTH];
+        int code = path == null ? UNREADABLE : Natives.createHash(path, mode, text);
+        if (isUnreadable(code)) {
+            return with(file, byStream);
+        }
+        if (code < 0) {
+            throw failure(code);
+        }
+        return ofNative(new String(text, StandardCharsets.ISO_8859_1));
+    }
+
+    /** Whether the system may have refused to open or read a file, which only Java says in words. */
+    private static boolean isUnreadable(int code) {
+        return code == UNREADABLE || code == KeloMediaHashException.HASHCREATE_ERROR;
+    }
 
     private interface Use<T> {
         T use(InputStream in, long size) throws IOException, KeloMediaHashException;

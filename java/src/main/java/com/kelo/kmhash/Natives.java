@@ -21,4 +21,10 @@ final class Natives {
 
     /** The name of a result code, or null for a number that is none. */
     static native String resultName(int code);
+
+    /** Puts the 128 characters of a hash text into {@code text}; {@code mode} is one of the C interface. */
+    static native int createHash(byte[] path, int mode, byte[] text);
+
+    /** The sum of the difference flags, or a result code. */
+    static native int compareHash(byte[] path, byte[] hash);
 }

@@ -6,6 +6,7 @@ import com.kelo.kmhash.HashText.*;
 import com.kelo.kmhash.KeloMediaHashGeneratorTest.Media;
 import java.io.FileNotFoundException;
 import java.lang.reflect.Field;
+import java.net.URI;
 import java.nio.file.*;
 import java.util.*;
 import org.junit.jupiter.api.Test;
@@ -66,7 +67,19 @@ class HashTextTest {
         assertEquals(PNG.quick(), HashText.quickOf(PNG.path()).toString());
         assertEquals(EnumSet.noneOf(Difference.class), HashText.of(PNG.path()).differencesTo(PNG.path()));
         assertEquals(EnumSet.of(Difference.CONTENT, Difference.META), HashText.of(PNG.path()).differencesTo(other));
-        assertThrows(FileNotFoundException.class, () -> HashText.of(other.resolveSibling("none")));
+    }
+
+    /** One name has every kind of byte that a path can hold and its encoding may not, the others refuse to be read. */
+    @Test
+    void filesAreFoundByTheBytesOfTheirNames(@TempDir Path folder) throws Exception {
+        Path odd = Path.of(URI.create(folder.toUri() + "%25%20%C3%A4%FF.png"));
+        Files.copy(PNG.path(), odd);
+        assertEquals(TEXT, HashText.of(odd).toString());
+        assertEquals(EnumSet.noneOf(Difference.class), HashText.parse(PNG.quick()).differencesTo(odd));
+        for (Path path : List.of(folder, folder.resolve("none"))) {
+            assertThrows(FileNotFoundException.class, () -> HashText.of(path));
+            assertThrows(FileNotFoundException.class, () -> HashText.of(odd).differencesTo(path));
+        }
     }
 
     /** An ID3 tag and nothing else succeeds without labels. */
