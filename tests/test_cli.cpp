@@ -139,14 +139,14 @@ struct Program : support::InFolder {
     return {std::istreambuf_iterator<char>(file), {}};
   }
 
-  // Words of a shell command; $K is the program. Runs in the test's folder.
+  // Runs in the test's folder.
   Finished shell(const std::string& words) const {
-    const std::string command =
-        "cd '" + folder.string() + "' && K='" KMHASH_COMMAND "' && { " + words + " ; } >'.out' 2>'.err' </dev/null";
+    const std::string inFolder = "cd " + support::quoted(folder) + " && ";
+    const std::string command = support::withProgram(inFolder + "{ " + words + " ; } >'.out' 2>'.err' </dev/null");
     const int status = std::system(command.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read(".out"), read(".err")};
   }
-  Finished kmhash(const std::string& arguments) const { return shell("$K " + arguments); }
+  Finished kmhash(const std::string& arguments) const { return shell("kmhash " + arguments); }
 };
 
 Bytes photo(uint8_t seed) { return Bytes().text("anything will do: ").pattern(300, seed); }
@@ -210,7 +210,7 @@ TEST_F(Program, CheckReadsBackWhatHashWrote) {
   write("tag", Bytes().text("ID3").u24be(0x030000).u32be(100).fill(100, 0));  // no media behind it: no labels
   for (const std::string zero : {"", "--zero"}) {
     const Finished run = shell(fmt::format(
-        "for mode in '' --quick; do $K hash $mode {0} new* plain tag; done >list; $K check {0} list", zero));
+        "for mode in '' --quick; do kmhash hash $mode {0} new* plain tag; done >list; kmhash check {0} list", zero));
     const std::string each = "\\new\\nline: OK\nplain: OK\ntag: OK\n";
     EXPECT_EQ(run.out, each + each);
     EXPECT_EQ(run.err, "kmhash: list: 6 OK\n");
@@ -304,9 +304,9 @@ TEST_F(Program, TellsWrongUsage) {
 
 TEST_F(Program, TellsThatItsOutputIsLost) {
   write("a", photo(1));
-  EXPECT_EQ(shell("$K hash --quick a >/dev/full").err, "kmhash: standard output: No space left on device\n");
-  EXPECT_EQ(shell("$K hash --quick a >/dev/full").status, 1);
-  EXPECT_EQ(shell("(sleep 0.5; $K hash --quick a; echo $? >status) | true").err,
+  EXPECT_EQ(shell("kmhash hash --quick a >/dev/full").err, "kmhash: standard output: No space left on device\n");
+  EXPECT_EQ(shell("kmhash hash --quick a >/dev/full").status, 1);
+  EXPECT_EQ(shell("(sleep 0.5; kmhash hash --quick a; echo $? >status) | true").err,
             "kmhash: standard output: Broken pipe\n");
   EXPECT_EQ(read("status"), "1\n");
 }
@@ -316,7 +316,7 @@ TEST_F(Program, EndsWith130AtCtrlCAndKeepsWhatIsDone) {
   ASSERT_EQ(mkfifo((folder / "names").c_str(), 0600), 0);
   const Finished run = shell(
       "{ printf 'a\\0'; until [ -s .out ]; do sleep 0.1; done; kill -INT $(cat pid); sleep 3; } >names & "
-      "sh -c \"echo \\$\\$ >pid; exec $K hash --quick --files0-from - <names\"; status=$?; kill $!; exit $status");
+      "sh -c \"echo \\$\\$ >pid; exec kmhash hash --quick --files0-from - <names\"; status=$?; kill $!; exit $status");
   EXPECT_EQ(run.status, 130);
   EXPECT_EQ(run.out, quickLine("a", 1));
 }

@@ -32,15 +32,16 @@ std::vector<Command> commandsOf(const fs::path& document) {
 
 // The programs that a document's command may name, as they are called here; other commands, such as builds, are not
 // run.
-const std::map<std::string, std::string> kPrograms = {{"./dev run", KMHASH_COMMAND},
-                                                      {"kmhash", KMHASH_COMMAND},
-                                                      {"./example", KMHASH_EXAMPLES "/example"},
-                                                      {"./example_cpp", KMHASH_EXAMPLES "/example_cpp"}};
+const std::map<std::string, std::string> kPrograms = {
+    {"./dev run", "kmhash"},
+    {"kmhash", "kmhash"},
+    {"./example", support::quoted(KMHASH_EXAMPLES "/example")},
+    {"./example_cpp", support::quoted(KMHASH_EXAMPLES "/example_cpp")}};
 
-TEST(Documents, ShowWhatTheCommandsPrint) {
+struct Documents : support::InFolder {};
+
+TEST_F(Documents, ShowWhatTheCommandsPrint) {
   const fs::path source = KMHASH_SOURCE_DIR;
-  const fs::path folder = fs::path(testing::TempDir()) / "kmhash-documents";
-  fs::remove_all(folder);
   fs::create_directories(folder / "tests");
   fs::copy(source / "tests/media", folder / "tests/media");
   fs::current_path(folder);
@@ -53,7 +54,8 @@ TEST(Documents, ShowWhatTheCommandsPrint) {
       for (const auto& [words, program] : kPrograms) {
         if (!command.line.starts_with(words + ' ')) continue;
         const std::string called = program + command.line.substr(words.size());
-        EXPECT_EQ(support::outputOf("{ " + called + "; } 2>&1"), command.output) << document << command.line;
+        EXPECT_EQ(support::outputOf(support::withProgram("{ " + called + "; } 2>&1")), command.output)
+            << document << command.line;
         ++run;
       }
     }

@@ -282,6 +282,18 @@ void expectFormat(const Bytes& file, int algorithmId, std::string_view formatTyp
 
 // ---- The system ----
 
+std::string quoted(const std::string& word) {
+  std::string quoted = "'";
+  for (const char c : word) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
+}
+
+#ifdef KMHASH_PROGRAM_FOLDER
+std::string withProgram(const std::string& words) {
+  return "PATH=" + quoted(KMHASH_PROGRAM_FOLDER) + ":\"$PATH\"; " + words;
+}
+#endif
+
 std::string outputOf(const std::string& command) {
   std::string output;
   FILE* pipe = popen(command.c_str(), "r");

@@ -131,7 +131,9 @@ void expectFormat(const Bytes& file, int algorithmId, std::string_view formatTyp
 
 // ---- The system ----
 
-std::string outputOf(const std::string& command);  // of a shell, stdout only
+std::string quoted(const std::string& word);        // for a shell
+std::string withProgram(const std::string& words);  // for a shell, where `kmhash` is then the command as built here
+std::string outputOf(const std::string& command);   // of a shell, stdout only
 
 // A test with a folder of its own.
 struct InFolder : testing::Test {
