@@ -58,7 +58,7 @@ uint32_t c_read(Stream* stream, void* buffer, uint32_t count) {
   do {
     // When the count was cut, the last call asks for 0 bytes: callers see that call, so it stays.
     last = stream->callbacks.read(destination + total, cut - total, stream->handle);
-    last = std::min(last, cut - total);  // a callback that claims more than it was asked for
+    if (last > cut - total) last = 0;  // who claims more than he was asked for has delivered nothing
     total += last;
   } while (total < count && last != 0);
   return total;

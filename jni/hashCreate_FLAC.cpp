@@ -15,7 +15,8 @@ constexpr uint32_t kBlockHeaderSize = 4;
 constexpr uint8_t kLastBlock = 0x80;
 constexpr uint8_t kInvalidBlockType = 127;
 
-constexpr uint32_t kStreamInfoSize = 2 + 2 + 3 + 3 + 8 + 16;  // block sizes, frame sizes, sample info, MD5 of the audio
+constexpr uint32_t kStreamInfoFields[] = {2, 2, 3, 3, 8, 16};  // block sizes, frame sizes, sample info, audio's MD5
+constexpr uint32_t kStreamInfoSize = 2 + 2 + 3 + 3 + 8 + 16;
 constexpr uint32_t kSampleInfoAt = 2 + 2 + 3 + 3;
 constexpr uint32_t kMaxSampleRate = 655350;
 
@@ -61,7 +62,11 @@ uint32_t getMetadataBlockSize(const uint8_t* header) {
 ResultCode readStreamInfo(Stream* stream, const uint8_t* header) {
   if (getMetadataBlockSize(header) != kStreamInfoSize) return HASHCREATE_FORMAT_ERROR;
   uint8_t streamInfo[kStreamInfoSize];
-  if (const ResultCode rc = callbackRead(stream, streamInfo, kStreamInfoSize)) return rc;
+  uint32_t at = 0;
+  for (const uint32_t size : kStreamInfoFields) {  // sources see a read for each
+    if (const ResultCode rc = callbackRead(stream, streamInfo + at, size)) return rc;
+    at += size;
+  }
   // A block without a usable sample rate still counts as the STREAMINFO that a file must have.
   if (IsValidStreamInfo(streamInfo)) inputMetaSha1(stream, streamInfo, kStreamInfoSize);
   return HASHCREATE_SUCCESS;

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "support.h"
 
 using namespace support;
@@ -28,6 +30,13 @@ TEST(Flac, StreamInfoIsMetaAndEverythingBehindTheFirstFourFrameBytesIsContent) {
   expectFlac(flac(block(kLast | 0, streamInfo(0))), {}, kAudio);
   expectFlac(flac(block(kLast | 0, streamInfo(655351))), {}, kAudio);
   expectFlac(flac(kOnly, Bytes{0xFF, 0xFB, 0x10, 0xFF}.pattern(20001)), kInfo, Bytes().pattern(20001));
+}
+
+TEST(Flac, StreamInfoIsReadFieldByField) {
+  MemoryFile file(flac(block(1, Bytes().fill(250, 0)) + kOnly));
+  hashOf(file);
+  const std::vector<Call> fields = {{"read", 2}, {"read", 2}, {"read", 3}, {"read", 3}, {"read", 8}, {"read", 16}};
+  EXPECT_NE(std::search(file.calls.begin(), file.calls.end(), fields.begin(), fields.end()), file.calls.end());
 }
 
 TEST(Flac, Failures) {

@@ -75,13 +75,15 @@ TEST(Interface, ArgumentsAndSourcesThatFail) {
   EXPECT_EQ(codeOf([](MemoryFile& f) { f.statedSize = 0; }), HASHCREATE_NON_SUPPORTED);
   EXPECT_EQ(codeOf([](MemoryFile& f) { f.statedSize = -1; }), HASHCREATE_READ_ERROR);  // 2^64 - 1 bytes
 
-  KmhashFileCallbacks boasting = *callbacks();  // claims more than it was asked for
-  boasting.read = [](void* b, uint32_t count, void* handle) { return callbacks()->read(b, count, handle) + 9; };
-  EXPECT_EQ(createQuickFileHash(file.path(), out, 129, &boasting), 0);
-  EXPECT_EQ(out, hashOf(file.bytes, KMHASH_MODE_QUICK).text);
+  // Who claims more than he was asked for has delivered nothing.
+  KmhashFileCallbacks boasting = *callbacks();
+  boasting.read = [](void*, uint32_t count, void*) { return count + 1; };
+  EXPECT_EQ(createQuickFileHash(file.path(), out, 129, &boasting), HASHCREATE_READ_ERROR);
+  boasting.read = [](void*, uint32_t, void*) { return UINT32_MAX; };
+  EXPECT_EQ(createQuickFileHash(file.path(), out, 129, &boasting), HASHCREATE_READ_ERROR);
   MemoryFile grown(file.bytes + file.bytes);  // while it is read
   grown.statedSize = 50;
-  EXPECT_EQ(hashOf(grown, KMHASH_MODE_QUICK).text, out);
+  EXPECT_EQ(hashOf(grown, KMHASH_MODE_QUICK).text, hashOf(file.bytes, KMHASH_MODE_QUICK).text);
 }
 
 TEST(Interface, OnlyPublicCodesLeave) {

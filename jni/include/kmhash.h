@@ -126,9 +126,9 @@ typedef struct KmhashFileCallbacks {
   /* Opens what path designates. Returns a handle of the caller's choosing, or null on failure. */
   void* (*open)(const char* path);
 
-  /* Reads up to count bytes at the current position into buffer and moves past them. Returns how many were read (never
-   * more than count); fewer than count makes the library ask again for the rest, 0 means that nothing more will come.
-   * It may be called with a count of 0. */
+  /* Reads up to count bytes at the current position into buffer and moves past them. Returns how many were read: fewer
+   * than count makes the library ask again for the rest; 0 means that nothing more will come, and so does any number
+   * above count. It may be called with a count of 0. */
   uint32_t (*read)(void* buffer, uint32_t count, void* handle);
 
   /* Moves the current position by offset bytes, 1 or more; whence is always 1 (relative). Returns 0 on success, any
