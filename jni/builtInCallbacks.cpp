@@ -40,17 +40,20 @@ struct File {
   uint64_t distance = 0;    // of that read from the one before
   uint32_t samples = 0;     // how many such reads came at that distance
   bool told = false;        // the kernel knows of the samples to come
+  bool failed = false;      // the system has reported a failing read
   // Last, and the one member that open leaves as it is: most calls use little of it.
   uint8_t buffer[kBufferSize];
 };
 
 // As many of count bytes as there are; errno is set only when the system reports a failure.
-uint32_t readAt(const File* file, void* destination, uint32_t count, uint64_t position) {
+uint32_t readAt(File* file, void* destination, uint32_t count, uint64_t position) {
   if (position > static_cast<uint64_t>(std::numeric_limits<off_t>::max())) return 0;
   for (;;) {
     const ssize_t n = ::pread(file->descriptor, destination, count, static_cast<off_t>(position));
     if (n >= 0) return static_cast<uint32_t>(n);
-    if (errno != EINTR) return 0;
+    if (errno == EINTR) continue;
+    file->failed = true;
+    return 0;
   }
 }
 
@@ -195,3 +198,5 @@ int64_t fsize_impl(const char*, void* handle) {
 }  // namespace
 
 const KmhashFileCallbacks kBuiltInCallbacks = {open_impl, read_impl, seek_impl, close_impl, fsize_impl};
+
+bool hasSystemFailed(const void* handle) { return static_cast<const File*>(handle)->failed; }

@@ -34,6 +34,11 @@ int c_fsize(Stream* stream, const char* path) {
   return 0;
 }
 
+int c_has_failed(const Stream* stream) {
+  const bool isBuiltIn = stream->handle != nullptr && stream->callbacks.read == kBuiltInCallbacks.read;
+  return isBuiltIn && hasSystemFailed(stream->handle) ? 1 : 0;
+}
+
 uint64_t c_get_file_size(const Stream* stream) { return stream->fileSize; }
 void c_set_file_size(Stream* stream, uint64_t size) { stream->fileSize = size; }
 uint64_t c_ftell(const Stream* stream) { return stream->currentPosition; }

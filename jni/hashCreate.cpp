@@ -126,6 +126,7 @@ int createHashEx(const char* path, char* out, uint32_t outSize, const KmhashFile
   stream.hashMode = mode;
 
   ResultCode result = analyzeFile(&stream, &labels, path, callbacks);
+  if (c_has_failed(&stream)) result = HASHCREATE_ERROR;
   c_close(&stream);
   if (result == HASHCREATE_SUCCESS) result = resultSha1(&stream);
   if (result == HASHCREATE_SUCCESS) result = outputHash(&stream, &labels, out, outSize);

@@ -1,12 +1,5 @@
-// The public interface: arguments, results, hash texts, comparison, slices, the built-in callbacks, threads.
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <csignal>
+// The public interface: arguments, results, hash texts, comparison, slices, threads.
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <regex>
 #include <thread>
@@ -277,84 +270,13 @@ TEST(Slice, NestingEndsAndAnEmptyOneSucceedsUntouched) {
   EXPECT_EQ(seen.size, 77u);
 }
 
-// ---- Built-in callbacks ----
+// ---- Threads ----
 
-struct OnDisk : InFolder {
-  static HashText quick(const std::string& path) {
-    HashText hash;
-    hash.text.resize(KMHASH_TEXT_SIZE);
-    hash.code = createQuickFileHash(path.c_str(), hash.text.data(), KMHASH_TEXT_SIZE, nullptr);
-    hash.text.resize(128);
-    return hash;
-  }
-};
+using Threads = InFolder;
 
-TEST_F(OnDisk, FilesOfEverySizeReadAsTheyAre) {
-  const int descriptor = dup(0);
-  for (const size_t size : {1u, 199u, 200u, 201u, 4096u, 16383u, 16384u, 16385u, 20'000u, 50'000u, 700'000u}) {
-    const Bytes bytes = Bytes().pattern(size);
-    const std::string path = write("file", bytes);
-    EXPECT_EQ(quick(path).text, hashOf(bytes, KMHASH_MODE_QUICK).text) << size;
-    const int file = open(path.c_str(), O_RDONLY);  // once more from the disk, where there is one
-    fdatasync(file);
-    posix_fadvise(file, 0, 0, POSIX_FADV_DONTNEED);
-    close(file);
-    EXPECT_EQ(quick(path).text, hashOf(bytes, KMHASH_MODE_QUICK).text) << size;
-  }
-  EXPECT_EQ(dup(0), descriptor + 1) << "a file was left open";
-  // Sequential reads that outgrow the buffer, and short steps between reads.
-  const Bytes bytes = Bytes().pattern(300'000);
-  void* handle = nullptr;
-  Stream stream = {};
-  c_init_callback(&stream, nullptr);
-  ASSERT_EQ(c_open(&stream, write("file", bytes).c_str()), 0);
-  handle = stream.handle;
-  size_t at = 0;
-  Bytes piece(100'000);
-  for (const uint32_t step : {3u, 60u, 1024u, 1024u, 5u, 9000u, 40'000u, 1u, 32'768u, 100'000u, 2u}) {
-    EXPECT_EQ(stream.callbacks.read(piece.data(), step, handle), step);
-    EXPECT_EQ(piece.part(0, step), bytes.part(at, step)) << at;
-    EXPECT_EQ(stream.callbacks.seek(step / 3, SEEK_CUR, handle), 0);
-    at += step + step / 3;
-  }
-  c_close(&stream);
-}
-
-TEST_F(OnDisk, LargeFileWithADateFarAhead) {
-  constexpr uint64_t kSize = uint64_t{5} << 30;
-  const std::string path = write("file", Bytes().fill(163, 0));
-  std::filesystem::resize_file(path, kSize);
-  const Bytes last = Bytes().pattern(163);  // the last sample
-  std::fstream(path, std::ios::binary | std::ios::in | std::ios::out)
-      .seekp(static_cast<std::streamoff>(kSize / 100 * 99))
-      .write(reinterpret_cast<const char*>(last.data()), std::ssize(last));
-  const timespec dates[2] = {{4'102'444'800, 0}, {4'102'444'800, 0}};  // 2100
-  EXPECT_EQ(utimensat(AT_FDCWD, path.c_str(), dates, 0), 0);
-  EXPECT_EQ(quick(path).content(), sha1Hex(Bytes().fill(99 * 163, 0) + last));
-}
-
-TEST_F(OnDisk, FileUnderALeaseIsWaitedFor) {
-  static int leased;
-  leased = open(write("file", Bytes().u8('x')).c_str(), O_RDONLY);
-  std::signal(SIGIO, [](int) { fcntl(leased, F_SETLEASE, F_UNLCK); });
-  const bool isLeased = fcntl(leased, F_SETLEASE, F_WRLCK) == 0;
-  EXPECT_EQ(quick(folder / "file").code, 0);
-  close(leased);
-  if (!isLeased) GTEST_SKIP() << "no leases in the folder for temporary files";
-}
-
-TEST_F(OnDisk, WhatIsNoFileAnswersAndDoesNotHang) {
-  EXPECT_EQ(quick(folder / "missing").code, HASHCREATE_FILE_NOTFOUND);
-  EXPECT_EQ(quick(write("empty", {})).code, HASHCREATE_NON_SUPPORTED);
-  ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
-  EXPECT_EQ(quick(folder / "pipe").code, HASHCREATE_NON_SUPPORTED);
-  EXPECT_EQ(quick("/dev/zero").code, HASHCREATE_NON_SUPPORTED);
-  EXPECT_LT(quick(folder).code, 0);
-}
-
-TEST_F(OnDisk, EveryFunctionOnManyThreadsAtOnce) {
-  const std::string path = write("file", Bytes().pattern(30'000));
-  const std::string stored = quick(path).text;
+TEST_F(Threads, EveryFunctionOnManyThreadsAtOnce) {
+  const Bytes bytes = Bytes().pattern(30'000);
+  const std::string path = write("file", bytes), stored = hashOf(bytes, KMHASH_MODE_QUICK).text;
   std::vector<std::thread> threads;
   threads.reserve(8);
   for (int i = 0; i < 8; ++i) {

@@ -36,6 +36,10 @@ int c_is_open(const Stream* stream);
 void c_close(Stream* stream);
 int c_fsize(Stream* stream, const char* path);
 
+// 1 when the system has reported a failing read to the built-in callbacks, else 0. Such a call cannot succeed, whatever
+// the analyzer made of the bytes that did not come.
+int c_has_failed(const Stream* stream);
+
 uint64_t c_get_file_size(const Stream* stream);
 void c_set_file_size(Stream* stream, uint64_t size);
 uint64_t c_ftell(const Stream* stream);
@@ -90,5 +94,7 @@ struct SliceScope {
 ResultCode callbackRead(Stream* stream, void* buffer, uint32_t count);
 ResultCode callbackSeek(Stream* stream, int64_t offset, int whence);
 
-// The built-in callbacks, over the file system.
+// The built-in callbacks, over the file system, and whether the system has reported a failing read to an open handle of
+// theirs.
 extern const KmhashFileCallbacks kBuiltInCallbacks;
+bool hasSystemFailed(const void* handle);

@@ -121,7 +121,8 @@ enum {
  * A read that ends early, or a seek that fails, as a rule fails the call with HASHCREATE_READ_ERROR or
  * HASHCREATE_SEEK_ERROR; when it left errno non-zero, with HASHCREATE_ERROR instead, or with HASHCREATE_SEEK_ERROR for
  * the values that a failing seek leaves (ENXIO, EBADF, EINVAL, ESPIPE, EOVERFLOW). What a format can do without (an
- * optional part, whatever follows a tag) is left out instead, and the call goes on. */
+ * optional part, whatever follows a tag) is left out instead, and the call goes on. With the built-in callbacks it ends
+ * with HASHCREATE_ERROR all the same once the system has reported that a read failed. */
 typedef struct KmhashFileCallbacks {
   /* Opens what path designates. Returns a handle of the caller's choosing, or null on failure. */
   void* (*open)(const char* path);

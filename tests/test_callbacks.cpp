@@ -1,0 +1,170 @@
+// The built-in callbacks: files of the file system, and a disk that fails or is slow.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <new>
+
+#include "fileStream.h"
+#include "support.h"
+
+// ---- The system calls, with a disk between ----
+
+namespace {
+
+struct Disk {
+  int reads = 0;                     // calls of pread
+  int failing = 0, lastFailing = 0;  // of these, from the first to the last, report error; 0: none
+  int error = EIO;
+  size_t inMemory = SIZE_MAX;  // bytes of a sample that a read without waiting delivers
+  int asked = 0, told = 0;     // such reads; samples to come that the kernel was told of
+} disk;
+
+ssize_t diskRead(int descriptor, void* buffer, size_t count, off_t position) {
+  ++disk.reads;
+  if (disk.reads < disk.failing || disk.reads > disk.lastFailing) return pread(descriptor, buffer, count, position);
+  errno = disk.error;
+  return -1;
+}
+
+ssize_t diskReadInMemory(int descriptor, const iovec* piece, int, off_t position, int) {
+  ++disk.asked;
+  if (disk.inMemory != 0) return pread(descriptor, piece->iov_base, std::min(piece->iov_len, disk.inMemory), position);
+  errno = EAGAIN;
+  return -1;
+}
+
+int diskIsTold(int, off_t, off_t, int) { return ++disk.told; }
+
+}  // namespace
+
+// The library's own file in place of the one in the archive, over these calls.
+#define pread diskRead
+#define preadv2 diskReadInMemory
+#define posix_fadvise diskIsTold
+#include "../jni/builtInCallbacks.cpp"  // NOLINT(bugprone-suspicious-include)
+#undef pread
+#undef preadv2
+#undef posix_fadvise
+
+using namespace support;
+
+namespace {
+
+struct OnDisk : InFolder {
+  OnDisk() { disk = {}; }
+  static HashText hash(const std::string& path, int32_t mode = KMHASH_MODE_NORMAL) {
+    HashText made;
+    made.text.resize(KMHASH_TEXT_SIZE);
+    made.code = createHashEx(path.c_str(), made.text.data(), KMHASH_TEXT_SIZE, nullptr, mode);
+    made.text.resize(128);
+    return made;
+  }
+  static HashText quick(const std::string& path) { return hash(path, KMHASH_MODE_QUICK); }
+};
+
+TEST_F(OnDisk, FilesOfEverySizeReadAsTheyAre) {
+  const int descriptor = dup(0);
+  for (const size_t size : {1u, 199u, 200u, 201u, 4096u, 16383u, 16384u, 16385u, 20'000u, 50'000u, 700'000u}) {
+    const Bytes bytes = Bytes().pattern(size);
+    const std::string path = write("file", bytes);
+    EXPECT_EQ(quick(path).text, hashOf(bytes, KMHASH_MODE_QUICK).text) << size;
+    const int file = open(path.c_str(), O_RDONLY);  // once more from the disk, where there is one
+    fdatasync(file);
+    posix_fadvise(file, 0, 0, POSIX_FADV_DONTNEED);
+    close(file);
+    EXPECT_EQ(quick(path).text, hashOf(bytes, KMHASH_MODE_QUICK).text) << size;
+  }
+  EXPECT_EQ(dup(0), descriptor + 1) << "a file was left open";
+  // Sequential reads that outgrow the buffer, and short steps between reads.
+  const Bytes bytes = Bytes().pattern(300'000);
+  void* handle = nullptr;
+  Stream stream = {};
+  c_init_callback(&stream, nullptr);
+  ASSERT_EQ(c_open(&stream, write("file", bytes).c_str()), 0);
+  handle = stream.handle;
+  size_t at = 0;
+  Bytes piece(100'000);
+  for (const uint32_t step : {3u, 60u, 1024u, 1024u, 5u, 9000u, 40'000u, 1u, 32'768u, 100'000u, 2u}) {
+    EXPECT_EQ(stream.callbacks.read(piece.data(), step, handle), step);
+    EXPECT_EQ(piece.part(0, step), bytes.part(at, step)) << at;
+    EXPECT_EQ(stream.callbacks.seek(step / 3, SEEK_CUR, handle), 0);
+    at += step + step / 3;
+  }
+  c_close(&stream);
+}
+
+TEST_F(OnDisk, LargeFileWithADateFarAhead) {
+  constexpr uint64_t kSize = uint64_t{5} << 30;
+  const std::string path = write("file", Bytes().fill(163, 0));
+  std::filesystem::resize_file(path, kSize);
+  const Bytes last = Bytes().pattern(163);  // the last sample
+  std::fstream(path, std::ios::binary | std::ios::in | std::ios::out)
+      .seekp(static_cast<std::streamoff>(kSize / 100 * 99))
+      .write(reinterpret_cast<const char*>(last.data()), std::ssize(last));
+  const timespec dates[2] = {{4'102'444'800, 0}, {4'102'444'800, 0}};  // 2100
+  EXPECT_EQ(utimensat(AT_FDCWD, path.c_str(), dates, 0), 0);
+  EXPECT_EQ(quick(path).content(), sha1Hex(Bytes().fill(99 * 163, 0) + last));
+}
+
+TEST_F(OnDisk, FileUnderALeaseIsWaitedFor) {
+  static int leased;
+  leased = open(write("file", Bytes().u8('x')).c_str(), O_RDONLY);
+  std::signal(SIGIO, [](int) { fcntl(leased, F_SETLEASE, F_UNLCK); });
+  const bool isLeased = fcntl(leased, F_SETLEASE, F_WRLCK) == 0;
+  EXPECT_EQ(quick(folder / "file").code, 0);
+  close(leased);
+  if (!isLeased) GTEST_SKIP() << "no leases in the folder for temporary files";
+}
+
+TEST_F(OnDisk, WhatIsNoFileAnswersAndDoesNotHang) {
+  EXPECT_EQ(quick(folder / "missing").code, HASHCREATE_FILE_NOTFOUND);
+  EXPECT_EQ(quick(write("empty", {})).code, HASHCREATE_NON_SUPPORTED);
+  ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
+  EXPECT_EQ(quick(folder / "pipe").code, HASHCREATE_NON_SUPPORTED);
+  EXPECT_EQ(quick("/dev/zero").code, HASHCREATE_NON_SUPPORTED);
+  EXPECT_LT(quick(folder).code, 0);
+}
+
+// From the n-th read on, or in the n-th alone.
+TEST_F(OnDisk, AnErrorThatTheSystemReportsIsNeverAHash) {
+  // The tag is longer than what is read at once, and what follows it may be missing.
+  const Bytes tag = Bytes().text("ID3").u32be(0x03000000).u24be(0x011C20).fill(20'000, 0);
+  std::vector<std::string> paths = {write("tagged.mp3", tag + media("mp3-plain.mp3"))};
+  for (const auto& entry : std::filesystem::directory_iterator(KMHASH_TEST_MEDIA)) paths.push_back(entry.path());
+  for (const std::string& path : paths) {
+    for (const int32_t mode : {KMHASH_MODE_NORMAL, KMHASH_MODE_QUICK, KMHASH_MODE_IDENTIFY}) {
+      disk = {};
+      const HashText whole = hash(path, mode);
+      for (int n = 1, reads = disk.reads; n <= reads; ++n) {
+        for (const int last : {n, INT_MAX}) {
+          disk = {.failing = n, .lastFailing = last};
+          EXPECT_EQ(hash(path, mode).code, HASHCREATE_ERROR) << path << " from read " << n;
+        }
+        disk = {.failing = n, .lastFailing = n, .error = EINTR};  // a signal is no failure
+        EXPECT_EQ(hash(path, mode).text, whole.text) << path;
+      }
+    }
+  }
+}
+
+TEST_F(OnDisk, SamplesThatAreNotInMemoryAreWaitedFor) {
+  const Bytes bytes = Bytes().pattern(700'000);
+  const std::string path = write("file", bytes);
+  for (const size_t inMemory : {size_t{0}, size_t{1}, size_t{162}, size_t{163}}) {
+    disk = {.inMemory = inMemory};
+    EXPECT_EQ(quick(path).content(), sha1Hex(sampled(bytes))) << inMemory;
+    EXPECT_GT(disk.asked, 0);
+    EXPECT_EQ(disk.told > 0, inMemory < 163) << inMemory;
+  }
+}
+
+}  // namespace
