@@ -119,11 +119,13 @@ ResultCode convertError(ResultCode code) {
 
 // ---- Public interface ----
 
-int createHashEx(const char* path, char* out, uint32_t outSize, const KmhashFileCallbacks* callbacks, int32_t mode) {
+ResultCode createHashOrWhole(const char* path, char* out, uint32_t outSize, const KmhashFileCallbacks* callbacks,
+                             int32_t mode, bool isWhole) {
   if (outSize < KMHASH_TEXT_SIZE || path == nullptr || out == nullptr) return HASHCREATE_INVALID_PARAM;
   Stream stream = {};
   Labels labels = {};
   stream.hashMode = mode;
+  stream.isWhole = isWhole;
 
   ResultCode result = analyzeFile(&stream, &labels, path, callbacks);
   if (c_has_failed(&stream)) result = HASHCREATE_ERROR;
@@ -131,6 +133,10 @@ int createHashEx(const char* path, char* out, uint32_t outSize, const KmhashFile
   if (result == HASHCREATE_SUCCESS) result = resultSha1(&stream);
   if (result == HASHCREATE_SUCCESS) result = outputHash(&stream, &labels, out, outSize);
   return convertError(result);
+}
+
+int createHashEx(const char* path, char* out, uint32_t outSize, const KmhashFileCallbacks* callbacks, int32_t mode) {
+  return createHashOrWhole(path, out, outSize, callbacks, mode, false);
 }
 
 int createHash(const char* path, char* out, uint32_t outSize, const KmhashFileCallbacks* callbacks) {

@@ -8,6 +8,7 @@ namespace {
 
 constexpr uint32_t kTextLength = KMHASH_TEXT_SIZE - 1;
 constexpr uint32_t kDigestTextSize = 41;  // 40 digits and a NUL
+constexpr char kWholeMarkText[] = "F1";
 
 // A field of the hash text.
 struct Field {
@@ -21,6 +22,7 @@ constexpr Field kContentHash = {18, 40};
 constexpr Field kMetaHash = {58, 40};
 constexpr Field kFormatType = {98, 16};
 constexpr Field kAlgorithmId = {114, 2};
+constexpr Field kMark = {116, 2};
 
 // What a comparison holds against each other. File types are not compared; of the format type only the first four
 // characters are: labels of one family are equal. Stored hashes rely on both.
@@ -57,9 +59,6 @@ void printDigest(const SHA1Context& sha1, uint32_t size, char* destination) {
                 static_cast<unsigned>(words[4]));
 }
 
-void toBigEndian(uint64_t value, uint8_t bytes[8]) {
-  for (int i = 0; i < 8; ++i) bytes[i] = static_cast<uint8_t>(value >> (56 - 8 * i));
-}
 
 // The text's first 128 characters, as if NULs followed its end.
 struct PaddedText {
@@ -96,6 +95,10 @@ void setAlgorithmVersion(Labels* labels, int major, int minor) {
 
 void setFileType(Labels* labels, const char* label) { printLabel(labels->fileType, label, kFileTypeSize - 1); }
 
+void setFormatTypeBytes(Labels* labels, const uint8_t bytes[8]) {
+  for (int i = 0; i < 8; ++i) std::snprintf(labels->formatType + 2 * i, 3, "%02X", static_cast<unsigned>(bytes[i]));
+}
+
 void setFormatType(Labels* labels, const char* label) { printLabel(labels->formatType, label, kFormatTypeSize - 1); }
 
 ResultCode getFileTypeStr(const Labels* labels, char* destination, uint32_t size) {
@@ -108,7 +111,15 @@ ResultCode getFormatTypeStr(const Labels* labels, char* destination, uint32_t si
 
 // ---- Digests ----
 
-void resetContentSha1(Stream* stream) { SHA1Reset(&stream->contentSha1); }
+void toBigEndian(uint64_t value, uint8_t bytes[8]) {
+  for (int i = 0; i < 8; ++i) bytes[i] = static_cast<uint8_t>(value >> (56 - 8 * i));
+}
+
+void resetContentSha1(Stream* stream) {
+  SHA1Reset(&stream->contentSha1);
+  if (stream->isWhole) SHA1Input(&stream->contentSha1, kWholeMark, sizeof(kWholeMark));
+}
+
 void resetMetaSha1(Stream* stream) { SHA1Reset(&stream->metaSha1); }
 
 void inputContentSha1(Stream* stream, const void* bytes, uint32_t length) {
@@ -155,28 +166,37 @@ void getMetaHashStr(const Stream* stream, uint32_t size, char* destination) {
 
 // ---- Writing the hash text ----
 
-ResultCode outputHash(const Stream* stream, const Labels* labels, char* out, uint32_t outSize) {
-  char text[KMHASH_TEXT_SIZE];
-  std::memset(text, '0', sizeof(text));
+void writeHashText(const Labels& labels, const SHA1Context& contentSha1, const SHA1Context& metaSha1, bool isWhole,
+                   char* text) {
+  std::memset(text, '0', kTextLength);
   char content[kDigestTextSize];
   char meta[kDigestTextSize];
-  getContentHashStr(stream, sizeof(content), content);
-  getMetaHashStr(stream, sizeof(meta), meta);
+  printDigest(contentSha1, sizeof(content), content);
+  printDigest(metaSha1, sizeof(meta), meta);
 
   const struct {
     Field field;
     const char* characters;
   } rows[] = {
-      {kMajorVersion, labels->majorVersion},
-      {kMinorVersion, labels->minorVersion},
-      {kFileType, labels->fileType},
+      {kMajorVersion, labels.majorVersion},
+      {kMinorVersion, labels.minorVersion},
+      {kFileType, labels.fileType},
       {kContentHash, content},
       {kMetaHash, meta},
-      {kFormatType, labels->formatType},
-      {kAlgorithmId, labels->algorithmId},
+      {kFormatType, labels.formatType},
+      {kAlgorithmId, labels.algorithmId},
   };
   for (const auto& row : rows) std::memcpy(text + row.field.offset, row.characters, row.field.length);
+  if (isWhole) std::memcpy(text + kMark.offset, kWholeMarkText, kMark.length);
   text[kTextLength] = '\0';
+}
+
+ResultCode outputHash(const Stream* stream, const Labels* labels, char* out, uint32_t outSize) {
+  Labels written = *labels;
+  // Labels that were never set stay so.
+  if (stream->isWhole && written.minorVersion[0] != '\0') std::memcpy(written.minorVersion, "0001", 4);
+  char text[KMHASH_TEXT_SIZE];
+  writeHashText(written, stream->contentSha1, stream->metaSha1, stream->isWhole, text);
   std::memcpy(out, text, std::min<size_t>(outSize, sizeof(text)));
   return HASHCREATE_SUCCESS;
 }

@@ -100,7 +100,8 @@ ResultCode input_actual_large_data(Stream* stream, uint64_t size, uint64_t thres
 }
 
 ResultCode input_actual_data(Stream* stream, uint64_t size, uint64_t threshold, uint32_t which) {
-  return size < threshold ? split_read(stream, size, which) : input_actual_large_data(stream, size, threshold, which);
+  if (stream->isWhole || size < threshold) return split_read(stream, size, which);
+  return input_actual_large_data(stream, size, threshold, which);
 }
 
 ResultCode inputActualData(Stream* stream, uint64_t size) { return inputActualDataEx(stream, size, kContentDigest); }

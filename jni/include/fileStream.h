@@ -24,6 +24,7 @@ struct Stream {
   uint64_t currentPosition;  // offset of the next byte to be delivered
   int32_t hashMode;          // KMHASH_MODE_*
   uint32_t nestingDepth;     // slices within slices
+  bool isWhole;              // nothing is sampled
 };
 
 inline constexpr int kSeekAbsolute = 0;

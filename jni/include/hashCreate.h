@@ -24,6 +24,10 @@ KMHASH_API ResultCode reentrantCallCreateHash(Stream* stream, Labels* labels, An
 KMHASH_API ResultCode convertError(ResultCode code);
 }
 
+// createHashEx, sampled or whole.
+ResultCode createHashOrWhole(const char* path, char* out, uint32_t outSize, const KmhashFileCallbacks* callbacks,
+                             int32_t mode, bool isWhole);
+
 // ---- One file each; the version getters answer kNotThisFormat for an id that is not theirs ----
 
 ResultCode createHash_JPEG(Stream* stream, Labels* labels);

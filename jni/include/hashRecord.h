@@ -27,6 +27,9 @@ void setAlgorithmVersion(Labels* labels, int major, int minor);
 void setFileType(Labels* labels, const char* label);
 void setFormatType(Labels* labels, const char* label);
 
+// All eight bytes, NULs too.
+void setFormatTypeBytes(Labels* labels, const uint8_t bytes[8]);
+
 // 0, or HASHCREATE_INVALID_PARAM when destination is too small (6 and 9 bytes are enough) or the label was never set.
 ResultCode getFileTypeStr(const Labels* labels, char* destination, uint32_t size);
 ResultCode getFormatTypeStr(const Labels* labels, char* destination, uint32_t size);
@@ -36,6 +39,11 @@ ResultCode getFormatTypeStr(const Labels* labels, char* destination, uint32_t si
 // Digest selectors; any value but kMetaDigest means the content digest.
 inline constexpr uint32_t kContentDigest = 1;
 inline constexpr uint32_t kMetaDigest = 2;
+
+// What the content digest of a whole hash begins with: it never equals a sampled one, not even of a short payload.
+inline constexpr uint8_t kWholeMark[8] = {'K', 'M', 'H', 'F', 'U', 'L', 'L', 0};
+
+void toBigEndian(uint64_t value, uint8_t bytes[8]);
 
 void resetContentSha1(Stream* stream);
 void resetMetaSha1(Stream* stream);
@@ -56,7 +64,11 @@ void getMetaHashStr(const Stream* stream, uint32_t size, char* destination);
 
 // ---- Hash text ----
 
-// Writes the text of 129 bytes, at most outSize of them. Always 0.
+// Writes the text of 129 bytes from labels and finished digests; a whole hash is marked.
+void writeHashText(const Labels& labels, const SHA1Context& contentSha1, const SHA1Context& metaSha1, bool isWhole,
+                   char* text);
+
+// Writes the stream's text, at most outSize bytes of it. Always 0.
 ResultCode outputHash(const Stream* stream, const Labels* labels, char* out, uint32_t outSize);
 
 // 0 when the first eight characters are decimal digits, else HASHCREATE_INVALID_HASH. text must not be null, here and

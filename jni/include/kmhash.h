@@ -177,6 +177,72 @@ KMHASH_API int createQuickFileHash(const char* path, char* out, uint32_t outSize
  * HASHCREATE_INVALID_HASH for a file that succeeds without labels (convention 2), or a failure of createHashEx. */
 KMHASH_API int getAlgorithmId(const char* path, const KmhashFileCallbacks* callbacks);
 
+/* ---- Hashing by version, from any offset --------------------------------------------------------------------- */
+
+/* Bytes that can be read at any offset. Fill it in whole. */
+typedef struct KmhashSource {
+  uint32_t structSize; /* sizeof(KmhashSource) */
+  uint64_t size;       /* in bytes */
+  void* user;          /* handed to readAt as it is */
+
+  /* Reads up to count bytes, 1 or more, at offset, which is below size, into buffer. Returns how many were read; fewer
+   * than count makes the library ask again for the rest, 0 means that nothing more will come (the call then fails with
+   * HASHCREATE_READ_ERROR), HASHCREATE_SEEK_ERROR that this offset cannot be reached, any other negative value that the
+   * source gave up (HASHCREATE_ERROR). */
+  int64_t (*readAt)(void* user, uint64_t offset, void* buffer, uint32_t count);
+} KmhashSource;
+
+/* Flags of the functions below, to be added up; any other bit is HASHCREATE_INVALID_PARAM. */
+enum {
+  KMHASH_PREFER_VERSION_4 = 1, /* version 4 first, and version 3 for what it does not take; else the other way round */
+  KMHASH_WHOLE = 2             /* every byte of the payload in place of samples; the text is marked (kmhashIsWhole) */
+};
+
+/* Hashes a source, or the file that path names as the C library's fopen takes it.
+ *   flags    KMHASH_PREFER_VERSION_4, KMHASH_WHOLE
+ *   out      receives the hash text, 129 bytes
+ *   outSize  at least KMHASH_TEXT_SIZE
+ * The preferred version is tried; when it fails for another reason than a file that cannot be opened, a bad argument
+ * or an error that the system reported, the other one is tried; when both fail, the preferred one's code is the answer.
+ * Returns HASHCREATE_SUCCESS, HASHCREATE_INVALID_PARAM (a null argument, an outSize below 129, unknown flags, a
+ * structSize below that of this header), HASHCREATE_FILE_NOTFOUND (the file cannot be opened), or a failure of
+ * createHashEx. */
+KMHASH_API int kmhashHashSource(const KmhashSource* source, uint32_t flags, char* out, uint32_t outSize);
+KMHASH_API int kmhashHashFile(const char* path, uint32_t flags, char* out, uint32_t outSize);
+
+/* Both hashes of one version in one go: sampled and whole each receive 129 bytes and have size outSize. The flag
+ * KMHASH_WHOLE is refused. Otherwise as kmhashHashSource and kmhashHashFile. */
+KMHASH_API int kmhashHashSourceBoth(const KmhashSource* source, uint32_t flags, char* sampled, char* whole,
+                                    uint32_t outSize);
+KMHASH_API int kmhashHashFileBoth(const char* path, uint32_t flags, char* sampled, char* whole, uint32_t outSize);
+
+/* Hashes what callbacks deliver that only go forward (see KmhashFileCallbacks). Version 3 works as in createHashEx.
+ * Version 4 follows the places that a container names: where such a place lies behind the one that was read last, the
+ * answer is HASHCREATE_SEEK_ERROR. The path is opened a second time when the other version is tried. */
+KMHASH_API int kmhashHashCallbacks(const char* path, const KmhashFileCallbacks* callbacks, uint32_t flags, char* out,
+                                   uint32_t outSize);
+
+/* Recognises the format without hashing the payload. Returns the algorithm id of the version that flags prefer (0 or
+ * KMHASH_PREFER_VERSION_4) or else of the other, or a failure as above. */
+KMHASH_API int kmhashIdentifySource(const KmhashSource* source, uint32_t flags);
+KMHASH_API int kmhashIdentifyFile(const char* path, uint32_t flags);
+
+/* Hashes the source or the file again as the stored text says (version, id and mark: sampled, whole or quick) and
+ * compares. Returns the difference flags (0: the same media), HASHCREATE_NON_SUPPORTED for a text of a version, id or
+ * mark that this library does not know, or a file that is not of a supported format; HASHCREATE_INVALID_HASH when
+ * storedHash is no hash text, HASHCREATE_INVALID_PARAM, or a failure of kmhashHashSource. Whether the text or the file
+ * is not supported, kmhashCanVerify tells. */
+KMHASH_API int kmhashVerifySource(const KmhashSource* source, const char* storedHash);
+KMHASH_API int kmhashVerifyFile(const char* path, const char* storedHash);
+
+/* 1 when this library knows the text's version, id and mark, 0 when a newer one wrote it; HASHCREATE_INVALID_HASH when
+ * it is no hash text, HASHCREATE_INVALID_PARAM when it is null. */
+KMHASH_API int kmhashCanVerify(const char* hash);
+
+/* 1 for a text that covers every byte of the payload, 0 for one that may rest on samples; HASHCREATE_INVALID_HASH when
+ * it is no hash text, HASHCREATE_INVALID_PARAM when it is null. */
+KMHASH_API int kmhashIsWhole(const char* hash);
+
 /* ---- Comparing ---------------------------------------------------------------------------------------------- */
 
 /* Hashes the file again, in quick mode when the stored hash is a quick one and in normal mode otherwise, and compares.

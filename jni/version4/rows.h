@@ -1,0 +1,10 @@
+// The rows of the table, each defined at the end of its analyzer's file.
+#pragma once
+
+#include "version4/algorithms.h"
+
+namespace version4 {
+
+extern const Algorithm kWebp;
+
+}  // namespace version4
