@@ -6,7 +6,6 @@
 // fetch them all at once.
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -17,6 +16,7 @@
 #include <limits>
 #include <new>
 
+#include "fileSource.h"
 #include "fileStream.h"
 
 namespace {
@@ -30,10 +30,11 @@ constexpr uint64_t kNear = 1024;        // a jump ahead no longer than this is c
 constexpr uint32_t kMostSamples = 100;  // of one range
 
 struct File {
-  int descriptor;
-  int64_t size = 0;          // when it was asked for
-  uint64_t position = 0;     // of the next byte to deliver
-  uint64_t bufferStart = 0;  // file offset of buffer[0]
+  const KmhashSource* source;  // null for a file of the file system that these callbacks opened
+  int descriptor;              // -1 for a source that is no file
+  int64_t size = 0;            // when it was asked for
+  uint64_t position = 0;       // of the next byte to deliver
+  uint64_t bufferStart = 0;    // file offset of buffer[0]
   uint32_t bufferLength = 0;
   uint32_t lastFetch = 0;   // how many bytes the last fetch asked for
   uint64_t lastSample = 0;  // position of the last read that fetched no more than it was asked for
@@ -45,8 +46,18 @@ struct File {
   uint8_t buffer[kBufferSize];
 };
 
+uint32_t readSource(File* file, void* destination, uint32_t count, uint64_t position) {
+  if (position >= file->source->size) return 0;
+  const int64_t n = file->source->readAt(file->source->user, position, destination, count);
+  if (n >= 0) return n <= count ? static_cast<uint32_t>(n) : 0;
+  errno = n == HASHCREATE_SEEK_ERROR ? ESPIPE : EIO;
+  file->failed = n != HASHCREATE_SEEK_ERROR;
+  return 0;
+}
+
 // As many of count bytes as there are; errno is set only when the system reports a failure.
 uint32_t readAt(File* file, void* destination, uint32_t count, uint64_t position) {
+  if (file->source != nullptr) return readSource(file, destination, count, position);
   if (position > static_cast<uint64_t>(std::numeric_limits<off_t>::max())) return 0;
   for (;;) {
     const ssize_t n = ::pread(file->descriptor, destination, count, static_cast<off_t>(position));
@@ -120,23 +131,6 @@ uint32_t takeBuffered(File* file, uint8_t* destination, uint32_t count) {
   return taken;
 }
 
-bool isRegularFile(const char* path) {
-  struct stat status;
-  return ::stat(path, &status) == 0 && S_ISREG(status.st_mode);
-}
-
-// A pipe without a writer must not hang the open. A file on which another process holds a lease is waited for: the
-// system takes the lease back.
-int openForReading(const char* path) {
-  constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NOCTTY;
-  int descriptor;
-  do {
-    descriptor = ::open(path, kFlags | O_NONBLOCK);
-    if (descriptor < 0 && errno == EWOULDBLOCK && isRegularFile(path)) descriptor = ::open(path, kFlags);
-  } while (descriptor < 0 && errno == EINTR);
-  return descriptor;
-}
-
 void* open_impl(const char* path) {
   const int descriptor = openForReading(path);
   if (descriptor < 0) return nullptr;
@@ -145,7 +139,16 @@ void* open_impl(const char* path) {
     ::close(descriptor);
     return nullptr;
   }
+  file->source = nullptr;
   file->descriptor = descriptor;
+  return file;
+}
+
+void* openSource(const char* path) {
+  File* file = new (std::nothrow) File;
+  if (file == nullptr) return nullptr;
+  file->source = sourceOf(path);
+  file->descriptor = descriptorOf(*file->source);
   return file;
 }
 
@@ -182,21 +185,21 @@ int seek_impl(int64_t offset, int whence, void* handle) {
 
 void close_impl(void* handle) {
   File* file = static_cast<File*>(handle);
-  ::close(file->descriptor);
+  if (file->source == nullptr) ::close(file->descriptor);
   delete file;
 }
 
 int64_t fsize_impl(const char*, void* handle) {
   constexpr int64_t kSizeFailed = -255;
   File* file = static_cast<File*>(handle);
-  struct stat status;
-  if (::fstat(file->descriptor, &status) != 0) return kSizeFailed;
-  file->size = status.st_size;
-  return status.st_size;
+  const int64_t size = file->source != nullptr ? static_cast<int64_t>(file->source->size) : sizeOf(file->descriptor);
+  if (size < 0) return kSizeFailed;
+  return file->size = size;
 }
 
 }  // namespace
 
 const KmhashFileCallbacks kBuiltInCallbacks = {open_impl, read_impl, seek_impl, close_impl, fsize_impl};
+const KmhashFileCallbacks kSourceCallbacks = {openSource, read_impl, seek_impl, close_impl, fsize_impl};
 
 bool hasSystemFailed(const void* handle) { return static_cast<const File*>(handle)->failed; }

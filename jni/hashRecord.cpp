@@ -59,7 +59,6 @@ void printDigest(const SHA1Context& sha1, uint32_t size, char* destination) {
                 static_cast<unsigned>(words[4]));
 }
 
-
 // The text's first 128 characters, as if NULs followed its end.
 struct PaddedText {
   char characters[kTextLength] = {};
@@ -232,6 +231,13 @@ int getAlgorithmIdFromHashStr(const char* text) {
 int getAlgorithmIdFromOwnText(const char* text) {
   if (const ResultCode rc = isHash(text)) return rc;
   return algorithmIdAt(text);
+}
+
+Mark markOf(const char* text) {
+  const PaddedText padded(text);
+  const char* mark = padded.characters + kMark.offset;
+  if (std::memcmp(mark, "00", kMark.length) == 0) return Mark::none;
+  return std::memcmp(mark, kWholeMarkText, kMark.length) == 0 ? Mark::whole : Mark::unknown;
 }
 
 int compareTwoHash(const char* a, const char* b) {

@@ -2,6 +2,7 @@
 #include <cstdint>
 
 #include "kmhash.h"
+#include "version4/algorithms.h"
 
 namespace {
 
@@ -48,7 +49,8 @@ const char* kmhashAlgorithmName(uint32_t algorithmId) {
   for (const AlgorithmName& row : kAlgorithmNames) {
     if (row.id == algorithmId) return row.name;
   }
-  return nullptr;
+  const version4::Algorithm* row = version4::algorithmOf(algorithmId);
+  return row != nullptr ? row->name : nullptr;
 }
 
 const char* kmhashResultName(int code) {

@@ -79,6 +79,10 @@ int getAlgorithmMajorVersionFromHashStr(const char* text);
 int getAlgorithmMinorVersionFromHashStr(const char* text);
 int getAlgorithmIdFromHashStr(const char* text);
 
+// What stands behind the algorithm id.
+enum class Mark { none, whole, unknown };
+Mark markOf(const char* text);
+
 // Difference flags, or HASHCREATE_INVALID_PARAM (a null text) or HASHCREATE_INVALID_HASH.
 int compareTwoHash(const char* a, const char* b);
 

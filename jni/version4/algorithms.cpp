@@ -59,7 +59,8 @@ ResultCode analyse(Analysis* analysis, Source* source, const Algorithm** chosen)
 bool hasAt(Analysis* analysis, uint64_t offset, std::string_view bytes) {
   char there[16];
   const uint32_t count = static_cast<uint32_t>(bytes.size());
-  return readBytes(analysis->source, offset, there, count) == HASHCREATE_SUCCESS && bytes == std::string_view(there, count);
+  return readBytes(analysis->source, offset, there, count) == HASHCREATE_SUCCESS &&
+         bytes == std::string_view(there, count);
 }
 
 ResultCode countParts(Analysis* analysis, uint64_t count) {

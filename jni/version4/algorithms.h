@@ -31,10 +31,10 @@ struct Algorithm {
   // Looks at the first bytes: 0, kNotThisFormat or a code. A source that gives up meanwhile need not be told of.
   ResultCode (*recognise)(Analysis* analysis);
 
-  // Adds the ranges to the payload, feeds the meta digest, sets the format type. 0; kNotThisFormat, and then the next row
-  // is tried; HASHCREATE_FORMAT_ERROR for a broken structure or a bound that was passed; HASHCREATE_READ_ERROR where bytes
-  // are promised that the file has not got; HASHCREATE_MEM_ALLOC_ERROR; or the source's failure. The first fault in file
-  // order decides.
+  // Adds the ranges to the payload, feeds the meta digest, sets the format type. 0; kNotThisFormat, and then the next
+  // row is tried; HASHCREATE_FORMAT_ERROR for a broken structure or a bound that was passed; HASHCREATE_READ_ERROR
+  // where bytes are promised that the file has not got; HASHCREATE_MEM_ALLOC_ERROR; or the source's failure. The first
+  // fault in file order decides.
   ResultCode (*analyse)(Analysis* analysis);
 
   const Algorithm* otherwise;  // tried at once when analyse declines; null: the next row

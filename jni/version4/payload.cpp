@@ -1,6 +1,5 @@
 #include "version4/payload.h"
 
-
 #include <algorithm>
 
 #include "hashRecord.h"

@@ -31,8 +31,8 @@ ResultCode addRange(Payload* payload, uint64_t fileSize, uint64_t offset, uint64
 // The same without looking at the last range: where another track begins.
 ResultCode addRangeApart(Payload* payload, uint64_t fileSize, uint64_t offset, uint64_t count);
 
-// HASHCREATE_FORMAT_ERROR for an empty payload, and for one longer than 8 times the file: ranges may repeat, but hashing
-// stays linear.
+// HASHCREATE_FORMAT_ERROR for an empty payload, and for one longer than 8 times the file: ranges may repeat, but
+// hashing stays linear.
 ResultCode checkLength(const Payload& payload, uint64_t fileSize);
 
 // Feeds the payload and its length in 8 bytes, big-endian: all of it when whole is asked for (behind a mark that no

@@ -26,11 +26,11 @@ struct Chunk {
 struct Picture {
   uint32_t chunks = 0;  // of the payload
   bool hasCanvas = false, hasFrame = false, hasAnimation = false;
-  bool isAnimated = false;          // holds an ANMF
-  uint8_t canvas[kSizeFields];      // width - 1 and height - 1 of VP8X, 3 bytes each
-  uint8_t frame[kSizeFields];       // of the first VP8 or VP8L, likewise
-  uint8_t animation[kSizeFields];   // background and loops
-  char codec[4];                    // of the first VP8 or VP8L
+  bool isAnimated = false;         // holds an ANMF
+  uint8_t canvas[kSizeFields];     // width - 1 and height - 1 of VP8X, 3 bytes each
+  uint8_t frame[kSizeFields];      // of the first VP8 or VP8L, likewise
+  uint8_t animation[kSizeFields];  // background and loops
+  char codec[4];                   // of the first VP8 or VP8L
 };
 
 bool isNamed(const Chunk& chunk, const char* name) { return std::memcmp(chunk.name, name, 4) == 0; }

@@ -1,0 +1,208 @@
+// Hashes of either version over a source: which version is tried first, sampled or whole, and what a stored text asks
+// for.
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <limits>
+
+#include "fileSource.h"
+#include "forwardSource.h"
+#include "hashCreate.h"
+#include "version4/version4.h"
+
+namespace {
+
+constexpr int kFirstVersion4Id = 0x20;
+constexpr uint32_t kKnownFlags = KMHASH_PREFER_VERSION_4 | KMHASH_WHOLE;
+
+// Where the bytes come from. Version 3 opens path through callbacks; version 4 reads source, or, where there is none,
+// what these callbacks deliver.
+struct Input {
+  const char* path;
+  const KmhashFileCallbacks* callbacks;
+  const KmhashSource* source;
+};
+
+Input inputOf(const KmhashSource* source) { return {sourcePath(source), &kSourceCallbacks, source}; }
+
+// What is to be made of it; a text that is null is not asked for.
+struct Wanted {
+  char* sampled;
+  char* whole;
+};
+
+Wanted wantedText(uint32_t flags, char* out) {
+  return (flags & KMHASH_WHOLE) != 0 ? Wanted{nullptr, out} : Wanted{out, nullptr};
+}
+
+// ---- The versions ----
+
+ResultCode createHash3(const Input& input, const Wanted& wanted) {
+  const auto create = [&input](char* text, bool isWhole) -> ResultCode {
+    if (text == nullptr) return HASHCREATE_SUCCESS;
+    return createHashOrWhole(input.path, text, KMHASH_TEXT_SIZE, input.callbacks, KMHASH_MODE_NORMAL, isWhole);
+  };
+  char whole[KMHASH_TEXT_SIZE];
+  if (const ResultCode rc = create(wanted.whole != nullptr ? whole : nullptr, true)) return rc;
+  if (const ResultCode rc = create(wanted.sampled, false)) return rc;
+  if (wanted.whole != nullptr) std::memcpy(wanted.whole, whole, sizeof(whole));
+  return HASHCREATE_SUCCESS;
+}
+
+ResultCode createHash4(const Input& input, const Wanted& wanted) {
+  if (input.source != nullptr) return version4::createHash(input.source, wanted.sampled, wanted.whole);
+  ForwardSource forward;
+  if (const ResultCode rc = openForwardSource(&forward, input.path, input.callbacks)) return rc;
+  const ResultCode rc = version4::createHash(&forward.source, wanted.sampled, wanted.whole);
+  closeForwardSource(&forward);
+  return rc;
+}
+
+ResultCode identify3(const Input& input, const Wanted&) { return getAlgorithmId(input.path, input.callbacks); }
+ResultCode identify4(const Input& input, const Wanted&) { return version4::identify(input.source); }
+
+using Maker = ResultCode (*)(const Input& input, const Wanted& wanted);
+
+struct Versions {
+  Maker version3;
+  Maker version4;
+};
+constexpr Versions kCreate = {createHash3, createHash4};
+constexpr Versions kIdentify = {identify3, identify4};
+
+bool isFinal(ResultCode rc) {
+  return rc >= HASHCREATE_SUCCESS || rc == HASHCREATE_INVALID_PARAM || rc == HASHCREATE_ERROR;
+}
+
+ResultCode make(const Input& input, uint32_t flags, const Versions& versions, const Wanted& wanted) {
+  const bool prefers4 = (flags & KMHASH_PREFER_VERSION_4) != 0;
+  const ResultCode first = (prefers4 ? versions.version4 : versions.version3)(input, wanted);
+  if (isFinal(first)) return first;
+  const ResultCode second = (prefers4 ? versions.version3 : versions.version4)(input, wanted);
+  return second >= HASHCREATE_SUCCESS ? second : first;
+}
+
+bool isSource(const KmhashSource* source) {
+  return source != nullptr && source->structSize >= sizeof(KmhashSource) && source->readAt != nullptr &&
+         source->size <= static_cast<uint64_t>(std::numeric_limits<int64_t>::max());
+}
+
+// ---- Files ----
+
+// Runs work over the file's source.
+template <typename Work>
+ResultCode withFile(const char* path, Work work) {
+  if (path == nullptr) return HASHCREATE_INVALID_PARAM;
+  FileSource file;
+  if (!openFileSource(&file, path)) return HASHCREATE_FILE_NOTFOUND;
+  const ResultCode rc = work(&file.source);
+  closeFileSource(&file);
+  return rc;
+}
+
+// ---- Stored texts ----
+
+struct Kind {
+  int major;
+  int minor;
+  bool isWhole;
+};
+constexpr Kind kKnownKinds[] = {{3, 0, false}, {3, 1, true}, {4, 0, false}, {4, 1, true}};
+
+bool isKnown(const char* hash) {
+  const int major = getAlgorithmMajorVersionFromHashStr(hash);
+  const int minor = getAlgorithmMinorVersionFromHashStr(hash);
+  const Mark mark = markOf(hash);
+  const bool knowsKind = std::any_of(std::begin(kKnownKinds), std::end(kKnownKinds), [=](const Kind& kind) {
+    return kind.major == major && kind.minor == minor && mark == (kind.isWhole ? Mark::whole : Mark::none);
+  });
+  const int id = getAlgorithmIdFromHashStr(hash);
+  if (!knowsKind || kmhashAlgorithmName(static_cast<uint32_t>(id)) == nullptr) return false;
+  if (id == KMHASH_ALGORITHM_QUICK) return mark == Mark::none && major == 3;
+  return (major == 4) == (id >= kFirstVersion4Id);
+}
+
+// Hashes again as the text says.
+ResultCode createLike(const KmhashSource* source, const char* hash, char* text) {
+  const Input input = inputOf(source);
+  const Wanted wanted = markOf(hash) == Mark::whole ? Wanted{nullptr, text} : Wanted{text, nullptr};
+  if (getAlgorithmIdFromHashStr(hash) == KMHASH_ALGORITHM_QUICK) {
+    return createQuickFileHash(input.path, text, KMHASH_TEXT_SIZE, input.callbacks);
+  }
+  return getAlgorithmMajorVersionFromHashStr(hash) == 4 ? createHash4(input, wanted) : createHash3(input, wanted);
+}
+
+}  // namespace
+
+// ---- Hashing ----
+
+int kmhashHashSource(const KmhashSource* source, uint32_t flags, char* out, uint32_t outSize) {
+  if (!isSource(source) || out == nullptr || outSize < KMHASH_TEXT_SIZE || (flags & ~kKnownFlags) != 0) {
+    return HASHCREATE_INVALID_PARAM;
+  }
+  return make(inputOf(source), flags, kCreate, wantedText(flags, out));
+}
+
+int kmhashHashFile(const char* path, uint32_t flags, char* out, uint32_t outSize) {
+  if (out == nullptr || outSize < KMHASH_TEXT_SIZE || (flags & ~kKnownFlags) != 0) return HASHCREATE_INVALID_PARAM;
+  return withFile(path, [=](const KmhashSource* source) { return kmhashHashSource(source, flags, out, outSize); });
+}
+
+int kmhashHashSourceBoth(const KmhashSource* source, uint32_t flags, char* sampled, char* whole, uint32_t outSize) {
+  const bool isComplete = isSource(source) && sampled != nullptr && whole != nullptr;
+  if (!isComplete || outSize < KMHASH_TEXT_SIZE || (flags & ~uint32_t{KMHASH_PREFER_VERSION_4}) != 0) {
+    return HASHCREATE_INVALID_PARAM;
+  }
+  return make(inputOf(source), flags, kCreate, {sampled, whole});
+}
+
+int kmhashHashFileBoth(const char* path, uint32_t flags, char* sampled, char* whole, uint32_t outSize) {
+  return withFile(
+      path, [=](const KmhashSource* source) { return kmhashHashSourceBoth(source, flags, sampled, whole, outSize); });
+}
+
+int kmhashHashCallbacks(const char* path, const KmhashFileCallbacks* callbacks, uint32_t flags, char* out,
+                        uint32_t outSize) {
+  const bool isComplete = path != nullptr && callbacks != nullptr && out != nullptr;
+  if (!isComplete || outSize < KMHASH_TEXT_SIZE || (flags & ~kKnownFlags) != 0) return HASHCREATE_INVALID_PARAM;
+  return make({path, callbacks, nullptr}, flags, kCreate, wantedText(flags, out));
+}
+
+int kmhashIdentifySource(const KmhashSource* source, uint32_t flags) {
+  if (!isSource(source) || (flags & ~uint32_t{KMHASH_PREFER_VERSION_4}) != 0) return HASHCREATE_INVALID_PARAM;
+  return make(inputOf(source), flags, kIdentify, {});
+}
+
+int kmhashIdentifyFile(const char* path, uint32_t flags) {
+  return withFile(path, [=](const KmhashSource* source) { return kmhashIdentifySource(source, flags); });
+}
+
+// ---- Verifying ----
+
+int kmhashCanVerify(const char* hash) {
+  if (hash == nullptr) return HASHCREATE_INVALID_PARAM;
+  if (const ResultCode rc = isHash(hash)) return rc;
+  return isKnown(hash) ? 1 : 0;
+}
+
+int kmhashVerifySource(const KmhashSource* source, const char* storedHash) {
+  if (!isSource(source)) return HASHCREATE_INVALID_PARAM;
+  const int known = kmhashCanVerify(storedHash);
+  if (known <= 0) return known < 0 ? known : HASHCREATE_NON_SUPPORTED;
+  char text[KMHASH_TEXT_SIZE];
+  if (const ResultCode rc = createLike(source, storedHash, text)) return rc;
+  return compareWithOwnText(storedHash, text);
+}
+
+int kmhashVerifyFile(const char* path, const char* storedHash) {
+  const int known = kmhashCanVerify(storedHash);
+  if (known <= 0) return known < 0 ? known : HASHCREATE_NON_SUPPORTED;
+  return withFile(path, [=](const KmhashSource* source) { return kmhashVerifySource(source, storedHash); });
+}
+
+int kmhashIsWhole(const char* hash) {
+  if (hash == nullptr) return HASHCREATE_INVALID_PARAM;
+  if (const ResultCode rc = isHash(hash)) return rc;
+  return markOf(hash) == Mark::whole ? 1 : 0;
+}
