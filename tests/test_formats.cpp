@@ -55,7 +55,8 @@ std::string compared(const HashText& before, const HashText& after) {
        {Name(1, "content"), Name(2, "meta"), Name(4, "format type"), Name(24, "algorithm")}) {
     if (flags & flag) names += (names.empty() ? "" : ", ") + std::string(name);
   }
-  return names.empty() ? "nothing" : names;
+  if (names.empty()) names = before.text == after.text ? "nothing" : "nothing compared";
+  return names;
 }
 
 struct Table {
@@ -229,7 +230,7 @@ void streams(Table& row) {
   row("The number of frames", "content", changed(avi, "avih", 24));
   row("Frame duration, maximum byte rate, width or height", "meta", changed(avi, "avih", 12));
   row("The first letter of the handler", "format type", changed(avi, "MJPG", 0));
-  row("Another letter of the handler", "nothing", changed(avi, "MJPG", 3));
+  row("Another letter of the handler", "nothing compared", changed(avi, "MJPG", 3));
 }
 
 // ---- Sound ----
@@ -242,7 +243,7 @@ void sounds(Table& row) {
 
   const Bytes mp3 = row.of("MP3", media("mp3-plain.mp3")), ape = Bytes().text("APETAGEX").fill(24, 0);
   const Bytes footer = changed(kId3v2, 5, 0x10) + Bytes().text("3DI") + kId3v2.part(3, 7);
-  row("An ID3v2 tag added, edited or removed", "nothing", media("mp3-tagged.mp3"));
+  row("An ID3v2 tag added, edited or removed", "nothing compared", media("mp3-tagged.mp3"));
   row("An ID3v2 tag with a footer added", "not hashed", footer + mp3);
   row("An ID3v1 tag added or removed", "content, meta", mp3 + kId3v1);
   row("An APE or lyrics tag added at the end", "content, meta", mp3 + ape);

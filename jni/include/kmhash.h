@@ -62,7 +62,7 @@ enum {
   HASHCREATE_SUCCESS = 0,
   HASHCREATE_FILE_NOTFOUND = -1,  /* the open callback gave no handle; or a directory of TIFF entries is out of place */
   HASHCREATE_BUFFER_ERROR = -2,   /* reserved, never returned */
-  HASHCREATE_FORMAT_ERROR = -3,   /* recognised, but its structure breaks the format's rules */
+  HASHCREATE_FORMAT_ERROR = -3,   /* recognised, but breaks its format's rules, or left out: a TIFF of tiles */
   HASHCREATE_PARAM_ERROR = -4,    /* reserved, never returned */
   HASHCREATE_READ_ERROR = -5,     /* fewer bytes than the structure promises: truncated, or the source gave up */
   HASHCREATE_SEEK_ERROR = -6,     /* a position outside the file, or behind what can be read again */
