@@ -8,7 +8,6 @@
 #include <memory>
 #include <new>
 #include <span>
-#include <utility>
 
 #include "hashCreate.h"
 #include "readPrimitives.h"
@@ -40,8 +39,7 @@ constexpr Guid ASF_Degradable_JPEG_Media = guid(0x35907DE0, 0xE415, 0x11CF, 0xA9
 constexpr Guid ASF_File_Transfer_Media = guid(0x91BD222C, 0xF21C, 0x497A, 0x8B6D, 0x5AA86BFC0185);
 constexpr Guid ASF_Binary_Media = guid(0x3AFB65E2, 0x47EF, 0x40F2, 0xAC2C, 0x70A90D71D343);
 
-constexpr uint64_t kObjectHeaderSize = 16 + 8;               // guid, size
-constexpr uint32_t kBitmapInfoSize = 3 * 4 + 2 * 2 + 6 * 4;  // BITMAPINFOHEADER
+constexpr uint64_t kObjectHeaderSize = 16 + 8;  // guid, size
 
 // Kinds of stream in a file, one bit each.
 constexpr uint32_t kAudioStream = 0x1;
@@ -53,25 +51,30 @@ constexpr uint32_t kFileTransferStream = 0x1000;
 constexpr uint32_t kBinaryStream = 0x2000;
 constexpr uint32_t kNonMediaStreams = 0xFF00;
 
+// Fields of these sizes as they are stored, one behind the other.
+template <uint8_t... sizes>
+struct Record {
+  uint8_t bytes[(sizes + ...)];
+};
+
+// What follows the GUIDs of File and Stream Properties, and the type-specific data of streams.
+using FileProperties = Record<8, 8, 8, 8, 8, 8, 4, 4, 4, 4>;
+using StreamProperties = Record<8, 4, 4, 2, 4>;
+using AudioFormat = Record<2, 2, 4, 4, 2, 2, 2>;             // WAVEFORMATEX
+using ImageFormat = Record<4, 4, 1, 2>;                      // width, height, flags, size of what follows
+using BitmapInfo = Record<4, 4, 4, 2, 2, 4, 4, 4, 4, 4, 4>;  // BITMAPINFOHEADER
+
+// Places of fields in them.
+constexpr uint32_t kTypeSpecificLength = 8;
+constexpr uint32_t kSamplesPerSec = 4, kExtraSize = 16;
+constexpr uint32_t kFormatDataSize = 9;
+constexpr uint32_t kWidth = 4, kBitCount = 14, kCompression = 16;
+
 struct AsfInformation {
-  Guid fileId;  // File Properties
-  uint64_t fileSize, creationDate, dataPacketsCount, playDuration, sendDuration, preroll;
-  uint32_t flags, minimumDataPacketSize, maximumDataPacketSize, maximumBitrate;
-
-  uint32_t streamTypeFlags;  // of all streams; of several of one kind the fields below are the last one's
-
-  uint16_t formatTag, channels;  // audio
-  uint32_t samplesPerSec, avgBytesPerSec;
-  uint16_t blockAlign, bitsPerSample, cbSize;
-  std::unique_ptr<uint8_t[]> audioExtra;
-
-  uint32_t encodedImageWidth, encodedImageHeight;  // video
-  uint8_t reservedFlags;
-  uint16_t formatDataSize;
-  uint32_t biSize, biWidth, biHeight;
-  uint16_t biPlanes, biBitCount;
-  uint32_t biCompression, biSizeImage, biXPelsPerMeter, biYPelsPerMeter, biClrUsed, biClrImportant;
-  std::unique_ptr<uint8_t[]> videoExtra;
+  Guid fileId;
+  uint32_t streamTypeFlags;  // of all streams; of several of one kind the formats below are the last one's
+  AudioFormat audio;
+  BitmapInfo video;
 };
 
 // Called with the stream at the first of size bytes: an object's payload, or the type-specific data of a stream.
@@ -96,26 +99,15 @@ constexpr StreamTypeFlag kStreamTypeFlags[] = {
 
 // ---- Fields, least significant byte first ----
 
-ResultCode readField(Stream* stream, Guid* value) { return callbackRead(stream, value->data(), sizeof(Guid)); }
-ResultCode readField(Stream* stream, uint8_t* value) { return callbackRead(stream, value, 1); }
-ResultCode readField(Stream* stream, uint16_t* value) { return readUShort(stream, value, kLittleEndian); }
-ResultCode readField(Stream* stream, uint32_t* value) { return readULong(stream, value, kLittleEndian); }
-ResultCode readField(Stream* stream, uint64_t* value) { return readULongLong(stream, value, kLittleEndian); }
-
-// Reads one field after the other, up to the first failure.
-template <typename... Fields>
-ResultCode readFields(Stream* stream, Fields*... fields) {
-  ResultCode rc = HASHCREATE_SUCCESS;
-  static_cast<void>((((rc = readField(stream, fields)) == HASHCREATE_SUCCESS) && ...));
-  return rc;
-}
-
-// Feeds a field as it is stored.
-template <typename Field>
-void inputFieldMetaSha1(Stream* stream, Field value) {
-  uint8_t bytes[sizeof(Field)];
-  for (size_t i = 0; i < sizeof(bytes); ++i) bytes[i] = static_cast<uint8_t>(value >> 8 * i);
-  inputMetaSha1(stream, bytes, sizeof(bytes));
+// Reads one field after the other, up to the first failure: callers' callbacks see them one by one.
+template <uint8_t... sizes>
+ResultCode readFields(Stream* stream, Record<sizes...>* record) {
+  uint8_t* field = record->bytes;
+  for (const uint8_t size : {sizes...}) {
+    if (const ResultCode rc = callbackRead(stream, field, size)) return rc;
+    field += size;
+  }
+  return HASHCREATE_SUCCESS;
 }
 
 // ---- Recogniser ----
@@ -124,14 +116,14 @@ void inputFieldMetaSha1(Stream* stream, Field value) {
 int IsASF(Stream* stream) {
   Guid id = {};
   if (c_get_file_size(stream) < sizeof(id)) return 0;
-  return readField(stream, &id) == HASHCREATE_SUCCESS && id == ASF_Header_Object ? 1 : 0;
+  return callbackRead(stream, id.data(), sizeof(id)) == HASHCREATE_SUCCESS && id == ASF_Header_Object ? 1 : 0;
 }
 
 // ---- Objects ----
 
 ResultCode getObjectSize(Stream* stream, uint64_t* payloadSize) {
   uint64_t size = 0;
-  if (const ResultCode rc = readField(stream, &size)) return rc;
+  if (const ResultCode rc = readULongLong(stream, &size, kLittleEndian)) return rc;
   if (size < kObjectHeaderSize) return HASHCREATE_FORMAT_ERROR;
   *payloadSize = size - kObjectHeaderSize;
   return HASHCREATE_SUCCESS;
@@ -153,7 +145,7 @@ uint64_t payloadEnd(const Stream* stream, uint64_t payloadSize) {
 ResultCode parseObject(Stream* stream, std::span<const ParserRow> table, AsfInformation* info) {
   Guid id = {};
   uint64_t payloadSize = 0;
-  if (const ResultCode rc = readField(stream, &id)) return rc;
+  if (const ResultCode rc = callbackRead(stream, id.data(), sizeof(id))) return rc;
   if (const ResultCode rc = getObjectSize(stream, &payloadSize)) return rc;
   const Parser parser = getParser(table, id);
   if (parser != nullptr) return parser(stream, payloadSize, info);
@@ -170,46 +162,34 @@ ResultCode parseObjects(Stream* stream, std::span<const ParserRow> table, uint64
 
 // ---- Inside the Header Object ----
 
-ResultCode readFilePropetiesObjectInfo(Stream* stream, AsfInformation* info) {
-  return readFields(stream, &info->fileId, &info->fileSize, &info->creationDate, &info->dataPacketsCount,
-                    &info->playDuration, &info->sendDuration, &info->preroll, &info->flags,
-                    &info->minimumDataPacketSize, &info->maximumDataPacketSize, &info->maximumBitrate);
-}
-
 // Does not seek to the object's end: what a longer payload has left is taken for the next object.
 ResultCode parseFilePropertiesObject(Stream* stream, uint64_t, AsfInformation* info) {
-  return readFilePropetiesObjectInfo(stream, info);
+  if (const ResultCode rc = callbackRead(stream, info->fileId.data(), sizeof(info->fileId))) return rc;
+  FileProperties unused;
+  return readFields(stream, &unused);
 }
 
-// Codec-specific data, less than 64 KiB of it.
-ResultCode readExtra(Stream* stream, uint32_t size, std::unique_ptr<uint8_t[]>* extra) {
+// Codec-specific data, less than 64 KiB of it. Memory for all of it, because callbacks see it read in one go.
+ResultCode readPastExtra(Stream* stream, uint32_t size) {
   if (size == 0) return HASHCREATE_SUCCESS;
-  std::unique_ptr<uint8_t[]> bytes(new (std::nothrow) uint8_t[size]);
+  const std::unique_ptr<uint8_t[]> bytes(new (std::nothrow) uint8_t[size]);
   if (bytes == nullptr) return HASHCREATE_MEM_ALLOC_ERROR;
-  if (const ResultCode rc = callbackRead(stream, bytes.get(), size)) return rc;
-  *extra = std::move(bytes);
-  return HASHCREATE_SUCCESS;
+  return callbackRead(stream, bytes.get(), size);
 }
 
 ResultCode readASFAudioProperties(Stream* stream, uint64_t, AsfInformation* info) {
-  if (const ResultCode rc = readFields(stream, &info->formatTag, &info->channels, &info->samplesPerSec,
-                                       &info->avgBytesPerSec, &info->blockAlign, &info->bitsPerSample, &info->cbSize)) {
-    return rc;
-  }
-  return readExtra(stream, info->cbSize, &info->audioExtra);
+  if (const ResultCode rc = readFields(stream, &info->audio)) return rc;
+  return readPastExtra(stream, fieldsOf(info->audio.bytes, kLittleEndian).u16(kExtraSize));
 }
 
 // A format data size below the BITMAPINFOHEADER's own would be a negative amount of extra data, which no memory holds.
 ResultCode readASFVideoProperties(Stream* stream, uint64_t, AsfInformation* info) {
-  if (const ResultCode rc =
-          readFields(stream, &info->encodedImageWidth, &info->encodedImageHeight, &info->reservedFlags,
-                     &info->formatDataSize, &info->biSize, &info->biWidth, &info->biHeight, &info->biPlanes,
-                     &info->biBitCount, &info->biCompression, &info->biSizeImage, &info->biXPelsPerMeter,
-                     &info->biYPelsPerMeter, &info->biClrUsed, &info->biClrImportant)) {
-    return rc;
-  }
-  if (info->formatDataSize < kBitmapInfoSize) return HASHCREATE_MEM_ALLOC_ERROR;
-  return readExtra(stream, info->formatDataSize - kBitmapInfoSize, &info->videoExtra);
+  ImageFormat format;
+  if (const ResultCode rc = readFields(stream, &format)) return rc;
+  if (const ResultCode rc = readFields(stream, &info->video)) return rc;
+  const uint32_t formatDataSize = fieldsOf(format.bytes, kLittleEndian).u16(kFormatDataSize);
+  if (formatDataSize < sizeof(info->video)) return HASHCREATE_MEM_ALLOC_ERROR;
+  return readPastExtra(stream, formatDataSize - uint32_t{sizeof(info->video)});
 }
 
 constexpr ParserRow kStreamReaders[] = {
@@ -224,15 +204,6 @@ uint32_t getStreamTypeFlag(const Guid& type) {
   return 0;
 }
 
-ResultCode readStreamPropetiesObjectInfo(Stream* stream, Guid* streamType, uint32_t* typeSpecificDataLength) {
-  Guid errorCorrectionType;
-  uint64_t timeOffset;
-  uint32_t errorCorrectionDataLength, reserved;
-  uint16_t flags;
-  return readFields(stream, streamType, &errorCorrectionType, &timeOffset, typeSpecificDataLength,
-                    &errorCorrectionDataLength, &flags, &reserved);
-}
-
 ResultCode readStreamProperties(Stream* stream, const Guid& streamType, uint32_t typeSpecificDataLength,
                                 AsfInformation* info) {
   const Parser reader = getParser(kStreamReaders, streamType);
@@ -242,11 +213,13 @@ ResultCode readStreamProperties(Stream* stream, const Guid& streamType, uint32_t
 
 ResultCode parseStreamPropertiesObject(Stream* stream, uint64_t payloadSize, AsfInformation* info) {
   const uint64_t end = payloadEnd(stream, payloadSize);
-  Guid type;
-  uint32_t length = 0;
-  if (const ResultCode rc = readStreamPropetiesObjectInfo(stream, &type, &length)) return rc;
-  info->streamTypeFlags |= getStreamTypeFlag(type);
-  if (const ResultCode rc = readStreamProperties(stream, type, length, info)) return rc;
+  std::array<Guid, 2> types;  // of the stream, of its error correction
+  StreamProperties properties;
+  if (const ResultCode rc = callbackRead(stream, types.data(), sizeof(types))) return rc;
+  if (const ResultCode rc = readFields(stream, &properties)) return rc;
+  info->streamTypeFlags |= getStreamTypeFlag(types[0]);
+  const uint32_t length = fieldsOf(properties.bytes, kLittleEndian).u32(kTypeSpecificLength);
+  if (const ResultCode rc = readStreamProperties(stream, types[0], length, info)) return rc;
   return seekForwardTo(stream, end);
 }
 
@@ -257,16 +230,10 @@ constexpr ParserRow kHeaderObjectParsers[] = {
 
 // ---- Top level ----
 
-// The count of objects and two reserved bytes, none of them used.
-ResultCode readHeaderObjectsNum(Stream* stream) {
-  uint32_t count;
-  uint8_t reserved1, reserved2;
-  return readFields(stream, &count, &reserved1, &reserved2);
-}
-
 ResultCode parseHeaderObject(Stream* stream, uint64_t payloadSize, AsfInformation* info) {
   const uint64_t end = payloadEnd(stream, payloadSize);
-  if (const ResultCode rc = readHeaderObjectsNum(stream)) return rc;
+  Record<4, 1, 1> unused;  // the count of objects, two reserved fields
+  if (const ResultCode rc = readFields(stream, &unused)) return rc;
   return parseObjects(stream, kHeaderObjectParsers, end, info);
 }
 
@@ -293,24 +260,21 @@ ResultCode parseTopLevelObject(Stream* stream, AsfInformation* info) {
 // ---- Meta digest and labels ----
 
 void createASFVideoMetaHash(Stream* stream, const AsfInformation* info, Labels* labels) {
-  inputFieldMetaSha1(stream, info->biWidth);
-  inputFieldMetaSha1(stream, info->biHeight);
-  inputFieldMetaSha1(stream, info->biBitCount);
-  char compression[5] = {};  // in file order
-  for (size_t i = 0; i < 4; ++i) compression[i] = static_cast<char>(info->biCompression >> 8 * i & 0xFF);
+  inputMetaSha1(stream, info->video.bytes + kWidth, 4 + 4);  // and the height
+  inputMetaSha1(stream, info->video.bytes + kBitCount, 2);
+  char compression[5] = {};
+  std::memcpy(compression, info->video.bytes + kCompression, 4);
   setFormatType(labels, compression);
   setFileType(labels, "VIDEO");
 }
 
-// The channels are left out: stored hashes hold this sequence.
+// The channels, between the format tag and what follows, are left out: stored hashes hold this sequence.
 void createASFAudioMetaHash(Stream* stream, const AsfInformation* info, Labels* labels) {
-  inputFieldMetaSha1(stream, info->formatTag);
-  inputFieldMetaSha1(stream, info->samplesPerSec);
-  inputFieldMetaSha1(stream, info->avgBytesPerSec);
-  inputFieldMetaSha1(stream, info->blockAlign);
-  inputFieldMetaSha1(stream, info->bitsPerSample);
+  inputMetaSha1(stream, info->audio.bytes, 2);
+  inputMetaSha1(stream, info->audio.bytes + kSamplesPerSec, kExtraSize - kSamplesPerSec);
   char formatType[kFormatTypeSize];
-  std::snprintf(formatType, sizeof(formatType), "WMA_%04x", static_cast<unsigned>(info->formatTag));
+  std::snprintf(formatType, sizeof(formatType), "WMA_%04x",
+                unsigned{fieldsOf(info->audio.bytes, kLittleEndian).u16(0)});
   setFormatType(labels, formatType);
   setFileType(labels, "AUDIO");
 }

@@ -98,6 +98,18 @@ TEST(Asf, LabelsAreSetAlthoughTheWalkAfterTheHeaderFailed) {
   EXPECT_STREQ(labels.formatType, "574D415F30313631");
 }
 
+TEST(Asf, FieldsAreReadOneByOne) {
+  MemoryFile file(header(object(kOther, kMedia) + kProperties + audio(1, kExtra) + video("WMV3")));
+  EXPECT_EQ(hashOf(file).code, 0);
+  std::string sizes;
+  for (const Call& call : file.calls) {
+    if (call.kind == "seek" && call.amount > 2) sizes.clear();  // everything before is buffered
+    if (call.kind == "read") sizes += std::to_string(call.amount) + " ";
+  }
+  const std::string properties = "16 8 16 8 8 8 8 8 8 4 4 4 4 ", stream = "16 8 32 8 4 4 2 4 ";
+  EXPECT_EQ(sizes, properties + stream + "2 2 4 4 2 2 2 250 " + stream + "4 4 1 2 4 4 4 2 2 4 4 4 4 4 4 ");
+}
+
 TEST(Asf, SurvivesDamageAndFaults) {
   const Bytes file = header(kProperties + audio(1, kExtra) + video("WMV3", 290, kExtra)) + object(kData, kMedia);
   expectSurvives(file, false);
