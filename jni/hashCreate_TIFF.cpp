@@ -11,12 +11,9 @@
 //   meta:    the JPEG's
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <iterator>
-#include <new>
-#include <utility>
 
 #include "growingList.h"
 #include "hashCreate.h"
@@ -69,17 +66,9 @@ constexpr uint32_t kUncompressed = 1;      // TIFF compression
 constexpr uint32_t kMaxInlineOffsets = 4;  // strip offsets that are taken to lie in the entry, whatever their type
 constexpr int16_t kModelOfQr10 = 256;
 constexpr uint32_t kFormatLabelSize = 5;
-constexpr uint32_t kTextPieceSize = 1024;  // bytes read at a time
+constexpr uint32_t kTextPieceSize = 1024;  // bytes of a text read at a time
 
 constexpr ResultCode kNoValue = -1;  // a tag that is wanted is missing or cannot be followed
-
-using ValueList = GrowingList<uint32_t>;
-
-ResultCode appendValue(ValueList* list, uint32_t value) {
-  errno = 0;
-  if (append(list, value)) return HASHCREATE_SUCCESS;
-  return errno != 0 ? errno : HASHCREATE_MEM_ALLOC_ERROR;
-}
 
 // True when the limit leaves room for size bytes at the current position.
 bool fitsBelow(const Stream* stream, uint32_t size, uint64_t limit) {
@@ -130,17 +119,19 @@ int IsTIFF(Stream* stream) {
 }
 
 ResultCode calcDataSize(const uint8_t* entry, uint32_t* length, uint32_t order) {
-  const int32_t baseSize = getBaseSize(getUShort(entry + 2, 2, order));
+  const Fields fields = {entry, kDirEntrySize, order};
+  const int32_t baseSize = getBaseSize(fields.u16(2));
   if (baseSize <= 0) return HASHCREATE_FORMAT_ERROR;
-  *length = static_cast<uint32_t>(baseSize) * getULong(entry + 4, 4, order);
+  *length = static_cast<uint32_t>(baseSize) * fields.u32(4);
   return HASHCREATE_SUCCESS;
 }
 
 ResultCode setDirEntryInfo(const uint8_t* entry, DirEntryInfo* row, uint32_t order) {
   if (const ResultCode rc = calcDataSize(entry, &row->length, order)) return rc;
-  row->type = getUShort(entry + 2, 2, order);
-  row->count = getULong(entry + 4, 4, order);
-  row->value = getULong(entry + 8, 4, order);
+  const Fields fields = {entry, kDirEntrySize, order};
+  row->type = fields.u16(2);
+  row->count = fields.u32(4);
+  row->value = fields.u32(8);
   return HASHCREATE_SUCCESS;
 }
 
@@ -206,77 +197,39 @@ int isAccessibleTagEx(const Stream* stream, const DirEntryInfo* table, uint16_t 
 
 namespace {
 
-// Appends and, when memory ends, takes the text away.
-void addCharacter(TiffText* text, char character) {
-  if (text->found && !append(&text->characters, character)) *text = {};
-}
-
-TiffText inlineText(const DirEntryInfo* row) {
-  TiffText text = {.found = true, .characters = {}};
-  for (uint32_t i = 0; i < row->length; i++) addCharacter(&text, static_cast<char>(row->value >> 8 * i & 0xFF));
-  return text;
-}
-
 bool isTextWithin(const Stream* stream, const DirEntryInfo* row, uint64_t limit) {
   if (limit == 0) return row->value <= c_get_file_size(stream);
   const uint32_t end = row->value + row->length;  // wraps
   return end <= limit;
 }
 
-bool isInFile(const Stream* stream, const DirEntryInfo* row) {
-  const uint64_t fileSize = c_get_file_size(stream);
-  return row->value <= fileSize && row->length <= fileSize - row->value;
-}
-
-// Leaves the stream where a read that asks for more than the file holds leaves it.
-void readToTheEnd(Stream* stream) {
+bool readPast(Stream* stream, uint32_t size) {
   uint8_t piece[kTextPieceSize];
-  while (c_hybrid_read(stream, piece, sizeof(piece)) == sizeof(piece)) {
+  while (size > 0) {
+    const uint32_t length = std::min(size, kTextPieceSize);
+    if (c_hybrid_read(stream, piece, length) != length) return false;
+    size -= length;
   }
-}
-
-TiffText readText(Stream* stream, uint32_t length) {
-  TiffText text = {.found = true, .characters = {}};
-  for (uint32_t left = length; left > 0 && text.found;) {
-    char piece[kTextPieceSize];
-    const uint32_t size = std::min(left, kTextPieceSize);
-    if (c_hybrid_read(stream, piece, size) != size) return {};
-    std::for_each(piece, piece + size, [&text](char character) { addCharacter(&text, character); });
-    left -= size;
-  }
-  return text;
+  return true;
 }
 
 }  // namespace
 
-TiffText getAsciiValueFromTiff(Stream* stream, const DirEntryInfo* row, uint64_t limit) {
-  if (row == nullptr || row->type != kTypeAscii) return {};
-  if (row->length <= kMaxInlineLength) return inlineText(row);
-  if (!isTextWithin(stream, row, limit)) return {};
-  if (seekTo(stream, row->value) != HASHCREATE_SUCCESS) return {};
-  if (isInFile(stream, row)) return readText(stream, row->length);
-  readToTheEnd(stream);
-  return {};
+int getAsciiValueFromTiff(Stream* stream, const DirEntryInfo* row, uint64_t limit) {
+  if (row == nullptr || row->type != kTypeAscii) return 0;
+  if (row->length <= kMaxInlineLength) return 1;
+  if (!isTextWithin(stream, row, limit) || seekTo(stream, row->value) != HASHCREATE_SUCCESS) return 0;
+  return readPast(stream, row->length) ? 1 : 0;
 }
 
-TiffText getTagStringValue(Stream* stream, const DirEntryInfo* table, uint16_t tag, uint64_t limit) {
+int getTagStringValue(Stream* stream, const DirEntryInfo* table, uint16_t tag, uint64_t limit) {
   return getAsciiValueFromTiff(stream, getTargetTag(table, tag), limit);
 }
 
-int getMakerAndModel(Stream* stream, const DirEntryInfo* table, MakerAndModel* makerAndModel, uint64_t limit) {
-  makerAndModel->make = getTagStringValue(stream, table, TAG_MAKE, limit);
-  makerAndModel->model = getTagStringValue(stream, table, TAG_MODEL, limit);
-  makerAndModel->software = getTagStringValue(stream, table, TAG_SOFTWARE, limit);
-  return makerAndModel->make.found + makerAndModel->model.found + makerAndModel->software.found;
-}
-
-int releaseMakerAndModel(MakerAndModel* makerAndModel) {
-  int released = 0;
-  for (TiffText* text : {&makerAndModel->make, &makerAndModel->model, &makerAndModel->software}) {
-    if (text->found) released++;
-    *text = {};
-  }
-  return released;
+int getMakerAndModel(Stream* stream, const DirEntryInfo* table, uint64_t limit) {
+  int found = 0;
+  for (const uint16_t tag : {TAG_MAKE, TAG_MODEL, TAG_SOFTWARE}) found += getTagStringValue(stream, table, tag, limit);
+  return found;
 }
 
 namespace {
@@ -307,61 +260,48 @@ void createTIFFMetaHash(Stream* stream, Labels* labels, const DirEntryInfo* tagT
   setAlgorithmId(labels, KMHASH_ALGORITHM_TIFF);
 }
 
-ResultCode readStripValues(Stream* stream, const DirEntryInfo* row, uint32_t byteOrder, ValueList* list) {
-  const int32_t baseSize = getBaseSize(row->type);
-  if (baseSize != 2 && baseSize != 4) return HASHCREATE_FORMAT_ERROR;
+// What is asked of a list of strip offsets or byte counts.
+struct StripInfo {
+  uint32_t first = 0;
+  uint64_t sum = 0;  // up to a value of 0, which ends the list also in its middle
+};
+
+ResultCode readStripValues(Stream* stream, const DirEntryInfo* row, StripInfo* strips, uint32_t byteOrder) {
+  const int32_t size = getBaseSize(row->type);
+  if (size != 2 && size != 4) return HASHCREATE_FORMAT_ERROR;
+  bool isEnded = false;
   for (uint32_t i = 0; i < row->count; i++) {
-    uint16_t shortValue = 0;
-    uint32_t value = 0;
-    const ResultCode rc =
-        baseSize == 2 ? readUShort(stream, &shortValue, byteOrder) : readULong(stream, &value, byteOrder);
-    if (rc != HASHCREATE_SUCCESS) return rc;
-    if (const ResultCode failed = appendValue(list, baseSize == 2 ? shortValue : value)) return failed;
+    uint8_t stored[4];
+    if (const ResultCode rc = callbackRead(stream, stored, static_cast<uint32_t>(size))) return rc;
+    const uint32_t value = size == 2 ? getUShort(stored, 2, byteOrder) : getULong(stored, 4, byteOrder);
+    if (i == 0) strips->first = value;
+    isEnded = isEnded || value == 0;
+    if (!isEnded) strips->sum += value;
   }
   return HASHCREATE_SUCCESS;
 }
 
-// The values of StripOffsets or StripByteCounts, and a 0 behind them. Two SHORTs inside the entry count as one value.
-ResultCode getStripInfo(Stream* stream, const DirEntryInfo* tagTable, uint16_t tag, ValueList* list,
+// Of StripOffsets or StripByteCounts. Two SHORTs inside the entry count as one value.
+ResultCode getStripInfo(Stream* stream, const DirEntryInfo* tagTable, uint16_t tag, StripInfo* strips,
                         uint32_t byteOrder) {
-  if (tag != TAG_STRIP_OFFSETS && tag != TAG_STRIP_BYTES_COUNT) return kNoValue;
   const DirEntryInfo* row = getTargetTagWithCheck(tagTable, tag);
   if (row == nullptr) return kNoValue;
   if (row->length <= kMaxInlineLength) {
-    if (const ResultCode rc = appendValue(list, row->value)) return rc;
-  } else {
-    if (seekTo(stream, row->value) != HASHCREATE_SUCCESS) return kNoValue;
-    if (const ResultCode rc = readStripValues(stream, row, byteOrder, list)) return rc;
+    *strips = {row->value, row->value};
+    return HASHCREATE_SUCCESS;
   }
-  return appendValue(list, 0);
+  if (seekTo(stream, row->value) != HASHCREATE_SUCCESS) return kNoValue;
+  return readStripValues(stream, row, strips, byteOrder);
 }
 
-// A byte count of 0 inside the list ends the sum, too.
-uint64_t calcDataSum(const ValueList& list) {
-  uint64_t sum = 0;
-  for (size_t i = 0; list[i] != 0; i++) sum += list[i];
-  return sum;
-}
-
-// Where the strips begin, and how many bytes they are together.
-ResultCode getStripRange(Stream* stream, const DirEntryInfo* tagTable, uint32_t byteOrder, uint32_t* first,
-                         uint64_t* total) {
-  ValueList list;
-  if (const ResultCode rc = getStripInfo(stream, tagTable, TAG_STRIP_OFFSETS, &list, byteOrder)) return rc;
-  *first = list[0];
-  list = {};
-  if (const ResultCode rc = getStripInfo(stream, tagTable, TAG_STRIP_BYTES_COUNT, &list, byteOrder)) return rc;
-  *total = calcDataSum(list);
-  return HASHCREATE_SUCCESS;
-}
-
-// Strips stored apart are not followed: the range goes from the first one on.
+// Strips stored apart are not followed: the range goes from the first one on, as long as all of them together.
 ResultCode hashStrips(Stream* stream, const DirEntryInfo* tagTable, uint32_t compression, uint32_t byteOrder) {
-  uint32_t first = 0;
-  uint64_t total = 0;
-  if (const ResultCode rc = getStripRange(stream, tagTable, byteOrder, &first, &total)) return rc;
-  if (first < c_ftell(stream)) return HASHCREATE_FORMAT_ERROR;
-  return createTIFFDataHash(stream, first, total, compression);
+  StripInfo offsets;
+  StripInfo sizes;
+  if (const ResultCode rc = getStripInfo(stream, tagTable, TAG_STRIP_OFFSETS, &offsets, byteOrder)) return rc;
+  if (const ResultCode rc = getStripInfo(stream, tagTable, TAG_STRIP_BYTES_COUNT, &sizes, byteOrder)) return rc;
+  if (offsets.first < c_ftell(stream)) return HASHCREATE_FORMAT_ERROR;
+  return createTIFFDataHash(stream, offsets.first, sizes.sum, compression);
 }
 
 // The range from here to an out-of-line list of strip offsets, then the strips when both lists are still ahead.
@@ -403,6 +343,13 @@ struct Vr2VersionInfo {
   uint32_t versionLength;
   uint32_t modelValue;
   uint32_t modelLength;
+};
+
+// The version of a raw file's format, as its maker note tells it. The software text, which would tell it too, does not
+// count: the labels of stored hashes are made without it.
+struct Vr2Version {
+  uint32_t version;  // the four bytes as one number of the file's byte order
+  int16_t model;
 };
 
 ResultCode getJpegInfo(const DirEntryInfo* tagTable, JpegInfo* jpegInfo) {
@@ -449,10 +396,8 @@ ResultCode getVr2VersionInfo(Stream* stream, uint32_t byteOrder, const DirEntryI
   return HASHCREATE_SUCCESS;
 }
 
-constexpr Vr2Version kUnknownVersion = {UINT32_MAX, -1};
-
 void getVr2Version(const Vr2VersionInfo* vr2Info, Vr2Version* vr2Version) {
-  *vr2Version = kUnknownVersion;
+  *vr2Version = {UINT32_MAX, -1};
   if (vr2Info->versionLength == 4) vr2Version->version = vr2Info->versionValue;
   if (vr2Info->modelLength == 2) vr2Version->model = static_cast<int16_t>(vr2Info->modelValue & 0xFFFF);
 }
@@ -474,34 +419,22 @@ void getQrwFileTypeFromVr2Version(const Vr2Version* vr2Version, char* formatLabe
   }
 }
 
-}  // namespace
-
-void makeVr2Version(const MakerAndModel* makerAndModel, Vr2Version* vr2Version) {
-  constexpr char kSoftware[] = "PXLR-K550 v";
-  constexpr uint32_t kLength = sizeof(kSoftware) - 1;
-  const GrowingList<char>& software = makerAndModel->software.characters;
-  *vr2Version = kUnknownVersion;
-  uint32_t alike = 0;
-  while (alike < kLength && alike < software.size && software[alike] == kSoftware[alike]) alike++;
-  if (alike == kLength) vr2Version->model = kModelOfQr10;
-}
-
-namespace {
-
 // ---- The walk ----
 
+using OffsetList = GrowingList<uint32_t>;
+
 // Offsets of the directories parsed so far, as ascending runs. A seek backwards reaches the read buffer only, and no
-// directory there is parsed twice, so there are about as many runs as the buffer has positions, at most.
+// directory there is parsed twice, so there are about as many runs as the buffer has positions, at most. The lists take
+// 4 bytes a directory, which takes 6 bytes or more of the file and not all of them 0: a hole in it costs nothing.
 struct ParsedDirectories {
-  ValueList offsets;
-  ValueList runs;  // where each run begins in offsets
+  OffsetList offsets;
+  OffsetList runs;  // where each run begins in offsets
 };
 
 struct TiffFile {
   uint32_t byteOrder = 0;
   uint32_t ifdOffset = 0;  // of the directory to be parsed next
   TiffTagTable tagTable = kTiffTagTable;
-  MakerAndModel makerAndModel;
   int makerAndModelCount = 0;
   bool dataHashCreated = false;  // a range is in the content digest
   JpegInfo jpegInfo = {};
@@ -509,7 +442,7 @@ struct TiffFile {
 };
 
 // Whether a value is among those from begin to end, which ascend.
-bool isAmong(const ValueList& list, size_t begin, size_t end, uint32_t value) {
+bool isAmong(const OffsetList& list, size_t begin, size_t end, uint32_t value) {
   while (begin < end) {
     const size_t middle = begin + (end - begin) / 2;
     if (list[middle] == value) return true;
@@ -535,9 +468,9 @@ ResultCode noteDirectory(ParsedDirectories* parsed, uint32_t offset) {
   if (isParsed(*parsed, offset)) return HASHCREATE_FORMAT_ERROR;
   const size_t size = parsed->offsets.size;
   if (size == 0 || offset < parsed->offsets[size - 1]) {
-    if (const ResultCode rc = appendValue(&parsed->runs, static_cast<uint32_t>(size))) return rc;
+    if (!append(&parsed->runs, static_cast<uint32_t>(size))) return HASHCREATE_MEM_ALLOC_ERROR;
   }
-  return appendValue(&parsed->offsets, offset);
+  return append(&parsed->offsets, offset) ? HASHCREATE_SUCCESS : HASHCREATE_MEM_ALLOC_ERROR;
 }
 
 ResultCode parseNextDirectory(Stream* stream, TiffFile* tiff) {
@@ -579,7 +512,7 @@ ResultCode hashDirectories(Stream* stream, Labels* labels, TiffFile* tiff) {
       return createHash_StandardTIFF(stream, labels, tagTable, tiff->dataHashCreated, tiff->byteOrder);
     }
     if (tiff->makerAndModelCount == 0) {
-      tiff->makerAndModelCount = getMakerAndModel(stream, tagTable, &tiff->makerAndModel, tiff->ifdOffset);
+      tiff->makerAndModelCount = getMakerAndModel(stream, tagTable, tiff->ifdOffset);
     }
     if (getJpegInfo(tagTable, &tiff->jpegInfo) == HASHCREATE_SUCCESS) return hashPreview(stream, labels, *tiff);
     result = HASHCREATE_FORMAT_ERROR;

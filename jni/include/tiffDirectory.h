@@ -12,7 +12,6 @@
 
 #include <cstdint>
 
-#include "growingList.h"
 #include "readPrimitives.h"
 
 // ---- Rows and tables ----
@@ -89,17 +88,12 @@ int isAccessibleTag(const Stream* stream, const DirEntryInfo* table, uint16_t ta
 // The same with offsets relative to base, and inline values always accessible.
 int isAccessibleTagEx(const Stream* stream, const DirEntryInfo* table, uint16_t tag, uint64_t base);
 
-// An ASCII value, terminated only when the file terminates it.
-struct TiffText {
-  bool found = false;
-  GrowingList<char> characters;  // none in a text of length 0
-};
-
-// The text of a row; none when the row is not ASCII, its data cannot be read, ends beyond limit (0: starts beyond the
-// file) or memory is short. Data that is not inline moves the stream. The end is a 32-bit sum and may wrap, and a limit
-// of 4 GiB or more limits nothing.
-TiffText getAsciiValueFromTiff(Stream* stream, const DirEntryInfo* row, uint64_t limit);
-TiffText getTagStringValue(Stream* stream, const DirEntryInfo* table, uint16_t tag, uint64_t limit);
+// Read past an ASCII value and answer 1, or 0 when there is none: the row is not ASCII, or its data cannot be read or
+// ends beyond limit (0: starts beyond the file). The text itself is not kept, for no hash holds it. Data that is not
+// inline moves the stream, also where it ends early. Its end is a 32-bit sum and may wrap, and a limit of 4 GiB or more
+// limits nothing.
+int getAsciiValueFromTiff(Stream* stream, const DirEntryInfo* row, uint64_t limit);
+int getTagStringValue(Stream* stream, const DirEntryInfo* table, uint16_t tag, uint64_t limit);
 
 // ---- The tags of image files ----
 
@@ -129,30 +123,9 @@ int isMandatoryTag(const DirEntryInfo* row);
 // 1 when every mandatory row of the table is valid and there is one, else 0.
 int isStandardTiff(const DirEntryInfo* table);
 
-struct MakerAndModel {
-  TiffText make;
-  TiffText model;
-  TiffText software;
-};
-
-// Fetches the three texts and returns how many there are. Moves the stream.
-int getMakerAndModel(Stream* stream, const DirEntryInfo* table, MakerAndModel* makerAndModel, uint64_t limit);
-
-// Frees the texts and returns how many there were.
-int releaseMakerAndModel(MakerAndModel* makerAndModel);
+// Reads past the texts of Make, Model and Software and returns how many there are, 0 to 3.
+int getMakerAndModel(Stream* stream, const DirEntryInfo* table, uint64_t limit);
 
 // parseIFD of the Exif directory that table points to; kNoDirectory when the pointer's row is not valid.
 ResultCode getExifTags(Stream* stream, uint32_t order, const DirEntryInfo* table, DirEntryInfo* exifTable,
                        uint64_t limit);
-
-// ---- Camera raw ----
-
-// The version of a raw file's format, as its maker note tells it.
-struct Vr2Version {
-  uint32_t version;  // the four bytes as one number of the file's byte order
-  int16_t model;
-};
-
-// The version of a file that names its maker's software but has no version of its own: model 256 for one known camera,
-// else all ones. Hashes are made without it, so the labels of stored ones do not depend on the software text.
-void makeVr2Version(const MakerAndModel* makerAndModel, Vr2Version* vr2Version);
