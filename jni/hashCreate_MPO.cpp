@@ -33,8 +33,6 @@ struct MpEntry {
   uint64_t size;
 };
 
-using MpEntryList = GrowingList<MpEntry>;
-
 // ---- The directory ----
 
 ResultCode getEndian(Stream* stream, JpegHashParams* params) {
@@ -62,10 +60,9 @@ ResultCode getIfdInfo(Stream* stream, JpegHashParams* params) {
   for (uint16_t i = 0; i < count; ++i) {
     uint8_t entry[kIfdEntrySize];
     if (const ResultCode rc = callbackRead(stream, entry, sizeof(entry))) return rc;
-    const uint16_t tag = getUShort(entry, 2, params->mpfByteOrder);
-    const uint32_t value = getULong(entry + 8, 4, params->mpfByteOrder);
-    if (tag == kTagNumberOfImages) params->mpEntryCount = value;
-    if (tag == kTagMpEntry) params->mpEntryListOffset = value;
+    const Fields fields = fieldsOf(entry, params->mpfByteOrder);
+    if (fields.u16(0) == kTagNumberOfImages) params->mpEntryCount = fields.u32(8);
+    if (fields.u16(0) == kTagMpEntry) params->mpEntryListOffset = fields.u32(8);
   }
   return HASHCREATE_SUCCESS;
 }
@@ -88,12 +85,27 @@ void mpfInfoCorrection(const Stream* stream, JpegHashParams* params) {
   params->firstImageSize = offset;
 }
 
+using MpEntryList = GrowingList<MpEntry>;
+
+// The walk stands inside the first image already, whose offset is 0.
+uint64_t searchStart(const JpegHashParams* params, const MpEntry& image) {
+  return image.offset != 0 ? image.offset + kSoiSize : params->app2End;
+}
+
+// True when no image behind these is ever come to: the one last listed does not begin behind the one before, or there
+// are more images than the threshold has bytes, and the first one fails for want of a sample. So to hash takes memory
+// for kSamplingThreshold images at most, and to identify as much as the list takes of the file, its holes not counted.
+bool isComplete(const Stream* stream, const JpegHashParams* params, const MpEntryList& list) {
+  if (list.size > 0 && params->mpEntryCount > kSamplingThreshold && !isIdentifying(stream)) return true;
+  return list.size > 1 && searchStart(params, list[list.size - 1]) <= searchStart(params, list[list.size - 2]);
+}
+
 // *state becomes kMpoBaseline at a baseline primary image, and kMpoNone at an image beyond the file.
 ResultCode takeMpEntry(Stream* stream, JpegHashParams* params, MpEntryList* list, uint32_t* state) {
   uint8_t stored[kMpEntrySize];
   if (const ResultCode rc = callbackRead(stream, stored, sizeof(stored))) return rc;
-  const uint32_t attribute = getULong(stored, 4, params->mpfByteOrder);
-  MpEntry entry = {getULong(stored + 8, 4, params->mpfByteOrder), getULong(stored + 4, 4, params->mpfByteOrder)};
+  const Fields fields = fieldsOf(stored, params->mpfByteOrder);
+  MpEntry entry = {.offset = fields.u32(8), .size = fields.u32(4)};
   if (entry.offset != 0) {
     entry.offset += params->mpfBase;
     if (entry.offset > c_get_file_size(stream)) {
@@ -101,9 +113,9 @@ ResultCode takeMpEntry(Stream* stream, JpegHashParams* params, MpEntryList* list
       return HASHCREATE_SUCCESS;
     }
   }
-  if (!append(list, entry)) return HASHCREATE_MEM_ALLOC_ERROR;
+  if (!isComplete(stream, params, *list) && !append(list, entry)) return HASHCREATE_MEM_ALLOC_ERROR;
 
-  if ((attribute & kImageTypeMask) == kBaselinePrimaryImage) {
+  if ((fields.u32(0) & kImageTypeMask) == kBaselinePrimaryImage) {
     params->firstImageOffset = entry.offset;
     if (entry.size <= c_get_file_size(stream)) params->firstImageSize = entry.size;
     *state = kMpoBaseline;
@@ -160,10 +172,9 @@ ResultCode inputMpoActualData(Stream* stream, JpegHashParams* params, const MpEn
   params->perImageThreshold = kSamplingThreshold / params->mpEntryCount;
   for (size_t i = 0; i < list.size; ++i) {
     const MpEntry& image = list[i];
-    // The walk stands inside the first image already, whose offset is 0.
-    const uint64_t searchStart = image.offset != 0 ? image.offset + kSoiSize : params->app2End;
-    if (searchStart < c_ftell(stream)) return i == 0 ? HASHCREATE_FORMAT_ERROR : HASHCREATE_BROKEN_CONTENT;
-    if (const ResultCode rc = seekTo(stream, searchStart)) return rc;
+    const uint64_t start = searchStart(params, image);
+    if (start < c_ftell(stream)) return i == 0 ? HASHCREATE_FORMAT_ERROR : HASHCREATE_BROKEN_CONTENT;
+    if (const ResultCode rc = seekTo(stream, start)) return rc;
     if (const ResultCode rc = searchFfda(stream, params)) return rc;
     if (const ResultCode rc = getMpoFfdaInfo(stream, params, image.size, image.offset)) return rc;
   }

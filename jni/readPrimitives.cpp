@@ -22,8 +22,6 @@ ResultCode readValue(Stream* stream, Value* destination, uint32_t order) {
   return HASHCREATE_SUCCESS;
 }
 
-bool isIdentifying(const Stream* stream) { return stream->hashMode > KMHASH_MODE_QUICK; }
-
 }  // namespace
 
 // ---- Integers ----
@@ -67,6 +65,8 @@ ResultCode seekTo(Stream* stream, uint64_t position) {
 uint64_t remaining(const Stream* stream) { return c_get_file_size(stream) - c_ftell(stream); }
 
 // ---- Feeding a byte range into a digest ----
+
+bool isIdentifying(const Stream* stream) { return stream->hashMode > KMHASH_MODE_QUICK; }
 
 uint64_t actualDataSizeCorrection(const Stream* stream, uint64_t size) {
   // A position past the end leaves a huge remainder: the range then fails at its first read.

@@ -24,7 +24,11 @@ TEST(Mpo, HashesEveryImage) {
 TEST(Mpo, HashesOneImage) {
   const Bytes all = kPlain.part(kSoi2 - 502, 502 + kEnd - kSoi2 - 2);  // up to the end of the file
   const Bytes cut = patched(patched(album(kBaseline, {kFirst}), kOffset1, 5), kSize1, 500);
-  const Bytes countless = Bytes().text("MPF").u8(0) + directory(false, {{0xB002, 0, 26}}) + u32(false, kBaseline);
+  const auto again = [](const Bytes& file, size_t size) {  // a segment without a count behind the first
+    const Bytes start = Bytes().text("MPF").u8(0) + directory(false, {{0xB002, 0, 26}});
+    const Bytes entry = u32(false, kBaseline) + u32(false, size) + Bytes(8);
+    return file.part(0, 76) + segment(0xFFE2, start + entry) + file.part(76);
+  };
   const std::tuple<const char*, Bytes, Bytes> rows[] = {
       {"the second replaces the first", kStereo + kFirst, kSecond},
       {"the last one listed is the second", album(kBaseline, {kFirst, kSecond, kThird}, true), kThird},
@@ -34,9 +38,8 @@ TEST(Mpo, HashesOneImage) {
        kFirst.part(0, 450)},
       {"... which a segment without a header undoes",
        cut.part(0, 76) + segment(0xFFE2, {'M', 'P', 'F', 0}) + cut.part(76), kFirst},
-      {"... or one with the former count",
-       cut.part(0, 76) + segment(0xFFE2, countless + u32(false, 456) + Bytes().fill(8, 0)) + cut.part(76),
-       kFirst.part(0, 300)},
+      {"... or one with the former count", again(cut, 456), kFirst.part(0, 300)},
+      {"... which is 1 after a count of 0", again(patched(cut, kCount, 0), 456), kFirst.part(0, 300)},
       {"only one", album(kBaseline, {kFirst}), kFirst},
       {"no images", patched(kPlain, kCount, 0), all},
       {"one begins beyond the file", patched(kPlain, kOffset2, kEnd - kHeader + 1), all},

@@ -65,6 +65,8 @@ uint64_t remaining(const Stream* stream);
 // Each feeder takes the range of size bytes at the current position and leaves the stream at its end. In identify mode
 // the range is only passed over.
 
+bool isIdentifying(const Stream* stream);
+
 // Ranges below this size are hashed whole by the sampling feeders.
 inline constexpr uint64_t kSamplingThreshold = 16384;
 
