@@ -19,18 +19,33 @@ const Bytes kFileTransfer = Bytes().u64be(0x2C22BD911CF27A49).u64be(0x8B6D5AA86B
 const Bytes kBinary = Bytes().u64be(0xE265FB3AEF47F240).u64be(0xAC2C70A90D71D343);
 const Bytes kOther = Bytes().pattern(16, 9);
 
-Bytes sized(const Bytes& id, uint64_t size, const Bytes& payload) { return id + Bytes().u64le(size) + payload; }
-Bytes object(const Bytes& id, const Bytes& payload) { return sized(id, payload.size() + 24, payload); }
+Bytes sized(const Bytes& id, uint64_t size, const Bytes& payload) {
+  return id + Bytes().u64le(size) + payload;
+}
+Bytes object(const Bytes& id, const Bytes& payload) {
+  return sized(id, payload.size() + 24, payload);
+}
 Bytes stream(const Bytes& type, const Bytes& specific) {
-  const Bytes lengths = Bytes().fill(24, 3).u32le(static_cast<uint32_t>(specific.size())).fill(10, 4);
-  return object(kStreamProperties, type + lengths + specific + Bytes().fill(2, 5));  // error correction data
+  const Bytes lengths =
+      Bytes().fill(24, 3).u32le(static_cast<uint32_t>(specific.size())).fill(10, 4);
+  return object(kStreamProperties,
+                type + lengths + specific + Bytes().fill(2, 5));  // error correction data
 }
 const Bytes kRates = Bytes().pattern(12, 6), kExtra = Bytes().pattern(250, 11);
 Bytes audio(unsigned tag, const Bytes& extra = {}) {
-  return stream(kAudio, Bytes().u16le(tag).u16le(2).add(kRates).u16le(static_cast<unsigned>(extra.size())) + extra);
+  return stream(
+      kAudio,
+      Bytes().u16le(tag).u16le(2).add(kRates).u16le(static_cast<unsigned>(extra.size())) + extra);
 }
 Bytes video(std::string_view compression, unsigned formatSize = 40, const Bytes& extra = {}) {
-  const Bytes bitmap = Bytes().u32le(40).u32le(640).u32le(0xFFFFFE20).u16le(1).u16le(24).text(compression).fill(20, 7);
+  const Bytes bitmap = Bytes()
+                           .u32le(40)
+                           .u32le(640)
+                           .u32le(0xFFFFFE20)
+                           .u16le(1)
+                           .u16le(24)
+                           .text(compression)
+                           .fill(20, 7);
   return stream(kVideo, Bytes().u32le(1).u32le(2).u8(2).u16le(formatSize) + bitmap + extra);
 }
 const Bytes kVideoMeta = Bytes().u32le(640).u32le(0xFFFFFE20).u16le(24);
@@ -38,10 +53,13 @@ const Bytes kVideoMeta = Bytes().u32le(640).u32le(0xFFFFFE20).u16le(24);
 const Bytes kFileId = Bytes().pattern(16, 2), kMedia = Bytes().pattern(300, 12);
 const Bytes kProperties = object(kFileProperties, kFileId + Bytes().pattern(64, 3));
 const Bytes kEmpty = object(kOther, {});
-Bytes header(const Bytes& objects) { return object(kHeader, Bytes().u32le(0).u16le(0x0601) + objects); }
+Bytes header(const Bytes& objects) {
+  return object(kHeader, Bytes().u32le(0).u16le(0x0601) + objects);
+}
 
 TEST(Asf, LabelsAndMetaComeFromTheStreams) {
-  const Bytes photo = Bytes().pattern(40), jfif = stream(kJfif, photo), degradable = stream(kDegradable, photo), none;
+  const Bytes photo = Bytes().pattern(40), jfif = stream(kJfif, photo),
+              degradable = stream(kDegradable, photo), none;
   const std::tuple<const char*, const char*, Bytes, Bytes> rows[] = {
       {"ASF ", "OTHER", stream(kOther, photo), none},
       {"WMA_0161", "AUDIO", jfif + audio(0x0161), Bytes().u16le(0x0161) + kRates},
@@ -56,7 +74,8 @@ TEST(Asf, LabelsAndMetaComeFromTheStreams) {
       {"ASF ", "OTHER", video("WMV3") + stream(kBinary, photo), none},
   };
   for (const auto& [formatType, fileType, streams, meta] : rows) {
-    const Bytes file = header(kEmpty + object(kOther, kMedia) + streams + kProperties) + object(kData, kMedia);
+    const Bytes file =
+        header(kEmpty + object(kOther, kMedia) + streams + kProperties) + object(kData, kMedia);
     expectHash(file, 9, formatType, fileType, kMedia + Bytes().u64be(300), meta + kFileId);
     EXPECT_EQ(identify(file), 9);
   }
@@ -69,15 +88,26 @@ TEST(Asf, ContentIsTheFirstDataObject) {
       {"no data at all", 0, start, {}},
       {"nothing after it is read", 0, start + data + data + sized(kOther, 0, {}), content},
       {"sampled", 0, start + object(kData, longMedia), sampled(longMedia) + Bytes().u64be(20000)},
-      {"longer than the file", 0, start + sized(kData, UINT64_MAX, kMedia), kMedia + Bytes().u64be(UINT64_MAX - 24)},
+      {"longer than the file", 0, start + sized(kData, UINT64_MAX, kMedia),
+       kMedia + Bytes().u64be(UINT64_MAX - 24)},
       {"after other objects", 0, start + object(kOther, kMedia) + header(audio(1)) + data, content},
-      {"a bare header takes what follows", 0, start + header({}) + object(kData, longMedia) + data, content},
+      {"a bare header takes what follows", 0, start + header({}) + object(kData, longMedia) + data,
+       content},
       {"empty at the end", HASHCREATE_FORMAT_ERROR, start + object(kData, {}), {}},
       {"header of 23 bytes", HASHCREATE_FORMAT_ERROR, sized(kHeader, 23, kProperties), {}},
       {"object past the end", HASHCREATE_SEEK_ERROR, start + sized(kOther, 325, kMedia), {}},
-      {"stream too long", HASHCREATE_SEEK_ERROR, header(object(kStreamProperties, Bytes(40).u32le(1).fill(10, 0))), {}},
-      {"audio extra past the end", HASHCREATE_READ_ERROR, header(audio(1, kExtra)).part(0, 300), {}},
-      {"no room for the bitmap header", HASHCREATE_MEM_ALLOC_ERROR, header(video("WMV3", 39)) + data, {}},
+      {"stream too long",
+       HASHCREATE_SEEK_ERROR,
+       header(object(kStreamProperties, Bytes(40).u32le(1).fill(10, 0))),
+       {}},
+      {"audio extra past the end",
+       HASHCREATE_READ_ERROR,
+       header(audio(1, kExtra)).part(0, 300),
+       {}},
+      {"no room for the bitmap header",
+       HASHCREATE_MEM_ALLOC_ERROR,
+       header(video("WMV3", 39)) + data,
+       {}},
   };
   for (const auto& [rule, code, file, hashed] : rows) {
     const HashText hash = hashOf(file);
@@ -107,11 +137,13 @@ TEST(Asf, FieldsAreReadOneByOne) {
     if (call.kind == "read") sizes += std::to_string(call.amount) + " ";
   }
   const std::string properties = "16 8 16 8 8 8 8 8 8 4 4 4 4 ", stream = "16 8 32 8 4 4 2 4 ";
-  EXPECT_EQ(sizes, properties + stream + "2 2 4 4 2 2 2 250 " + stream + "4 4 1 2 4 4 4 2 2 4 4 4 4 4 4 ");
+  EXPECT_EQ(sizes,
+            properties + stream + "2 2 4 4 2 2 2 250 " + stream + "4 4 1 2 4 4 4 2 2 4 4 4 4 4 4 ");
 }
 
 TEST(Asf, SurvivesDamageAndFaults) {
-  const Bytes file = header(kProperties + audio(1, kExtra) + video("WMV3", 290, kExtra)) + object(kData, kMedia);
+  const Bytes file =
+      header(kProperties + audio(1, kExtra) + video("WMV3", 290, kExtra)) + object(kData, kMedia);
   expectSurvives(file, false);
 }
 

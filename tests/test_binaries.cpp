@@ -1,5 +1,6 @@
-// What was linked, as readelf sees it. The symbol table of the shared library is a contract, and one stray symbol can
-// clash with a host's; the rest decides what a fault in a file or a folder can be made into.
+// What was linked, as readelf sees it. The symbol table of the shared library is a contract, and
+// one stray symbol can clash with a host's; the rest decides what a fault in a file or a folder can
+// be made into.
 #include <set>
 #include <sstream>
 
@@ -7,42 +8,49 @@
 
 namespace {
 
-std::string readelf(const std::string& options, const std::string& file, const std::string& behind = "") {
-  return support::outputOf("LC_ALL=C readelf --wide " + options + ' ' + support::quoted(file) + behind);
+std::string readelf(const std::string& options, const std::string& file,
+                    const std::string& behind = "") {
+  return support::outputOf("LC_ALL=C readelf --wide " + options + ' ' + support::quoted(file) +
+                           behind);
 }
 
 long linesWith(const std::string& text, const std::string& word) {
   std::istringstream stream(text);
   long count = 0;
-  for (std::string line; std::getline(stream, line);) count += line.find(word) != std::string::npos ? 1 : 0;
+  for (std::string line; std::getline(stream, line);)
+    count += line.find(word) != std::string::npos ? 1 : 0;
   return count;
 }
 
 TEST(Exports, AreTheInterfaceAndNothingElse) {
-  std::set<std::string> old = {"createHashEx", "SUPPORTED_FORMAT_NUM", "convertError", "execAlgorithm",
-                               "reentrantCallCreateHash"};
+  std::set<std::string> old = {"createHashEx", "SUPPORTED_FORMAT_NUM", "convertError",
+                               "execAlgorithm", "reentrantCallCreateHash"};
   if (KMHASH_WITH_JNI) old.insert("printException");
-  for (const char* name : {"createHash", "createQuickFileHash", "compareHash", "compareBetweenHash",
-                           "getLibraryMajorVersion", "getLibraryMinorVersion", "getAlgorithmMajorVersion",
-                           "getAlgorithmMinorVersion", "getAlgorithmMajorVersionFromHash",
-                           "getAlgorithmMinorVersionFromHash", "getAlgorithmId", "getAlgorithmIdFromHash"}) {
+  for (const char* name :
+       {"createHash", "createQuickFileHash", "compareHash", "compareBetweenHash",
+        "getLibraryMajorVersion", "getLibraryMinorVersion", "getAlgorithmMajorVersion",
+        "getAlgorithmMinorVersion", "getAlgorithmMajorVersionFromHash",
+        "getAlgorithmMinorVersionFromHash", "getAlgorithmId", "getAlgorithmIdFromHash"}) {
     old.insert(name);
-    if (KMHASH_WITH_JNI) old.insert(std::string("Java_com_kelo_kmhash_KeloMediaHashGenerator_") + name);
+    if (KMHASH_WITH_JNI)
+      old.insert(std::string("Java_com_kelo_kmhash_KeloMediaHashGenerator_") + name);
   }
   std::set<std::string> expected;
   for (const char* name :
-       {"AlgorithmName", "CanVerify", "HashCallbacks", "HashFile", "HashFileBoth", "HashSource", "HashSourceBoth",
-        "IdentifyFile", "IdentifySource", "IsWhole", "ResultName", "VerifyFile", "VerifySource"}) {
+       {"AlgorithmName", "CanVerify", "HashCallbacks", "HashFile", "HashFileBoth", "HashSource",
+        "HashSourceBoth", "IdentifyFile", "IdentifySource", "IsWhole", "ResultName", "VerifyFile",
+        "VerifySource"}) {
     expected.insert(std::string("kmhash") + name + "@@KMHASH_5_4");
   }
   for (const char* name : {"algorithmName", "resultName", "createHash", "compareHash"}) {
-    if (KMHASH_WITH_JNI) expected.insert(std::string("Java_com_kelo_kmhash_Natives_") + name + "@@KMHASH_5_4");
+    if (KMHASH_WITH_JNI)
+      expected.insert(std::string("Java_com_kelo_kmhash_Natives_") + name + "@@KMHASH_5_4");
   }
   for (const std::string& name : old) expected.insert(name + "@@KMHASH_5");
   // num: value size type bind vis ndx name; the version's own symbol ("KMHASH_5") is absolute.
-  std::istringstream defined(
-      readelf("--dyn-syms", KMHASH_LIBRARY,
-              "| awk '$1 ~ /^[0-9]+:$/ && $5 != \"LOCAL\" && $7 != \"UND\" && $7 != \"ABS\" { print $8 }'"));
+  std::istringstream defined(readelf("--dyn-syms", KMHASH_LIBRARY,
+                                     "| awk '$1 ~ /^[0-9]+:$/ && $5 != \"LOCAL\" && $7 != \"UND\" "
+                                     "&& $7 != \"ABS\" { print $8 }'"));
   EXPECT_EQ(std::set<std::string>(std::istream_iterator<std::string>(defined), {}), expected);
 }
 
@@ -64,7 +72,8 @@ TEST(Binaries, AreHardened) {
   std::vector<std::string> files = {KMHASH_LIBRARY};
 #ifdef KMHASH_PROGRAM
   files.push_back(KMHASH_PROGRAM);
-  EXPECT_EQ(linesWith(readelf("--file-header", KMHASH_PROGRAM), "DYN ("), 1) << "at a fixed address";
+  EXPECT_EQ(linesWith(readelf("--file-header", KMHASH_PROGRAM), "DYN ("), 1)
+      << "at a fixed address";
 #endif
   for (const std::string& file : files) {
     EXPECT_EQ(linesWith(readelf("--program-headers", file), "  GNU_RELRO "), 1) << file;
@@ -72,11 +81,13 @@ TEST(Binaries, AreHardened) {
     EXPECT_EQ(linesWith(readelf("--program-headers", file), " RWE "), 0) << file;
     EXPECT_EQ(linesWith(readelf("--dynamic", file), "BIND_NOW"), 1) << file;
     EXPECT_EQ(linesWith(readelf("--dyn-syms", file), " __stack_chk_fail"), 1) << file;
-    EXPECT_GE(linesWith(readelf("--dyn-syms", file), "_chk@"), 1) << file << " is without _FORTIFY_SOURCE";
+    EXPECT_GE(linesWith(readelf("--dyn-syms", file), "_chk@"), 1)
+        << file << " is without _FORTIFY_SOURCE";
   }
 }
 
-// Of the objects, for the C library's own start-up code lacks it and the linker marks what all parts have.
+// Of the objects, for the C library's own start-up code lacks it and the linker marks what all
+// parts have.
 TEST(Binaries, EveryObjectProtectsControlFlow) {
   const std::string feature = KMHASH_CONTROL_FLOW;
   if (feature.empty()) GTEST_SKIP() << "this processor has no such thing";

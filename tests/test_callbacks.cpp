@@ -30,14 +30,16 @@ struct Disk {
 
 ssize_t diskRead(int descriptor, void* buffer, size_t count, off_t position) {
   ++disk.reads;
-  if (disk.reads < disk.failing || disk.reads > disk.lastFailing) return pread(descriptor, buffer, count, position);
+  if (disk.reads < disk.failing || disk.reads > disk.lastFailing)
+    return pread(descriptor, buffer, count, position);
   errno = disk.error;
   return -1;
 }
 
 ssize_t diskReadInMemory(int descriptor, const iovec* piece, int, off_t position, int) {
   ++disk.asked;
-  if (disk.inMemory != 0) return pread(descriptor, piece->iov_base, std::min(piece->iov_len, disk.inMemory), position);
+  if (disk.inMemory != 0)
+    return pread(descriptor, piece->iov_base, std::min(piece->iov_len, disk.inMemory), position);
   errno = EAGAIN;
   return -1;
 }
@@ -73,7 +75,8 @@ struct OnDisk : InFolder {
 
 TEST_F(OnDisk, FilesOfEverySizeReadAsTheyAre) {
   const int descriptor = dup(0);
-  for (const size_t size : {1u, 199u, 200u, 201u, 4096u, 16383u, 16384u, 16385u, 20'000u, 50'000u, 700'000u}) {
+  for (const size_t size :
+       {1u, 199u, 200u, 201u, 4096u, 16383u, 16384u, 16385u, 20'000u, 50'000u, 700'000u}) {
     const Bytes bytes = Bytes().pattern(size);
     const std::string path = write("file", bytes);
     EXPECT_EQ(quick(path).text, hashOf(bytes, KMHASH_MODE_QUICK).text) << size;
@@ -93,7 +96,8 @@ TEST_F(OnDisk, FilesOfEverySizeReadAsTheyAre) {
   handle = stream.handle;
   size_t at = 0;
   Bytes piece(100'000);
-  for (const uint32_t step : {3u, 60u, 1024u, 1024u, 5u, 9000u, 40'000u, 1u, 32'768u, 100'000u, 2u}) {
+  for (const uint32_t step :
+       {3u, 60u, 1024u, 1024u, 5u, 9000u, 40'000u, 1u, 32'768u, 100'000u, 2u}) {
     EXPECT_EQ(stream.callbacks.read(piece.data(), step, handle), step);
     EXPECT_EQ(piece.part(0, step), bytes.part(at, step)) << at;
     EXPECT_EQ(stream.callbacks.seek(step / 3, SEEK_CUR, handle), 0);
@@ -139,7 +143,8 @@ TEST_F(OnDisk, AnErrorThatTheSystemReportsIsNeverAHash) {
   // The tag is longer than what is read at once, and what follows it may be missing.
   const Bytes tag = Bytes().text("ID3").u32be(0x03000000).u24be(0x011C20).fill(20'000, 0);
   std::vector<std::string> paths = {write("tagged.mp3", tag + media("mp3-plain.mp3"))};
-  for (const auto& entry : std::filesystem::directory_iterator(KMHASH_TEST_MEDIA)) paths.push_back(entry.path());
+  for (const auto& entry : std::filesystem::directory_iterator(KMHASH_TEST_MEDIA))
+    paths.push_back(entry.path());
   for (const std::string& path : paths) {
     for (const int32_t mode : {KMHASH_MODE_NORMAL, KMHASH_MODE_QUICK, KMHASH_MODE_IDENTIFY}) {
       disk = {};

@@ -24,8 +24,10 @@ using support::Bytes;
 using support::sha1Hex;
 
 const std::string kContent = "9E21C10117E233A835349868BC5C1C5A1E04DE03", kMeta(40, 'B');
-const std::string kHash = "0003000050484F544F" + kContent + kMeta + "4A5045470000000001000000000000";
-const std::string kUnsetHash = std::string(18, '.') + kContent + kMeta + std::string(18, '.') + "000000000000";
+const std::string kHash =
+    "0003000050484F544F" + kContent + kMeta + "4A5045470000000001000000000000";
+const std::string kUnsetHash =
+    std::string(18, '.') + kContent + kMeta + std::string(18, '.') + "000000000000";
 
 // ---- Parts ----
 
@@ -64,8 +66,10 @@ TEST(HashList, TellsWhatIsWrongWithALine) {
       {"\\" + kHash + "  a\\t", "escapes nothing"},
       {"\\" + kHash + "  a\\", "escapes nothing"},
       {"00O30000" + kHash.substr(8) + "  a", "characters 0 to 7 are no version"},
-      {kHash.substr(0, 57) + '.' + kHash.substr(58) + "  a", "characters 18 to 57 are no content digest"},
-      {kHash.substr(0, 98) + '.' + kHash.substr(99) + "  a", "characters 98 to 113 are no format type"},
+      {kHash.substr(0, 57) + '.' + kHash.substr(58) + "  a",
+       "characters 18 to 57 are no content digest"},
+      {kHash.substr(0, 98) + '.' + kHash.substr(99) + "  a",
+       "characters 98 to 113 are no format type"},
   };
   for (const auto& [line, reason] : rows) {
     const ListLine read = parseListLine(line, LineEnd::newline);
@@ -88,14 +92,16 @@ TEST(JsonLine, KeepsAPathThatIsNotUtf8) {
   HashAnswer failed;
   failed.failure = {HASHCREATE_READ_ERROR, "cut"};
   EXPECT_EQ(jsonLine("n\n\xC3\xBC\xFF", failed),
-            "{\"path\":\"n\\n\xC3\xBC\xEF\xBF\xBD\",\"status\":\"HASHCREATE_READ_ERROR\",\"reason\":\"cut\","
+            "{\"path\":\"n\\n\xC3\xBC\xEF\xBF\xBD\",\"status\":\"HASHCREATE_READ_ERROR\","
+            "\"reason\":\"cut\","
             "\"path_hex\":\"6e0ac3bcff\"}\n");
 }
 
 TEST(ProgressLine, SaysWhatIsKnown) {
   EXPECT_EQ(progressLine(0, 10, false, 0.2), "kmhash: 0 of more than 10 files, 0.0/s");
   EXPECT_EQ(progressLine(50, 200, true, 10), "kmhash: 50 of 200 files, 5.0/s, 30 s left");
-  EXPECT_EQ(progressLine(100, 1000000, true, 1), "kmhash: 100 of 1000000 files, 100/s, 2 h 46 min left");
+  EXPECT_EQ(progressLine(100, 1000000, true, 1),
+            "kmhash: 100 of 1000000 files, 100/s, 2 h 46 min left");
   EXPECT_EQ(progressLine(7, 7, true, 150), "kmhash: 7 of 7 files, 0.0/s, 2 min 30 s in all");
 }
 
@@ -110,7 +116,8 @@ TEST(OrderedRunner, CommitsInOrderWhateverFinishesFirst) {
     Runner runner(output, {.next = [&](uint64_t& item) { return (item = handedOut++) < kItems; },
                            .work =
                                [&](const uint64_t& item) {
-                                 while (item == 0 && jobs > 1 && done < Runner::kWindow - 1) std::this_thread::yield();
+                                 while (item == 0 && jobs > 1 && done < Runner::kWindow - 1)
+                                   std::this_thread::yield();
                                  ++done;
                                  return item * 3;
                                },
@@ -132,7 +139,9 @@ struct Finished {
 };
 
 struct Program : support::InFolder {
-  void writeText(const std::string& name, const std::string& text) const { write(name, Bytes().text(text)); }
+  void writeText(const std::string& name, const std::string& text) const {
+    write(name, Bytes().text(text));
+  }
 
   std::string read(const std::string& name) const {
     std::ifstream file(folder / name, std::ios::binary);
@@ -142,7 +151,8 @@ struct Program : support::InFolder {
   // Runs in the test's folder.
   Finished shell(const std::string& words) const {
     const std::string inFolder = "cd " + support::quoted(folder) + " && ";
-    const std::string command = support::withProgram(inFolder + "{ " + words + " ; } >'.out' 2>'.err' </dev/null");
+    const std::string command =
+        support::withProgram(inFolder + "{ " + words + " ; } >'.out' 2>'.err' </dev/null");
     const int status = std::system(command.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read(".out"), read(".err")};
   }
@@ -156,7 +166,9 @@ std::string quickHash(const Bytes& bytes) {
          "515549434B000000FF000000000000";
 }
 
-std::string quickLine(const std::string& path, uint8_t seed) { return quickHash(photo(seed)) + "  " + path + "\n"; }
+std::string quickLine(const std::string& path, uint8_t seed) {
+  return quickHash(photo(seed)) + "  " + path + "\n";
+}
 
 TEST_F(Program, HashesInTheOrderGivenAndGoesOnAfterFailures) {
   write("b", photo(1));
@@ -167,17 +179,21 @@ TEST_F(Program, HashesInTheOrderGivenAndGoesOnAfterFailures) {
   std::filesystem::create_directory(folder / "folder");
   ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
   const Finished run = kmhash("hash --quick b empty nope folder pipe a '[x,y]' -- -z");
-  EXPECT_EQ(run.out, quickLine("b", 1) + quickLine("a", 2) + quickLine("[x,y]", 3) + quickLine("-z", 4));
-  EXPECT_EQ(run.err,
-            "kmhash: empty: is empty (HASHCREATE_NON_SUPPORTED)\n"
-            "kmhash: nope: No such file or directory (HASHCREATE_FILE_NOTFOUND)\n"
-            "kmhash: folder: is a directory; with -r the files in it are taken (HASHCREATE_NON_SUPPORTED)\n"
-            "kmhash: pipe: is a pipe; only regular files can be hashed (HASHCREATE_NON_SUPPORTED)\n");
+  EXPECT_EQ(run.out,
+            quickLine("b", 1) + quickLine("a", 2) + quickLine("[x,y]", 3) + quickLine("-z", 4));
+  EXPECT_EQ(
+      run.err,
+      "kmhash: empty: is empty (HASHCREATE_NON_SUPPORTED)\n"
+      "kmhash: nope: No such file or directory (HASHCREATE_FILE_NOTFOUND)\n"
+      "kmhash: folder: is a directory; with -r the files in it are taken "
+      "(HASHCREATE_NON_SUPPORTED)\n"
+      "kmhash: pipe: is a pipe; only regular files can be hashed (HASHCREATE_NON_SUPPORTED)\n");
   EXPECT_EQ(run.status, 1);
 }
 
 TEST_F(Program, WalksDirectoriesInTheOrderOfPathsOnAnyNumberOfThreads) {
-  const std::string paths[] = {"d/a.b/x", "d/a/x", "d/a0", "d/z"};  // '.' sorts before '/', '/' before '0'
+  const std::string paths[] = {"d/a.b/x", "d/a/x", "d/a0",
+                               "d/z"};  // '.' sorts before '/', '/' before '0'
   std::filesystem::create_directories(folder / "d/a");
   std::filesystem::create_directories(folder / "d/a.b");
   std::filesystem::create_directories(folder / "d/nothing");
@@ -188,8 +204,8 @@ TEST_F(Program, WalksDirectoriesInTheOrderOfPathsOnAnyNumberOfThreads) {
     lines += quickLine(path, 5);
     names += path + '\0';
   }
-  for (const char* options :
-       {"-r d", "-rj1 d", "-r -j 8 d/", "--progress=always -r d", "--files0-from=names", "--files0-from - <names"}) {
+  for (const char* options : {"-r d", "-rj1 d", "-r -j 8 d/", "--progress=always -r d",
+                              "--files0-from=names", "--files0-from - <names"}) {
     writeText("names", names);
     const Finished run = kmhash(std::string("hash --quick ") + options);
     EXPECT_EQ(run.out, lines) << options;
@@ -207,17 +223,20 @@ TEST_F(Program, CheckReadsBackWhatHashWrote) {
   const std::string media = KMHASH_TEST_MEDIA "/jpeg-baseline.jpg";
   std::filesystem::copy_file(media, folder / "new\nline");
   std::filesystem::copy_file(media, folder / "plain");
-  write("tag", Bytes().text("ID3").u24be(0x030000).u32be(100).fill(100, 0));  // no media behind it: no labels
+  write("tag", Bytes().text("ID3").u24be(0x030000).u32be(100).fill(
+                   100, 0));  // no media behind it: no labels
   for (const std::string zero : {"", "--zero"}) {
-    const Finished run = shell(fmt::format(
-        "for mode in '' --quick; do kmhash hash $mode {0} new* plain tag; done >list; kmhash check {0} list", zero));
+    const Finished run =
+        shell(fmt::format("for mode in '' --quick; do kmhash hash $mode {0} new* plain tag; done "
+                          ">list; kmhash check {0} list",
+                          zero));
     const std::string each = "\\new\\nline: OK\nplain: OK\ntag: OK\n";
     EXPECT_EQ(run.out, each + each);
     EXPECT_EQ(run.err, "kmhash: list: 6 OK\n");
     EXPECT_EQ(run.status, 0);
   }
-  EXPECT_EQ(kmhash("hash tag").out,
-            std::string(18, '.') + sha1Hex({}) + sha1Hex({}) + std::string(18, '.') + "000000000000  tag\n");
+  EXPECT_EQ(kmhash("hash tag").out, std::string(18, '.') + sha1Hex({}) + sha1Hex({}) +
+                                        std::string(18, '.') + "000000000000  tag\n");
   const std::string shown = kmhash("show tag").out;
   EXPECT_NE(shown.find("\nversion      not set\nfile type    not set\n"), std::string::npos);
   EXPECT_NE(shown.find("\nformat type  not set\nalgorithm    not set\n"), std::string::npos);
@@ -247,7 +266,8 @@ TEST_F(Program, CheckReportsAsItsOptionsSay) {
       {"--quiet list", bad + gone, sum, 1},
       {"--status list", "", "", 1},
       {"--ignore-missing list", good + bad, "kmhash: list: 1 OK, 1 changed, 1 missing\n", 1},
-      {"fine - <list", good + good + bad + gone, "kmhash: fine: 1 OK\nkmhash: -: 1 OK, 1 changed, 1 failed\n", 1},
+      {"fine - <list", good + good + bad + gone,
+       "kmhash: fine: 1 OK\nkmhash: -: 1 OK, 1 changed, 1 failed\n", 1},
       {"fine", good, "kmhash: fine: 1 OK\n", 0},
       {"--quiet fine", "", "", 0},
       {"odd", good, oddSum, 0},
@@ -255,11 +275,14 @@ TEST_F(Program, CheckReportsAsItsOptionsSay) {
       {"--strict --status odd", "", "", 1},
       {"--warn odd", good,
        "kmhash: odd: line 4: " + why + " (HASHCREATE_INVALID_HASH)\n" +
-           "kmhash: odd: line 5: no hash text: 5 characters instead of 128 (HASHCREATE_INVALID_HASH)\n" + oddSum,
+           "kmhash: odd: line 5: no hash text: 5 characters instead of 128 "
+           "(HASHCREATE_INVALID_HASH)\n" +
+           oddSum,
        0},
       {"--ignore-missing lost", "", "kmhash: lost: no file was verified: 1 missing\n", 1},
       {"nothing", "", "kmhash: nothing: no file was verified\n", 1},
-      {"nope fine", good, "kmhash: nope: No such file or directory (HASHCREATE_FILE_NOTFOUND)\nkmhash: fine: 1 OK\n",
+      {"nope fine", good,
+       "kmhash: nope: No such file or directory (HASHCREATE_FILE_NOTFOUND)\nkmhash: fine: 1 OK\n",
        1},
   };
   for (const auto& row : rows) {
@@ -278,20 +301,24 @@ TEST_F(Program, ComparesFilesAndTexts) {
   for (const std::string& operands :
        {std::string("--quick a same"), "a " + text, text + " a", fmt::format("{0} {0}", text)}) {
     const Finished run = kmhash("compare " + operands);
-    EXPECT_EQ(run.out.substr(0, run.out.find('\n')), "The media are the same.") << operands << run.err;
+    EXPECT_EQ(run.out.substr(0, run.out.find('\n')), "The media are the same.")
+        << operands << run.err;
     EXPECT_EQ(run.status, 0);
   }
   EXPECT_EQ(kmhash("compare --quick a b").status, 1);
-  EXPECT_NE(kmhash("compare " + text + " " + kHash).out.find("different algorithms"), std::string::npos);
+  EXPECT_NE(kmhash("compare " + text + " " + kHash).out.find("different algorithms"),
+            std::string::npos);
   const Finished noText = kmhash("compare " + text + " " + kHash.substr(1));
   EXPECT_EQ(noText.status, 1);
-  EXPECT_NE(noText.err.find("no hash text (127 characters instead of 128) and no file"), std::string::npos);
+  EXPECT_NE(noText.err.find("no hash text (127 characters instead of 128) and no file"),
+            std::string::npos);
 }
 
 TEST_F(Program, TellsWrongUsage) {
   for (const char* arguments :
-       {"", "nope", "hash", "hash --nope a", "hash -j0 a", "hash --progress=some a", "hash --json --zero a",
-        "hash --files0-from a b", "check", "compare a", "compare a b c", "identify", "show", "version 1"}) {
+       {"", "nope", "hash", "hash --nope a", "hash -j0 a", "hash --progress=some a",
+        "hash --json --zero a", "hash --files0-from a b", "check", "compare a", "compare a b c",
+        "identify", "show", "version 1"}) {
     const Finished run = kmhash(arguments);
     EXPECT_EQ(run.status, 2) << arguments;
     EXPECT_EQ(run.out, "");
@@ -304,7 +331,8 @@ TEST_F(Program, TellsWrongUsage) {
 
 TEST_F(Program, TellsThatItsOutputIsLost) {
   write("a", photo(1));
-  EXPECT_EQ(shell("kmhash hash --quick a >/dev/full").err, "kmhash: standard output: No space left on device\n");
+  EXPECT_EQ(shell("kmhash hash --quick a >/dev/full").err,
+            "kmhash: standard output: No space left on device\n");
   EXPECT_EQ(shell("kmhash hash --quick a >/dev/full").status, 1);
   EXPECT_EQ(shell("(sleep 0.5; kmhash hash --quick a; echo $? >status) | true").err,
             "kmhash: standard output: Broken pipe\n");
@@ -315,8 +343,10 @@ TEST_F(Program, EndsWith130AtCtrlCAndKeepsWhatIsDone) {
   write("a", photo(1));
   ASSERT_EQ(mkfifo((folder / "names").c_str(), 0600), 0);
   const Finished run = shell(
-      "{ printf 'a\\0'; until [ -s .out ]; do sleep 0.1; done; kill -INT $(cat pid); sleep 3; } >names & "
-      "sh -c \"echo \\$\\$ >pid; exec kmhash hash --quick --files0-from - <names\"; status=$?; kill $!; exit $status");
+      "{ printf 'a\\0'; until [ -s .out ]; do sleep 0.1; done; kill -INT $(cat pid); sleep 3; } "
+      ">names & "
+      "sh -c \"echo \\$\\$ >pid; exec kmhash hash --quick --files0-from - <names\"; status=$?; "
+      "kill $!; exit $status");
   EXPECT_EQ(run.status, 130);
   EXPECT_EQ(run.out, quickLine("a", 1));
 }

@@ -1,4 +1,5 @@
-// What the documents show is what happens: every console block's commands are run and their output compared.
+// What the documents show is what happens: every console block's commands are run and their output
+// compared.
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -30,8 +31,8 @@ std::vector<Command> commandsOf(const fs::path& document) {
   return commands;
 }
 
-// The programs that a document's command may name, as they are called here; other commands, such as builds, are not
-// run.
+// The programs that a document's command may name, as they are called here; other commands, such as
+// builds, are not run.
 const std::map<std::string, std::string> kPrograms = {
     {"./dev run", "kmhash"},
     {"kmhash", "kmhash"},
@@ -47,14 +48,16 @@ TEST_F(Documents, ShowWhatTheCommandsPrint) {
   fs::current_path(folder);
 
   std::vector<fs::path> documents = {source / "README.md"};
-  for (const auto& entry : fs::directory_iterator(source / "docs")) documents.push_back(entry.path());
+  for (const auto& entry : fs::directory_iterator(source / "docs"))
+    documents.push_back(entry.path());
   int run = 0;
   for (const fs::path& document : documents) {
     for (const Command& command : commandsOf(document)) {
       for (const auto& [words, program] : kPrograms) {
         if (!command.line.starts_with(words + ' ')) continue;
         const std::string called = program + command.line.substr(words.size());
-        EXPECT_EQ(support::outputOf(support::withProgram("{ " + called + "; } 2>&1")), command.output)
+        EXPECT_EQ(support::outputOf(support::withProgram("{ " + called + "; } 2>&1")),
+                  command.output)
             << document << command.line;
         ++run;
       }

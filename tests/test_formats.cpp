@@ -1,4 +1,5 @@
-// The tables of docs/formats.md: what a comparison says after a change. Each row there is a row here.
+// The tables of docs/formats.md: what a comparison says after a change. Each row there is a row
+// here.
 #include <algorithm>
 #include <array>
 #include <fstream>
@@ -15,7 +16,8 @@ using namespace std::string_view_literals;
 
 size_t find(const Bytes& file, std::string_view marker) {
   const Bytes wanted = Bytes().text(marker);
-  return static_cast<size_t>(std::search(file.begin(), file.end(), wanted.begin(), wanted.end()) - file.begin());
+  return static_cast<size_t>(std::search(file.begin(), file.end(), wanted.begin(), wanted.end()) -
+                             file.begin());
 }
 Bytes changed(Bytes file, size_t at, unsigned bits = 1) {
   file.at(at) ^= static_cast<uint8_t>(bits);
@@ -24,7 +26,9 @@ Bytes changed(Bytes file, size_t at, unsigned bits = 1) {
 Bytes changed(const Bytes& file, std::string_view marker, size_t behind, unsigned bits = 1) {
   return changed(file, find(file, marker) + behind, bits);
 }
-Bytes inserted(const Bytes& file, size_t at, const Bytes& what) { return file.part(0, at) + what + file.part(at); }
+Bytes inserted(const Bytes& file, size_t at, const Bytes& what) {
+  return file.part(0, at) + what + file.part(at);
+}
 
 // ---- Tables ----
 
@@ -71,13 +75,16 @@ struct Table {
   }
   void operator()(const char* change, const char* differs, const Bytes& after) {
     EXPECT_NE(file, after) << change;
-    EXPECT_EQ(compared(hashOf(file, mode), hashOf(after, mode)), differs) << heading << ": " << change;
-    EXPECT_EQ(untested.erase({heading, change, differs}), 1u) << heading << ": " << change << ": not documented";
+    EXPECT_EQ(compared(hashOf(file, mode), hashOf(after, mode)), differs)
+        << heading << ": " << change;
+    EXPECT_EQ(untested.erase({heading, change, differs}), 1u)
+        << heading << ": " << change << ": not documented";
   }
 };
 
 const Bytes kText = Bytes().text("some text that tells about it");
-const Bytes kId3v1 = Bytes().text("TAG").fill(125, ' '), kId3v2 = Bytes().text("ID3\x03\0\0\0\0\0\x1D"sv) + kText;
+const Bytes kId3v1 = Bytes().text("TAG").fill(125, ' '),
+            kId3v2 = Bytes().text("ID3\x03\0\0\0\0\0\x1D"sv) + kText;
 
 void anyFile(Table& row) {
   const Bytes jpeg = row.of("Any file", media("jpeg-baseline.jpg"));
@@ -85,7 +92,8 @@ void anyFile(Table& row) {
   row("An ID3v2 tag in front of a photo", "nothing", kId3v2 + jpeg);
   row("Other bytes in front of a photo", "not hashed", kText + jpeg);
   const Bytes large = row.of("Any file", media("jpeg-large.jpg"));
-  row("A byte between two samples of a long picture", "nothing", changed(large, "\xFF\xDA", 4 + 170));
+  row("A byte between two samples of a long picture", "nothing",
+      changed(large, "\xFF\xDA", 4 + 170));
 
   row.mode = KMHASH_MODE_QUICK;
   row.of("Quick mode", large);
@@ -99,9 +107,11 @@ void anyFile(Table& row) {
 // ---- JPEG ----
 
 void jpegs(Table& row) {
-  const Bytes jpeg = row.of("JPEG", media("jpeg-baseline.jpg")), progressive = media("jpeg-progressive.jpg");
+  const Bytes jpeg = row.of("JPEG", media("jpeg-baseline.jpg")),
+              progressive = media("jpeg-progressive.jpg");
   row("Exif, XMP, IPTC, comment and thumbnail added", "nothing", media("jpeg-edited.jpg"));
-  row("A colour profile added", "nothing", inserted(jpeg, 2, segment(0xFFE2, Bytes().text("ICC_PROFILE\0"sv))));
+  row("A colour profile added", "nothing",
+      inserted(jpeg, 2, segment(0xFFE2, Bytes().text("ICC_PROFILE\0"sv))));
   row("A quantisation table", "nothing", changed(jpeg, "\xFF\xDB", 9));
   row("Height, width or sampling in the header", "meta", changed(jpeg, "\xFF\xC0", 8));
   row("Saved as progressive without loss", "content, meta", progressive);
@@ -113,15 +123,19 @@ void jpegs(Table& row) {
 }
 
 void multiPicture(Table& row) {
-  const Bytes comment = segment(0xFFFE, {1, 2, 3}), first = Bytes().pattern(400), other = Bytes().pattern(400, 2);
+  const Bytes comment = segment(0xFFFE, {1, 2, 3}), first = Bytes().pattern(400),
+              other = Bytes().pattern(400, 2);
   const Bytes all = row.of("Multi-picture JPEG", album(kOther, {first, other}));
   const size_t end = find(all, "\xFF\xD9\xFF\xD8"), inFirst = end - 9, otherHeader = end + 21;
   row("All hashed: a size in a picture's header", "nothing", changed(all, otherHeader));
-  row("All hashed: comment added to the first picture, list left as it is", "content", inserted(all, 2, comment));
+  row("All hashed: comment added to the first picture, list left as it is", "content",
+      inserted(all, 2, comment));
   const Bytes pair = row.of("Multi-picture JPEG", album(kBaseline, {first, other}));
   row("Primary and another: the scan of the primary picture", "nothing", changed(pair, inFirst));
-  row("Primary and another: a size in the other picture's header", "meta", changed(pair, otherHeader));
-  row("Primary and another: comment added to the primary picture", "nothing", inserted(pair, 2, comment));
+  row("Primary and another: a size in the other picture's header", "meta",
+      changed(pair, otherHeader));
+  row("Primary and another: comment added to the primary picture", "nothing",
+      inserted(pair, 2, comment));
   const Bytes single = row.of("Multi-picture JPEG", album(kBaseline, {first}));
   row("Primary alone: comment added, list left as it is", "content", inserted(single, 2, comment));
 }
@@ -131,19 +145,23 @@ void multiPicture(Table& row) {
 void pictures(Table& row) {
   const Bytes png = row.of("PNG", media("png-palette-text.png"));
   const size_t idat = find(png, "IDAT") - 4, behind = find(png, "tEXt") - 4, iend = png.size() - 12;
-  const Bytes texts = png.part(behind, iend - behind), moved = inserted(png.part(0, behind), idat, texts);
-  row("Text, time, Exif or a profile added in front of the picture", "nothing", inserted(png, idat, texts));
+  const Bytes texts = png.part(behind, iend - behind),
+              moved = inserted(png.part(0, behind), idat, texts);
+  row("Text, time, Exif or a profile added in front of the picture", "nothing",
+      inserted(png, idat, texts));
   row("Text behind the picture", "content", changed(png, behind + 20));
   row("Text moved from behind the picture to its front", "content", moved + png.part(iend));
   row("Width, height, bit depth, colour type or interlacing", "meta", changed(png, "IHDR", 7));
-  const Bytes palette = row.of("PNG", inserted(png, idat, Bytes().u32be(6).text("PLTE").pattern(10)));
+  const Bytes palette =
+      row.of("PNG", inserted(png, idat, Bytes().u32be(6).text("PLTE").pattern(10)));
   row("A colour of the palette", "nothing", changed(palette, "PLTE", 5));
 
   const Bytes gif = row.of("GIF", media("gif-animated.gif")), comment = {0x21, 0xFE, 3, 1, 2, 3, 0};
   const size_t later = 7457;  // the second picture's graphic control extension
   row("A colour of the global palette", "nothing", changed(gif, 20));
   row("A comment added in front of the first picture", "nothing", inserted(gif, 61, comment));
-  row("The first picture's delay, the number of repeats", "nothing", changed(changed(gif, 65), "2.0", 5));
+  row("The first picture's delay, the number of repeats", "nothing",
+      changed(changed(gif, 65), "2.0", 5));
   row("A later picture's delay", "content", changed(gif, later + 4));
   row("A comment added behind the first picture", "content", inserted(gif, later, comment));
   row("Screen size, background colour or aspect ratio", "meta", changed(gif, 6));
@@ -154,7 +172,8 @@ void pictures(Table& row) {
 Bytes tiffInFront(size_t description) {
   const std::vector<Numbers> size = {{256, 4, 1, 20}, {257, 4, 1, 5}, {262, 4, 1, 1}};
   const std::vector<Numbers> tags = {
-      size[0], size[1], size[2], {270, 2, description, 86}, {273, 4, 1, 86 + description}, {279, 4, 1, 100}};
+      size[0],         size[1], size[2], {270, 2, description, 86}, {273, 4, 1, 86 + description},
+      {279, 4, 1, 100}};
   return header(false, 8) + ifd(false, tags) + Bytes(description, 'x').pattern(100);
 }
 
@@ -163,10 +182,12 @@ void tiffs(Table& row) {
   row("Directory in front: the picture", "content", changed(front, 120));
   row("Directory in front: a text of the same length", "nothing", changed(front, 90));
   row("Directory in front: a longer text, so that the picture moves", "meta", tiffInFront(21));
-  const Bytes behind = row.of("TIFF", media("tiff-little.tif")), copied = behind + behind.part(28808);
+  const Bytes behind = row.of("TIFF", media("tiff-little.tif")),
+              copied = behind + behind.part(28808);
   row("Directory behind, one strip: the picture", "content", changed(behind, 99));
   row("Directory behind, one strip: bytes appended", "nothing", behind + kText);
-  row("Directory behind, one strip: directory written anew at the end", "content", patched(copied, 4, behind.size()));
+  row("Directory behind, one strip: directory written anew at the end", "content",
+      patched(copied, 4, behind.size()));
   row("Width or height", "meta", changed(behind, 28808 + 10));
   row("Tiles in place of strips", "not hashed", media("tiff-tiles.tif"));
   const Bytes strips = row.of("TIFF", media("tiff-lzw-strips.tif"));
@@ -180,10 +201,12 @@ void tiffs(Table& row) {
 
 void films(Table& row) {
   const Bytes mp4 = row.of("MP4, MOV, M4A, 3GP", media("mp4-moov-last.mp4"));
-  const Bytes box = Bytes().u32be(12).text("mdat").pattern(4), moov = mp4.part(find(mp4, "moov") - 4);
+  const Bytes box = Bytes().u32be(12).text("mdat").pattern(4),
+              moov = mp4.part(find(mp4, "moov") - 4);
   const Bytes front = mp4.part(0, 32), mdat = mp4.part(32, mp4.size() - moov.size() - 32);
   row("Title, cover and other tags", "nothing", media("mp4-edited.mp4"));
-  row("Movie header moved in front of the media (\"fast start\")", "nothing", media("mp4-moov-first.mp4"));
+  row("Movie header moved in front of the media (\"fast start\")", "nothing",
+      media("mp4-moov-first.mp4"));
   row("Modification date", "nothing", changed(mp4, "mvhd", 12));
   row("Creation date or duration", "meta", changed(mp4, "mvhd", 8));
   row("Width or height of a track", "meta", changed(mp4, "tkhd", 81));
@@ -193,12 +216,15 @@ void films(Table& row) {
   row("The major brand", "format type", changed(mp4, 8));
   row("Boxes appended", "nothing", mp4 + box);
   row.of("MP4, MOV, M4A, 3GP", front + mdat + box + moov);
-  row("\"Fast start\" of a file with several pieces of media data", "content", front + moov + mdat + box);
+  row("\"Fast start\" of a file with several pieces of media data", "content",
+      front + moov + mdat + box);
   const Bytes fragments = row.of("MP4, MOV, M4A, 3GP", media("mp4-fragmented.mp4"));
-  row("Anything behind the first media data of a fragmented movie", "content", changed(fragments, "mfra", 9));
+  row("Anything behind the first media data of a fragmented movie", "content",
+      changed(fragments, "mfra", 9));
 
   const Bytes wmv = row.of("ASF, WMV, WMA", media("asf-video.wmv"));
-  const std::string_view properties = "\xA1\xDC\xAB\x8C", video = "\xC0\xEF\x19\xBC", audio = "\x40\x9E\x69\xF8";
+  const std::string_view properties = "\xA1\xDC\xAB\x8C", video = "\xC0\xEF\x19\xBC",
+                         audio = "\x40\x9E\x69\xF8";
   row("Dates, play time", "nothing", changed(changed(wmv, properties, 48), properties, 64));
   row("An index appended", "nothing", wmv + kText);
   row("The file's id in the header", "meta", changed(wmv, properties, 24));
@@ -216,7 +242,8 @@ void streams(Table& row) {
   row("The eleven bytes behind the first pack header", "nothing", changed(mpeg, 22));
   row("Bytes appended", "content", mpeg + kText);
 
-  const Bytes ts = row.of("MPEG-2 transport stream", media("mpegts-188.m2t")), once = changed(ts, "Service01", 8);
+  const Bytes ts = row.of("MPEG-2 transport stream", media("mpegts-188.m2t")),
+              once = changed(ts, "Service01", 8);
   row("The service name in front of the first programme map", "nothing", once);
   row("The service name wherever it is repeated", "content", changed(once, "Service01", 8));
   row("Packets appended", "content, meta", ts + ts.part(0, 376));
@@ -241,7 +268,8 @@ void sounds(Table& row) {
   row("Tags appended behind the sound", "content", wav + Bytes().text("id3 ").u32le(39) + kId3v2);
   row("Sampling rate, channels or bits", "meta", changed(wav, "fmt ", 12));
 
-  const Bytes mp3 = row.of("MP3", media("mp3-plain.mp3")), ape = Bytes().text("APETAGEX").fill(24, 0);
+  const Bytes mp3 = row.of("MP3", media("mp3-plain.mp3")),
+              ape = Bytes().text("APETAGEX").fill(24, 0);
   const Bytes footer = changed(kId3v2, 5, 0x10) + Bytes().text("3DI") + kId3v2.part(3, 7);
   row("An ID3v2 tag added, edited or removed", "nothing compared", media("mp3-tagged.mp3"));
   row("An ID3v2 tag with a footer added", "not hashed", footer + mp3);
@@ -262,7 +290,8 @@ void sounds(Table& row) {
 
 TEST(Formats, ComparisonsSayWhatTheDocumentSays) {
   Table table;
-  for (const auto rows : {anyFile, jpegs, multiPicture, pictures, tiffs, films, streams, sounds}) rows(table);
+  for (const auto rows : {anyFile, jpegs, multiPicture, pictures, tiffs, films, streams, sounds})
+    rows(table);
   EXPECT_EQ(table.untested, std::set<Row>());
 }
 

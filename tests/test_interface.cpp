@@ -37,7 +37,8 @@ TEST(Interface, QuickHashOfSizeAndBytes) {
   }
   MemoryFile file(small);
   hashOf(file, KMHASH_MODE_QUICK);
-  EXPECT_EQ(file.calls, (std::vector<Call>{{"open"}, {"size"}, {"read", 200}, {"read", 100}, {"close"}}));
+  EXPECT_EQ(file.calls,
+            (std::vector<Call>{{"open"}, {"size"}, {"read", 200}, {"read", 100}, {"close"}}));
 }
 
 TEST(Interface, ArgumentsAndSourcesThatFail) {
@@ -66,7 +67,8 @@ TEST(Interface, ArgumentsAndSourcesThatFail) {
   EXPECT_EQ(codeOf([](MemoryFile& f) { f.openFails = true; }), HASHCREATE_FILE_NOTFOUND);
   EXPECT_EQ(codeOf([](MemoryFile& f) { f.statedSize = -255; }), HASHCREATE_INVALID_PARAM);
   EXPECT_EQ(codeOf([](MemoryFile& f) { f.statedSize = 0; }), HASHCREATE_NON_SUPPORTED);
-  EXPECT_EQ(codeOf([](MemoryFile& f) { f.statedSize = -1; }), HASHCREATE_READ_ERROR);  // 2^64 - 1 bytes
+  EXPECT_EQ(codeOf([](MemoryFile& f) { f.statedSize = -1; }),
+            HASHCREATE_READ_ERROR);  // 2^64 - 1 bytes
 
   // Who claims more than he was asked for has delivered nothing.
   KmhashFileCallbacks boasting = *callbacks();
@@ -90,7 +92,8 @@ TEST(Interface, OnlyPublicCodesLeave) {
 TEST(Interface, FilesThatNobodyClaims) {
   EXPECT_EQ(hashOf(Bytes().text("plain text, no media")).code, HASHCREATE_NON_SUPPORTED);
   EXPECT_EQ(hashOf(Bytes().fill(1000, 0)).code, HASHCREATE_NON_SUPPORTED);
-  EXPECT_EQ(hashOf(Bytes().fill(700, 0).text("plain text, no media")).code, HASHCREATE_NON_SUPPORTED);
+  EXPECT_EQ(hashOf(Bytes().fill(700, 0).text("plain text, no media")).code,
+            HASHCREATE_NON_SUPPORTED);
 }
 
 TEST(Interface, CompareHashesAgainInTheModeOfTheStoredHash) {
@@ -106,8 +109,8 @@ TEST(Interface, CompareHashesAgainInTheModeOfTheStoredHash) {
 // Camera raw files whose source gives up before the preview: all labels are set but the file type.
 TEST(Interface, OwnTextsAreReadBehindTheirNuls) {
   const auto rawFile = [](uint8_t seed) {
-    MemoryFile file(header(false, 100).pattern(92, seed) + ifd(false, {{513, 4, 1, 400}, {514, 4, 1, 300}}) +
-                    Bytes(70));
+    MemoryFile file(header(false, 100).pattern(92, seed) +
+                    ifd(false, {{513, 4, 1, 400}, {514, 4, 1, 300}}) + Bytes(70));
     file.statedSize = 1000;
     return file;
   };
@@ -128,7 +131,8 @@ TEST(HashText, ComparisonLooksAtTheseFieldsOnly) {
   } rows[] = {{0, -11}, {17, 0},  {18, 1},  {57, 1},   {58, 2},   {97, 2},  {98, 4},
               {105, 4}, {106, 0}, {113, 0}, {114, 16}, {121, 16}, {122, 0}, {127, 0}};
   for (const auto& row : rows) {
-    EXPECT_EQ(compareBetweenHash(kHash, changedAt(row.index, 'E').c_str()), row.different) << row.index;
+    EXPECT_EQ(compareBetweenHash(kHash, changedAt(row.index, 'E').c_str()), row.different)
+        << row.index;
   }
   EXPECT_EQ(compareBetweenHash(kHash, changedAt(7, '9').c_str()), KMHASH_DIFFERENT_VERSION);
   EXPECT_EQ(compareBetweenHash(kHash, "12345678"), 1 + 2 + 4 + 8 + 16);  // ends early
@@ -172,7 +176,8 @@ TEST(HashText, DigestFedAfterItsEndHasNone) {
 }
 
 TEST(Interface, QuickHashesHaveAVersionThatTheTableDoesNotKnow) {
-  for (uint32_t id = 1; id <= 14; ++id) EXPECT_EQ(getAlgorithmMajorVersion(id) * 10 + getAlgorithmMinorVersion(id), 30);
+  for (uint32_t id = 1; id <= 14; ++id)
+    EXPECT_EQ(getAlgorithmMajorVersion(id) * 10 + getAlgorithmMinorVersion(id), 30);
   for (const uint32_t id : {0u, 15u, 255u}) {
     EXPECT_EQ(getAlgorithmMajorVersion(id), HASHCREATE_INVALID_PARAM) << id;
     EXPECT_EQ(getAlgorithmMinorVersion(id), HASHCREATE_INVALID_PARAM) << id;
@@ -181,20 +186,23 @@ TEST(Interface, QuickHashesHaveAVersionThatTheTableDoesNotKnow) {
 
 TEST(Interface, NamesAreThoseOfTheConstants) {
   std::ifstream header(KMHASH_TEST_MEDIA "/../../jni/include/kmhash.h");
-  const std::regex constant("  (?:KMHASH_ALGORITHM_([A-Z0-9]+)|(HASHCREATE_[A-Z0-9_]+)) = (-?[0-9]+).*");
+  const std::regex constant(
+      "  (?:KMHASH_ALGORITHM_([A-Z0-9]+)|(HASHCREATE_[A-Z0-9_]+)) = (-?[0-9]+).*");
   std::smatch found;
   int names = 0;
   for (std::string line; std::getline(header, line);) {
     if (!std::regex_match(line, found, constant)) continue;
     const int number = std::stoi(found[3]);
-    const char* name = found[1].matched ? kmhashAlgorithmName(static_cast<uint32_t>(number)) : kmhashResultName(number);
+    const char* name = found[1].matched ? kmhashAlgorithmName(static_cast<uint32_t>(number))
+                                        : kmhashResultName(number);
     ASSERT_NE(name, nullptr) << line;
     EXPECT_EQ(name, found[1].str() + found[2].str());
     ++names;
   }
   EXPECT_GE(names, 15 + 16);
   for (const uint32_t id : {0u, 31u, 254u, 256u}) EXPECT_EQ(kmhashAlgorithmName(id), nullptr) << id;
-  for (const int code : {1, -15, -100, -254, -256}) EXPECT_EQ(kmhashResultName(code), nullptr) << code;
+  for (const int code : {1, -15, -100, -254, -256})
+    EXPECT_EQ(kmhashResultName(code), nullptr) << code;
 }
 
 // ---- Slices ----
@@ -219,8 +227,10 @@ TEST(Slice, LooksLikeAWholeFileAndEndsAtTheRealEnd) {
     uint64_t base, size;
     bool fromOuterBuffer;
     int64_t lastSeek;  // from where 300 bytes of the slice end; 0: none
-  } rows[] = {
-      {1000, 0, 250, true, 700}, {1000, 150, 250, false, 550}, {1000, 700, 250, false, 0}, {180, 50, 100, true, 0}};
+  } rows[] = {{1000, 0, 250, true, 700},
+              {1000, 150, 250, false, 550},
+              {1000, 700, 250, false, 0},
+              {180, 50, 100, true, 0}};
   for (const auto& row : rows) {
     OpenStream stream(row.file);
     Labels labels = {};
@@ -234,8 +244,8 @@ TEST(Slice, LooksLikeAWholeFileAndEndsAtTheRealEnd) {
     if (row.lastSeek != 0) {
       EXPECT_EQ(stream.file.calls.back(), (Call{"seek", row.lastSeek, 1}));
     }
-    // The outermost buffer lives on when the slice was served from it; storage of the slice's own is gone, and only its
-    // positions are known.
+    // The outermost buffer lives on when the slice was served from it; storage of the slice's own
+    // is gone, and only its positions are known.
     EXPECT_EQ(callbackSeek(&stream, 0, 0), row.fromOuterBuffer ? 0 : HASHCREATE_SEEK_ERROR);
     c_hybrid_seek(&stream, row.fromOuterBuffer ? 0 : row.base, 0);
     EXPECT_EQ(stream.next(10), row.fromOuterBuffer ? stream.file.bytes.part(0, 10) : Bytes());
@@ -283,8 +293,10 @@ TEST_F(Threads, EveryFunctionOnManyThreadsAtOnce) {
     threads.emplace_back([&, i] {
       for (int round = 0; round < 50; ++round) {
         EXPECT_EQ(compareHash(path.c_str(), stored.c_str(), nullptr), 0);
-        EXPECT_EQ(compareBetweenHash(kHash, changedAt(i % 2 == 0 ? 18 : 58).c_str()), i % 2 == 0 ? 1 : 2);
-        EXPECT_EQ(createHash(path.c_str(), std::string(129, 0).data(), 129, nullptr), HASHCREATE_NON_SUPPORTED);
+        EXPECT_EQ(compareBetweenHash(kHash, changedAt(i % 2 == 0 ? 18 : 58).c_str()),
+                  i % 2 == 0 ? 1 : 2);
+        EXPECT_EQ(createHash(path.c_str(), std::string(129, 0).data(), 129, nullptr),
+                  HASHCREATE_NON_SUPPORTED);
         EXPECT_EQ(getAlgorithmId(path.c_str(), nullptr), HASHCREATE_NON_SUPPORTED);
       }
     });

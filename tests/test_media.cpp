@@ -14,7 +14,8 @@ const std::filesystem::path kFolder = KMHASH_TEST_MEDIA;
 // The hash text with a dot for each NUL, or the result code.
 std::string answer(const std::string& file, int32_t mode) {
   std::string text(KMHASH_TEXT_SIZE, '?');
-  const int code = createHashEx((kFolder / file).c_str(), text.data(), KMHASH_TEXT_SIZE, nullptr, mode);
+  const int code =
+      createHashEx((kFolder / file).c_str(), text.data(), KMHASH_TEXT_SIZE, nullptr, mode);
   if (code != HASHCREATE_SUCCESS) return std::to_string(code);
   for (char& character : text) {
     if (character == '\0') character = '.';
@@ -24,7 +25,8 @@ std::string answer(const std::string& file, int32_t mode) {
 
 TEST(Media, HashesAreThoseRecorded) {
   std::set<std::string> unrecorded = {};
-  for (const auto& entry : std::filesystem::directory_iterator(kFolder)) unrecorded.insert(entry.path().filename());
+  for (const auto& entry : std::filesystem::directory_iterator(kFolder))
+    unrecorded.insert(entry.path().filename());
   unrecorded.erase("make-media");
   unrecorded.erase("hashes.tsv");
 

@@ -5,7 +5,8 @@ using namespace support;
 static Bytes chunk(const char* type, const Bytes& data) {
   return Bytes().u32be(static_cast<uint32_t>(data.size())).text(type).add(data).u32be(0xC4C5C6C7);
 }
-static const Bytes kSignature = {0x89, 'P', 'N', 'G', 0x0D, 0x0A, 0x1A, 0x0A}, kHeader = Bytes().pattern(13);
+static const Bytes kSignature = {0x89, 'P', 'N', 'G', 0x0D, 0x0A, 0x1A, 0x0A},
+                   kHeader = Bytes().pattern(13);
 static const Bytes kStart = kSignature + chunk("IHDR", kHeader);
 
 TEST(Png, MetaIsTheLastIhdrBeforeTheFirstIdatAndContentTheRest) {
@@ -16,7 +17,8 @@ TEST(Png, MetaIsTheLastIhdrBeforeTheFirstIdatAndContentTheRest) {
       {kStart + nine, nine.part(8), 60},  // thirteen bytes with the CRC
       {kSignature + nine + chunk("IHDR", kHeader + Bytes(7)), kHeader, 60}};
   for (const auto& [start, meta, size] : rows) {
-    const Bytes rest = Bytes().pattern(size) + chunk("", {}) + kStart.part(8) + chunk("IDAT", {1, 2}) + text;
+    const Bytes rest =
+        Bytes().pattern(size) + chunk("", {}) + kStart.part(8) + chunk("IDAT", {1, 2}) + text;
     const Bytes file = start + text + Bytes().u32be(60).text("IDAT") + rest + chunk("IEND", {});
     expectFormat(file, 3, "PNG ", "PHOTO", sampled(rest), meta);
   }
@@ -25,7 +27,9 @@ TEST(Png, MetaIsTheLastIhdrBeforeTheFirstIdatAndContentTheRest) {
 }
 
 TEST(Png, ChunksThatLieFailByTheFirstRuleTheyBreak) {
-  const auto last = [](uint32_t size, const char* type) { return kStart + Bytes().u32be(size).text(type) + Bytes(20); };
+  const auto last = [](uint32_t size, const char* type) {
+    return kStart + Bytes().u32be(size).text(type) + Bytes(20);
+  };
   EXPECT_EQ(identify(last(61, "IDAT")), 3);  // as long as the file
   EXPECT_EQ(identify(last(62, "IDAT")), -13);
   EXPECT_EQ(identify(last(20, "tEXt")), -3);  // ends a little past the file

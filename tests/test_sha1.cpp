@@ -11,7 +11,8 @@ namespace {
 std::string hexOf(const SHA1Context& context) {
   char text[41];
   const uint32_t* words = context.messageDigest;
-  std::snprintf(text, sizeof(text), "%08X%08X%08X%08X%08X", words[0], words[1], words[2], words[3], words[4]);
+  std::snprintf(text, sizeof(text), "%08X%08X%08X%08X%08X", words[0], words[1], words[2], words[3],
+                words[4]);
   return text;
 }
 
@@ -34,7 +35,8 @@ class Sha1 : public testing::TestWithParam<SHA1BlockFunction> {
   void SetUp() override { setSHA1BlockFunction(GetParam()); }
   void TearDown() override { setSHA1BlockFunction(nullptr); }
 };
-INSTANTIATE_TEST_SUITE_P(Blocks, Sha1, testing::Values(SHA1ProcessBlocksPortable, findSHA1Instructions()));
+INSTANTIATE_TEST_SUITE_P(Blocks, Sha1,
+                         testing::Values(SHA1ProcessBlocksPortable, findSHA1Instructions()));
 
 TEST_P(Sha1, PublishedVectors) {
   EXPECT_EQ(digestOf({}), "DA39A3EE5E6B4B0D3255BFEF95601890AFD80709");
@@ -47,7 +49,8 @@ TEST_P(Sha1, EveryLengthAroundABlockCutAtEveryPosition) {
     const Bytes message = Bytes().pattern(length);
     const std::string expected = sha1Hex(message);
     for (size_t cut = 0; cut <= length; ++cut) {
-      EXPECT_EQ(digestOf(message.part(0, cut), message.part(cut)), expected) << length << " cut at " << cut;
+      EXPECT_EQ(digestOf(message.part(0, cut), message.part(cut)), expected)
+          << length << " cut at " << cut;
     }
   }
 }

@@ -77,7 +77,8 @@ TEST(Primitives, ZeroSkipStandsOnTheFirstOtherByte) {
     EXPECT_EQ(stream.next(2), row.file.part(row.skipped, 2));
     EXPECT_EQ(kmhNullSkip(&stream, storage, 0, &skipped), HASHCREATE_INVALID_PARAM);
   }
-  // A seek that fails uses the buffer up. It is kept for its positions, although it delivers nothing any more.
+  // A seek that fails uses the buffer up. It is kept for its positions, although it delivers
+  // nothing any more.
   OpenStream spent(1000);
   uint8_t storage[200];
   uint32_t skipped;

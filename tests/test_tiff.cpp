@@ -63,7 +63,10 @@ TEST(Tiff, FailuresCountAsLongAsNothingIsHashed) {
       {"cut short", {.sizes = size(999), .late = kPixels}, HASHCREATE_READ_ERROR, {}},
       {"inside the directory", {.offsets = at(85)}, format, {}},
       {"a zero count", {{}, shortOffsets, shortSizes, 1, shorts}, 0, sized(kPixels.part(0, 100))},
-      {"sum over 32 bits", {{}, at(94), sizesInOne, 5, most}, 0, most.part(8).u64be(1ULL << 32 | 1)},
+      {"sum over 32 bits",
+       {{}, at(94), sizesInOne, 5, most},
+       0,
+       most.part(8).u64be(1ULL << 32 | 1)},
       {"inline SHORTs", {{}, twoOffsets, twoSizes, 5, kPixels}, 0, Bytes(kPixels).u64be(0x10002)},
       {"length wraps to inline", {{}, {273, 4, 1 << 30 | 1, 96}}, 0, sized(kBig.part(10, 300))},
       {"list out of reach", {.offsets = {273, kLong, 2, 99999}}, unreachable, {}},
@@ -78,7 +81,8 @@ TEST(Tiff, FailuresCountAsLongAsNothingIsHashed) {
 // The bytes before the directory are hashed already. Data is fed 1024 bytes at a time.
 TEST(Tiff, NoFailureCountsOnceBytesAreHashed) {
   const Bytes early = Bytes().fill(2, 0xE0).u32le(106).fill(14, 0xE0);
-  const Numbers behind = {273, kLong, 2, 10}, own = {273, kLong, 2, 106}, far = {273, kLong, 5, 99999};
+  const Numbers behind = {273, kLong, 2, 10}, own = {273, kLong, 2, 106},
+                far = {273, kLong, 5, 99999};
   const std::tuple<const char*, Image, Bytes> rows[] = {
       {"offsets are behind", {early, behind}, sized(early)},
       {"counts are behind", {early, at(106), size(105)}, sized(early)},
@@ -93,55 +97,69 @@ TEST(Tiff, NoFailureCountsOnceBytesAreHashed) {
 
 // An inline SHORT stands in the upper half of its field, so Compression 1 is not "uncompressed".
 TEST(Tiff, DirectoriesAddUpAndBigEndianShortsCount65536Fold) {
-  const Bytes first = ifd(true, {shortTag(256, 640 << 16), shortTag(259, 1 << 16), shortTag(262, 0)}, 50);
+  const Bytes first =
+      ifd(true, {shortTag(256, 640 << 16), shortTag(259, 1 << 16), shortTag(262, 0)}, 50);
   const Numbers offsets = {273, kLong, 2, 152}, width = shortTag(256, 641 << 16);
-  const Bytes second = ifd(true, {width, longTag(257, 480), offsets, size(5 << 16), longTag(282, 77), longTag(283, 88),
-                                  longTag(513, 1), longTag(514, 1)}) +
-                       Bytes().u32be(160).u32be(0);
-  const Bytes meta = Bytes().u32le(641 << 16).u32le(480).u32le(152).u32le(5 << 16).u32le(77).u32le(88);
-  expectHash(header(true, 8) + first + second + kBig, 6, "TIFF", "PHOTO", sampled(kBig).u64be(5 << 16), meta);
+  const Bytes second =
+      ifd(true, {width, longTag(257, 480), offsets, size(5 << 16), longTag(282, 77),
+                 longTag(283, 88), longTag(513, 1), longTag(514, 1)}) +
+      Bytes().u32be(160).u32be(0);
+  const Bytes meta =
+      Bytes().u32le(641 << 16).u32le(480).u32le(152).u32le(5 << 16).u32le(77).u32le(88);
+  expectHash(header(true, 8) + first + second + kBig, 6, "TIFF", "PHOTO",
+             sampled(kBig).u64be(5 << 16), meta);
 }
 
 TEST(Tiff, ChainsOfDirectoriesEnd) {
   const Bytes start = header(false, 8);
-  const Bytes far = start + ifd(false, {}, 300) + ifd(false, {}, 20) + ifd(false, {}, 300) + Bytes().fill(274, 0);
+  const Bytes far =
+      start + ifd(false, {}, 300) + ifd(false, {}, 20) + ifd(false, {}, 300) + Bytes().fill(274, 0);
   const Bytes hidden = fileOf({.offsets = at(480), .sizes = size(1)}).part(8);
   const std::tuple<const char*, Bytes, int> rows[] = {
-      {"another mark", Bytes({0x49, 0x49, 0, 42, 8, 0, 0, 0}) + ifd(false, {}), HASHCREATE_NON_SUPPORTED},
+      {"another mark", Bytes({0x49, 0x49, 0, 42, 8, 0, 0, 0}) + ifd(false, {}),
+       HASHCREATE_NON_SUPPORTED},
       {"no directory's offset", Bytes({0x49, 0x49, 42, 0}), HASHCREATE_READ_ERROR},
       {"a circle of one", start + ifd(false, {}, 8), HASHCREATE_FORMAT_ERROR},
-      {"... for want of another offset", start + ifd(false, {longTag(256, 1)}).part(0, 14), HASHCREATE_FORMAT_ERROR},
-      {"back, which no source goes", far + ifd(false, {}, 300), HASHCREATE_SEEK_ERROR},
-      {"back in the buffer: 300 is now where 406 was", far + ifd(false, {}, 14) + Bytes().fill(100, 0) + hidden,
+      {"... for want of another offset", start + ifd(false, {longTag(256, 1)}).part(0, 14),
        HASHCREATE_FORMAT_ERROR},
-      {"no room for a directory", start + ifd(false, {}, 15) + Bytes().fill(2, 0), HASHCREATE_FILE_NOTFOUND},
+      {"back, which no source goes", far + ifd(false, {}, 300), HASHCREATE_SEEK_ERROR},
+      {"back in the buffer: 300 is now where 406 was",
+       far + ifd(false, {}, 14) + Bytes().fill(100, 0) + hidden, HASHCREATE_FORMAT_ERROR},
+      {"no room for a directory", start + ifd(false, {}, 15) + Bytes().fill(2, 0),
+       HASHCREATE_FILE_NOTFOUND},
   };
   for (const auto& [rule, file, code] : rows) {
     EXPECT_EQ(hashOf(file).code, code) << rule;
     EXPECT_EQ(identify(file), code) << rule;
   }
-  const std::vector<Numbers> mandatory = {longTag(256, 1), longTag(257, 1), longTag(262, 1), at(74), size(20000)};
-  EXPECT_EQ(hashOf(start + ifd(false, mandatory) + kBig).content(), sha1Hex(sampled(kBig).u64be(20000)));
+  const std::vector<Numbers> mandatory = {longTag(256, 1), longTag(257, 1), longTag(262, 1), at(74),
+                                          size(20000)};
+  EXPECT_EQ(hashOf(start + ifd(false, mandatory) + kBig).content(),
+            sha1Hex(sampled(kBig).u64be(20000)));
   for (const unsigned missing : {256u, 257u, 262u, 273u, 279u}) {
     std::vector<Numbers> tags = mandatory;
     std::erase_if(tags, [&](const Numbers& tag) { return tag[0] == missing; });
     EXPECT_EQ(hashOf(start + ifd(false, tags) + kBig).code, HASHCREATE_FORMAT_ERROR) << missing;
   }
-  EXPECT_EQ(hashOf(header(false, 0)).version(), std::string(8, '\0'));  // no directory: no failure, and no label
+  EXPECT_EQ(hashOf(header(false, 0)).version(),
+            std::string(8, '\0'));  // no directory: no failure, and no label
   EXPECT_EQ(identify(header(false, 9999) + kPixels), HASHCREATE_SEEK_ERROR);
   EXPECT_EQ(identify(header(false, 40) + Bytes(22)),
             HASHCREATE_FILE_NOTFOUND);  // what is buffered is passed over beyond the end
 }
 
-// ---- Camera raw: header, directory at 8, Exif directory at 62, maker note at 80, preview, one byte more ----
+// ---- Camera raw: header, directory at 8, Exif directory at 62, maker note at 80, preview, one
+// byte more ----
 
 const Bytes kScan = Bytes().pattern(60);
 const Bytes kPreview = kSoi + kFrameSegment + scan(kScan);
 
-Bytes raw(const std::vector<Numbers>& makerNote, bool big = false, size_t offset = 160, size_t length = kPreview.size(),
-          const Numbers& more = {0, 0, 0, 0}, size_t next = 0) {
-  Bytes file = header(big, 8) + ifd(big, {longTag(513, offset), longTag(514, length), longTag(34665, 62), more}, next) +
-               ifd(big, {{37500, 7, 99, 80}}) + ifd(big, makerNote);
+Bytes raw(const std::vector<Numbers>& makerNote, bool big = false, size_t offset = 160,
+          size_t length = kPreview.size(), const Numbers& more = {0, 0, 0, 0}, size_t next = 0) {
+  Bytes file =
+      header(big, 8) +
+      ifd(big, {longTag(513, offset), longTag(514, length), longTag(34665, 62), more}, next) +
+      ifd(big, {{37500, 7, 99, 80}}) + ifd(big, makerNote);
   return file.fill(offset - file.size(), 0).add(kPreview).u8(0);
 }
 const std::vector<Numbers> kNote = {{0xB000, kByte, 4, 2}};
@@ -152,10 +170,11 @@ void expectRaw(const Bytes& file, const char* label, const Bytes& early = {}) {
 }
 
 TEST(Tiff, MakerNotesLabelRawFiles) {
-  const std::pair<size_t, const char*> versions[] = {{0x100, "VRF "},  {1, "VR21"},     {2, "VR22"},
-                                                     {3, "V300"},      {0x20D, "V302"}, {100, "Qr10"},
-                                                     {0xFE63, "V9fe"}, {0xFF63, "V900"}};
-  for (const auto& [version, label] : versions) expectRaw(raw({{0xB000, kByte, 4, version}}), label);
+  const std::pair<size_t, const char*> versions[] = {
+      {0x100, "VRF "}, {1, "VR21"},   {2, "VR22"},      {3, "V300"},
+      {0x20D, "V302"}, {100, "Qr10"}, {0xFE63, "V9fe"}, {0xFF63, "V900"}};
+  for (const auto& [version, label] : versions)
+    expectRaw(raw({{0xB000, kByte, 4, version}}), label);
   expectRaw(raw({{0xB000, kByte, 4, 2}, shortTag(0xB001, 256)}), "Qr10");
   expectRaw(raw({{0xB000, 7, 4, 2}, shortTag(0xB001, 0xFF0100)}), "Qr10");
   expectRaw(raw({{0xB000, kByte, 4, 2}, {0xB001, kByte, 2, 256}}), "VR22");
@@ -172,19 +191,23 @@ TEST(Tiff, PreviewsMustBeWithinReach) {
   EXPECT_EQ(hashOf(endsAtTheEnd).code, HASHCREATE_FORMAT_ERROR);
   const Bytes noJpeg = file.part(0, 160) + Bytes().fill(300, 9);
   EXPECT_EQ(hashOf(noJpeg).code, HASHCREATE_SEEK_ERROR);
-  // In the second directory: no maker note is read, and the content begins with the bytes before the first.
+  // In the second directory: no maker note is read, and the content begins with the bytes before
+  // the first.
   const Bytes second = header(false, 150) + file.part(8, 142) + ifd(false, {}, 8) + file.part(156);
   expectRaw(second, "VRF ", sized(second.part(8, 142)));
   const Bytes endWraps = raw(kNote, false, 160, 0xFFFFFFFF);  // to a place in the file
   EXPECT_EQ(hashOf(endWraps).code, HASHCREATE_READ_ERROR);
   const Numbers beyond = longTag(513, 9999), backIntoIt = longTag(514, 0xFFFFFFFF - 9990);
-  EXPECT_EQ(hashOf(header(false, 8) + ifd(false, {beyond, backIntoIt})).code, HASHCREATE_FORMAT_ERROR);
-  // A text behind the preview is read first, unless one was found before or it ends behind the next offset.
+  EXPECT_EQ(hashOf(header(false, 8) + ifd(false, {beyond, backIntoIt})).code,
+            HASHCREATE_FORMAT_ERROR);
+  // A text behind the preview is read first, unless one was found before or it ends behind the next
+  // offset.
   const Numbers text = {271, kAscii, 9, 500};
   const Bytes behind = raw(kNote, false, 260, kPreview.size(), text) + Bytes(500);
   EXPECT_EQ(hashOf(behind).code, HASHCREATE_SEEK_ERROR);
-  expectRaw(header(false, 150) + behind.part(8, 142) + ifd(false, {{305, kAscii, 1, 0}}, 8) + behind.part(168), "VRF ",
-            sized(behind.part(8, 142)));
+  expectRaw(header(false, 150) + behind.part(8, 142) + ifd(false, {{305, kAscii, 1, 0}}, 8) +
+                behind.part(168),
+            "VRF ", sized(behind.part(8, 142)));
   expectRaw(raw(kNote, false, 260, kPreview.size(), text, 300) + Bytes(500), "VR22");
 }
 
@@ -192,7 +215,8 @@ TEST(Tiff, DamageAndFaultsAreSurvived) {
   const Bytes lists = Bytes().u32le(105).u32le(106).u32le(9).u32le(8).fill(17, 0xA5);
   const Bytes standard = fileOf({{1, 2, 3}, {273, kLong, 2, 89}, {279, kLong, 2, 97}, 1, lists});
   const Bytes farLists = Bytes().u32le(402).u32le(0).u32le(300).u32le(20000).pattern(20300);
-  const Bytes far = fileOf({Bytes(300, 1), {273, kLong, 2, 386}, {279, kLong, 2, 394}, 5, farLists});
+  const Bytes far =
+      fileOf({Bytes(300, 1), {273, kLong, 2, 386}, {279, kLong, 2, 394}, 5, farLists});
   for (const Bytes& file : {standard, far, raw(kNote), raw(kNote, false, 460)}) {
     expectSurvives(file);
   }
@@ -212,9 +236,13 @@ TEST(TiffDirectory, LengthsAreTypeSizesTimesCountsAndWrap) {
 TEST(TiffDirectory, DataIsAccessibleWhereTheReaderStillComes) {
   OpenStream stream(300);
   callbackSeek(&stream, 100, kSeekAbsolute);
-  const DirEntryInfo table[] = {
-      {1, 3, 2, 9, 4}, {2, 4, 2, 90, 8}, {3, 4, 2, 89, 8}, {0, 4, 1, 200, 4}, unfilledRow(kEndOfTable)};
-  for (uint16_t tag = 0; tag < 6; tag++) EXPECT_EQ(isAccessibleTagEx(&stream, table, tag, 10), tag == 1 || tag == 2);
+  const DirEntryInfo table[] = {{1, 3, 2, 9, 4},
+                                {2, 4, 2, 90, 8},
+                                {3, 4, 2, 89, 8},
+                                {0, 4, 1, 200, 4},
+                                unfilledRow(kEndOfTable)};
+  for (uint16_t tag = 0; tag < 6; tag++)
+    EXPECT_EQ(isAccessibleTagEx(&stream, table, tag, 10), tag == 1 || tag == 2);
 }
 
 TEST(TiffDirectory, TextsLieInTheEntryOrInTheFile) {
@@ -234,7 +262,10 @@ TEST(TiffDirectory, TextsLieInTheEntryOrInTheFile) {
       {.rule = "up to the end", .found = 1, .position = kEnd},
       {.rule = "beyond it", .row = {305, kAscii, 9999, kStart, 9999}, .position = kEnd},
       {.rule = "starts at it", .row = {305, kAscii, 5, kEnd, 5}, .position = kEnd},
-      {.rule = "its end wraps", .row = {305, kAscii, 0, kStart, 0xFFFFFFF5}, .limit = 9, .position = kEnd},
+      {.rule = "its end wraps",
+       .row = {305, kAscii, 0, kStart, 0xFFFFFFF5},
+       .limit = 9,
+       .position = kEnd},
   };
   for (const Text& text : rows) {
     OpenStream stream(kEnd);

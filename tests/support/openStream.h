@@ -6,10 +6,13 @@
 
 namespace support {
 
-// An open stream over a file, of pattern bytes if only a size is given, the first 200 of them buffered as a call does.
+// An open stream over a file, of pattern bytes if only a size is given, the first 200 of them
+// buffered as a call does.
 struct OpenStream : Stream {
-  explicit OpenStream(size_t size, int32_t mode = KMHASH_MODE_NORMAL) : OpenStream(Bytes().pattern(size), mode) {}
-  explicit OpenStream(const Bytes& bytes, int32_t mode = KMHASH_MODE_NORMAL) : Stream{}, file(bytes) {
+  explicit OpenStream(size_t size, int32_t mode = KMHASH_MODE_NORMAL)
+      : OpenStream(Bytes().pattern(size), mode) {}
+  explicit OpenStream(const Bytes& bytes, int32_t mode = KMHASH_MODE_NORMAL)
+      : Stream{}, file(bytes) {
     SHA1Reset(&contentSha1);
     SHA1Reset(&metaSha1);
     hashMode = mode;

@@ -18,7 +18,8 @@ Bytes& Bytes::text(std::string_view characters) {
   return *this;
 }
 Bytes& Bytes::add(const std::vector<uint8_t>& other) {
-  for (size_t i = 0, count = other.size(); i < count; ++i) push_back(other[i]);  // other may be *this
+  for (size_t i = 0, count = other.size(); i < count; ++i)
+    push_back(other[i]);  // other may be *this
   return *this;
 }
 Bytes& Bytes::fill(size_t count, uint8_t value) {
@@ -44,7 +45,8 @@ Bytes& Bytes::number(uint64_t value, int size, bool bigEndian) {
 Bytes Bytes::part(uint64_t offset, uint64_t count) const {
   const uint64_t from = std::min<uint64_t>(offset, size());
   const uint64_t to = from + std::min(count, size() - from);
-  return Bytes(begin() + static_cast<std::ptrdiff_t>(from), begin() + static_cast<std::ptrdiff_t>(to));
+  return Bytes(begin() + static_cast<std::ptrdiff_t>(from),
+               begin() + static_cast<std::ptrdiff_t>(to));
 }
 Bytes operator+(Bytes left, const Bytes& right) { return left.add(right); }
 
@@ -109,8 +111,10 @@ uint32_t readMemory(void* buffer, uint32_t count, void* handle) {
     return 0;  // a source that gave up does not come back when asked for the rest
   }
   const auto size = static_cast<uint64_t>(file.size());
-  const auto delivered = static_cast<uint32_t>(std::min(most, size - std::min(size, file.position)));
-  for (uint32_t i = 0; i < delivered; ++i) static_cast<uint8_t*>(buffer)[i] = file.at(file.position++);
+  const auto delivered =
+      static_cast<uint32_t>(std::min(most, size - std::min(size, file.position)));
+  for (uint32_t i = 0; i < delivered; ++i)
+    static_cast<uint8_t*>(buffer)[i] = file.at(file.position++);
   return delivered;
 }
 
@@ -147,7 +151,8 @@ uint8_t MemoryFile::at(uint64_t offset) const {
 }
 
 const KmhashFileCallbacks* callbacks() {
-  static const KmhashFileCallbacks table = {openMemory, readMemory, seekMemory, closeMemory, sizeOfMemory};
+  static const KmhashFileCallbacks table = {openMemory, readMemory, seekMemory, closeMemory,
+                                            sizeOfMemory};
   return &table;
 }
 
@@ -171,12 +176,14 @@ HashText hashOf(MemoryFile& file, int32_t mode) {
   constexpr char kUntouched = '\x7e';
   std::string out(KMHASH_TEXT_SIZE + 3, kUntouched);
   HashText hash;
-  hash.code = createHashEx(file.path(), out.data(), static_cast<uint32_t>(out.size()), callbacks(), mode);
+  hash.code =
+      createHashEx(file.path(), out.data(), static_cast<uint32_t>(out.size()), callbacks(), mode);
   if (hash.code == HASHCREATE_SUCCESS) {
     EXPECT_EQ(out.substr(128), std::string(1, '\0') + std::string(3, kUntouched));
     hash.text = out.substr(0, 128);
   } else {
-    EXPECT_EQ(out, std::string(out.size(), kUntouched)) << "output touched on failure " << hash.code;
+    EXPECT_EQ(out, std::string(out.size(), kUntouched))
+        << "output touched on failure " << hash.code;
   }
   return hash;
 }
@@ -191,8 +198,8 @@ int identify(const Bytes& bytes) {
   return getAlgorithmId(file.path(), callbacks());
 }
 
-void expectHash(const Bytes& file, int algorithmId, std::string_view formatType, std::string_view fileType,
-                const Bytes& content, const Bytes& meta) {
+void expectHash(const Bytes& file, int algorithmId, std::string_view formatType,
+                std::string_view fileType, const Bytes& content, const Bytes& meta) {
   const HashText hash = hashOf(file);
   ASSERT_EQ(hash.code, HASHCREATE_SUCCESS);
   EXPECT_EQ(hash.algorithmId(), algorithmId);
@@ -232,7 +239,8 @@ void expectSurvivesFaults(const Bytes& bytes, bool forgives) {
   MemoryFile sound(bytes);
   const HashText whole = hashOf(sound);
   int faults = 0;
-  const auto expectFaultsAnswered = [&](MemoryFile fault, int withoutErrno, const std::string& what) {
+  const auto expectFaultsAnswered = [&](MemoryFile fault, int withoutErrno,
+                                        const std::string& what) {
     std::vector<int> codes;
     for (const int error : {0, EPERM, EINVAL}) {
       MemoryFile file = fault;
@@ -242,10 +250,12 @@ void expectSurvivesFaults(const Bytes& bytes, bool forgives) {
       codes.push_back(hash.code);
       ++faults;
     }
-    // Either the reason reaches the caller, or the analyzer has an answer of its own whatever the reason.
+    // Either the reason reaches the caller, or the analyzer has an answer of its own whatever the
+    // reason.
     const bool same = codes[1] == codes[0] && codes[2] == codes[0];
     const std::vector<int> passedOn = {withoutErrno, HASHCREATE_ERROR, HASHCREATE_SEEK_ERROR};
-    EXPECT_TRUE(same || codes == passedOn) << what << ": " << codes[0] << ' ' << codes[1] << ' ' << codes[2];
+    EXPECT_TRUE(same || codes == passedOn)
+        << what << ": " << codes[0] << ' ' << codes[1] << ' ' << codes[2];
   };
   for (int n = 1; n <= sound.reads; ++n) {
     for (const uint32_t delivers : {0u, 1u}) {
@@ -271,8 +281,9 @@ void expectSurvives(const Bytes& file, bool forgives) {
   expectSurvivesFaults(file, forgives);
 }
 
-void expectFormat(const Bytes& file, int algorithmId, std::string_view formatType, std::string_view fileType,
-                  const Bytes& content, const Bytes& meta, const Bytes& identified) {
+void expectFormat(const Bytes& file, int algorithmId, std::string_view formatType,
+                  std::string_view fileType, const Bytes& content, const Bytes& meta,
+                  const Bytes& identified) {
   expectHash(file, algorithmId, formatType, fileType, content, meta);
   const HashText hash = hashOf(file, KMHASH_MODE_IDENTIFY);
   EXPECT_EQ(std::tuple(hash.algorithmId(), hash.formatType(), hash.fileType(), hash.content()),
@@ -310,7 +321,8 @@ InFolder::InFolder() {
 
 std::string InFolder::write(const std::string& name, const Bytes& bytes) const {
   const std::string path = folder / name;
-  std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), std::ssize(bytes));
+  std::ofstream(path, std::ios::binary)
+      .write(reinterpret_cast<const char*>(bytes.data()), std::ssize(bytes));
   return path;
 }
 

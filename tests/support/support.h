@@ -1,5 +1,6 @@
-// What the tests of the library share: bytes built readably, a file in memory that records and disturbs the callbacks'
-// calls, hash texts taken apart, and expected digests computed without the library.
+// What the tests of the library share: bytes built readably, a file in memory that records and
+// disturbs the callbacks' calls, hash texts taken apart, and expected digests computed without the
+// library.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -47,8 +48,8 @@ Bytes media(const std::string& name);  // a file of tests/media
 
 std::string sha1Hex(const Bytes& bytes);  // 40 upper-case digits
 
-// What the sampling rule takes of a range: all of it below the threshold, else threshold / (threshold / 100) samples of
-// threshold / 100 bytes each.
+// What the sampling rule takes of a range: all of it below the threshold, else threshold /
+// (threshold / 100) samples of threshold / 100 bytes each.
 Bytes sampled(const Bytes& range, uint64_t threshold = 16384);
 
 // ---- A file in memory ----
@@ -63,7 +64,10 @@ std::ostream& operator<<(std::ostream& out, const Call& call);
 
 struct MemoryFile {
   explicit MemoryFile(Bytes content, uint64_t zerosBehind = 0, Bytes bytesAtTheEnd = {})
-      : bytes(std::move(content)), zeros(zerosBehind), tail(std::move(bytesAtTheEnd)), statedSize(size()) {}
+      : bytes(std::move(content)),
+        zeros(zerosBehind),
+        tail(std::move(bytesAtTheEnd)),
+        statedSize(size()) {}
   int64_t size() const { return static_cast<int64_t>(bytes.size() + zeros + tail.size()); }
   uint8_t at(uint64_t offset) const;
 
@@ -72,7 +76,7 @@ struct MemoryFile {
   Bytes tail;                         // follows the zeros
   int64_t statedSize;                 // what the size callback answers
   uint32_t mostPerRead = UINT32_MAX;  // bytes that one read call delivers at most
-  int failingRead = 0;                // the n-th read from 1 on delivers failingReadDelivers bytes; 0: none
+  int failingRead = 0;  // the n-th read from 1 on delivers failingReadDelivers bytes; 0: none
   uint32_t failingReadDelivers = 0;
   int failingSeek = 0;   // the n-th seek answers 1; 0: none
   int failingErrno = 0;  // errno left behind by a failing call; 0: it is not touched
@@ -102,7 +106,9 @@ struct HashText {
   int algorithmId() const;
 
  private:
-  std::string field(size_t offset, size_t count) const { return text.size() < 128 ? "" : text.substr(offset, count); }
+  std::string field(size_t offset, size_t count) const {
+    return text.size() < 128 ? "" : text.substr(offset, count);
+  }
   std::string label(size_t offset, size_t count) const;
 };
 
@@ -111,29 +117,32 @@ HashText hashOf(MemoryFile& file, int32_t mode = KMHASH_MODE_NORMAL);
 int identify(const Bytes& file);  // getAlgorithmId
 
 // Succeeds when the hash is of this algorithm with these labels and the digests of these bytes.
-void expectHash(const Bytes& file, int algorithmId, std::string_view formatType, std::string_view fileType,
-                const Bytes& content, const Bytes& meta);
+void expectHash(const Bytes& file, int algorithmId, std::string_view formatType,
+                std::string_view fileType, const Bytes& content, const Bytes& meta);
 
 // What every format must stand.
 //
-// Faults: for every n, the n-th read delivers nothing or one byte, and the n-th seek fails, with and without errno.
-// The answer is the reason's public code or one that does not depend on the reason; a hash is that of the sound
-// file, unless the format forgives; the file is closed. Prints how many faults it tried.
+// Faults: for every n, the n-th read delivers nothing or one byte, and the n-th seek fails, with
+// and without errno. The answer is the reason's public code or one that does not depend on the
+// reason; a hash is that of the sound file, unless the format forgives; the file is closed. Prints
+// how many faults it tried.
 //
-// Damage, of small files: each prefix, each byte set to 0x00, to 0xFF and inverted, all in normal and identify mode,
-// and reads of 1, 2, 199, 200 and 201 bytes. The answer is a public result code, a failure leaves the output
-// untouched, the file is closed, and the size of reads changes nothing.
+// Damage, of small files: each prefix, each byte set to 0x00, to 0xFF and inverted, all in normal
+// and identify mode, and reads of 1, 2, 199, 200 and 201 bytes. The answer is a public result code,
+// a failure leaves the output untouched, the file is closed, and the size of reads changes nothing.
 void expectSurvives(const Bytes& file, bool forgives = true);
 
 // expectHash, the same labels and only these bytes of content in identify mode, and expectSurvives.
-void expectFormat(const Bytes& file, int algorithmId, std::string_view formatType, std::string_view fileType,
-                  const Bytes& content, const Bytes& meta, const Bytes& identified = {});
+void expectFormat(const Bytes& file, int algorithmId, std::string_view formatType,
+                  std::string_view fileType, const Bytes& content, const Bytes& meta,
+                  const Bytes& identified = {});
 
 // ---- The system ----
 
-std::string quoted(const std::string& word);        // for a shell
-std::string withProgram(const std::string& words);  // for a shell, where `kmhash` is then the command as built here
-std::string outputOf(const std::string& command);   // of a shell, stdout only
+std::string quoted(const std::string& word);  // for a shell
+std::string withProgram(
+    const std::string& words);  // for a shell, where `kmhash` is then the command as built here
+std::string outputOf(const std::string& command);  // of a shell, stdout only
 
 // A test with a folder of its own.
 struct InFolder : testing::Test {
