@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <bit>
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "debugLog.h"
+#include "keepErrno.h"
 
 namespace {
 
@@ -23,18 +23,6 @@ constexpr MethodName kMethods[kStreamMethodCount] = {
     {"read", "([BII)I"},
     {"skip", "(J)J"},
     {"close", "()V"},
-};
-
-// The virtual machine leaves values of its own in errno, which the library would report as those of a failed read.
-class KeepErrno {
- public:
-  KeepErrno() : saved_(errno) {}
-  KeepErrno(const KeepErrno&) = delete;
-  KeepErrno& operator=(const KeepErrno&) = delete;
-  ~KeepErrno() { errno = saved_; }
-
- private:
-  int saved_;
 };
 
 JniInfo* infoOf(void* handle) { return static_cast<JniInfo*>(handle); }

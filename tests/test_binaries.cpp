@@ -42,7 +42,8 @@ TEST(Exports, AreTheInterfaceAndNothingElse) {
         "VerifySource"}) {
     expected.insert(std::string("kmhash") + name + "@@KMHASH_5_4");
   }
-  for (const char* name : {"algorithmName", "resultName", "createHash", "compareHash"}) {
+  for (const char* name :
+       {"algorithmName", "resultName", "createHash", "compareHash", "hash", "verify"}) {
     if (KMHASH_WITH_JNI)
       expected.insert(std::string("Java_com_kelo_kmhash_Natives_") + name + "@@KMHASH_5_4");
   }

@@ -1,11 +1,9 @@
 package com.kelo.kmhash;
 
-import java.io.FileInputStream;
 import java.io.IOException;
 import java.io.InputStream;
+import java.nio.channels.SeekableByteChannel;
 import java.nio.charset.StandardCharsets;
-import java.nio.file.FileSystems;
-import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.EnumSet;
 import java.util.regex.Pattern;
@@ -92,6 +90,8 @@ public final class HashText {
         MP3,
         /** FLAC audio. */
         FLAC,
+        /** A WebP image. */
+        WEBP,
         /** Any file, by its size and bytes. */
         QUICK;
 
@@ -106,9 +106,35 @@ public final class HashText {
         }
     }
 
+    /** How to hash a file. */
+    public enum Option {
+        /** In version 3, or in version 4 where that fails; what is done when no version is named. */
+        PREFER_VERSION_3(0),
+        /** In version 4, or in version 3 where that fails. */
+        PREFER_VERSION_4(1),
+        /** Over every byte of the payload, in place of samples. Never equal to a sampled hash. */
+        WHOLE(2);
+
+        private final int flag;
+
+        Option(int flag) {
+            this.flag = flag;
+        }
+
+        private static int flags(EnumSet<Option> options) {
+            if (options.contains(PREFER_VERSION_3) && options.contains(PREFER_VERSION_4)) {
+                throw new IllegalArgumentException("both versions are preferred");
+            }
+            int flags = 0;
+            for (Option option : options) {
+                flags |= option.flag;
+            }
+            return flags;
+        }
+    }
+
     private static final int MODE_NORMAL = 0;
     private static final int MODE_QUICK = 1;
-    private static final int UNREADABLE = KeloMediaHashException.HASHCREATE_FILE_NOTFOUND;
     private static final int LENGTH = 128;
     private static final Pattern SHAPE = Pattern.compile("[0-9]{8}[0-9A-Fa-f]{120}");
 
@@ -135,7 +161,7 @@ public final class HashText {
     }
 
     /**
-     * Hashes a file by its media, as {@link KeloMediaHashGenerator#createHash} does.
+     * Hashes a file by its media in version 3, as {@link KeloMediaHashGenerator#createHash} does.
      *
      * @param file a file that can be read
      * @return its hash
@@ -144,11 +170,62 @@ public final class HashText {
      *     that succeeds without labels
      */
     public static HashText of(Path file) throws IOException, KeloMediaHashException {
-        return hash(file, MODE_NORMAL, HashText::of);
+        return of(file, MODE_NORMAL, HashText::of);
     }
 
     /**
-     * Hashes a stream by its media, as {@link KeloMediaHashGenerator#createHash} does, and closes it.
+     * Hashes a file by its media in the version that fits, sampled or whole.
+     *
+     * @param file a file that can be read
+     * @param option what to do
+     * @param others what to do as well
+     * @return its hash
+     * @throws IOException when the file cannot be opened or read
+     * @throws KeloMediaHashException with the code that the preferred version gives when neither can hash the file:
+     *     any of {@code createHash}, or {@code HASHCREATE_INVALID_HASH} for a file that succeeds without labels
+     * @throws IllegalArgumentException when the options prefer both versions
+     */
+    public static HashText of(Path file, Option option, Option... others) throws IOException, KeloMediaHashException {
+        int flags = Option.flags(EnumSet.of(option, others));
+        byte[] text = new byte[LENGTH];
+        return made(Input.byPathOrChannel(file, (path, reader) -> Natives.hash(path, reader, flags, text)), text);
+    }
+
+    /**
+     * Hashes what a channel holds by its media in version 3, as {@link #of(Path)} does a file. The channel is read from
+     * its first byte and stays open; one that is no {@link java.nio.channels.FileChannel} is left at any position.
+     *
+     * @param channel the file
+     * @return its hash
+     * @throws IOException what the channel throws
+     * @throws KeloMediaHashException as {@link #of(Path)}
+     */
+    public static HashText of(SeekableByteChannel channel) throws IOException, KeloMediaHashException {
+        return of(channel, MODE_NORMAL);
+    }
+
+    /**
+     * Hashes what a channel holds by its media in the version that fits, as {@link #of(Path, Option, Option...)} does a
+     * file. The channel is read from its first byte and stays open; one that is no {@link
+     * java.nio.channels.FileChannel} is left at any position.
+     *
+     * @param channel the file
+     * @param option what to do
+     * @param others what to do as well
+     * @return its hash
+     * @throws IOException what the channel throws
+     * @throws KeloMediaHashException as {@link #of(Path, Option, Option...)}
+     * @throws IllegalArgumentException when the options prefer both versions
+     */
+    public static HashText of(SeekableByteChannel channel, Option option, Option... others)
+            throws IOException, KeloMediaHashException {
+        int flags = Option.flags(EnumSet.of(option, others));
+        byte[] text = new byte[LENGTH];
+        return made(Input.byChannel(channel, (path, reader) -> Natives.hash(path, reader, flags, text)), text);
+    }
+
+    /**
+     * Hashes a stream by its media in version 3, as {@link KeloMediaHashGenerator#createHash} does, and closes it.
      *
      * @param in the file, from its first byte
      * @param size the file's exact size in bytes
@@ -169,7 +246,21 @@ public final class HashText {
      * @throws KeloMediaHashException with any code of {@code createQuickFileHash}
      */
     public static HashText quickOf(Path file) throws IOException, KeloMediaHashException {
-        return hash(file, MODE_QUICK, HashText::quickOf);
+        return of(file, MODE_QUICK, HashText::quickOf);
+    }
+
+    /**
+     * Hashes what a channel holds by its size and bytes, whatever it is, as {@link #quickOf(Path)} does a file. The
+     * channel is read from its first byte and stays open; one that is no {@link java.nio.channels.FileChannel} is left
+     * at any position.
+     *
+     * @param channel the file
+     * @return its hash
+     * @throws IOException what the channel throws
+     * @throws KeloMediaHashException with any code of {@code createQuickFileHash}
+     */
+    public static HashText quickOf(SeekableByteChannel channel) throws IOException, KeloMediaHashException {
+        return of(channel, MODE_QUICK);
     }
 
     /**
@@ -208,7 +299,8 @@ public final class HashText {
     /**
      * Returns the kind of file.
      *
-     * @return {@code PHOTO}, {@code VIDEO}, {@code AUDIO}, {@code OTHER} (a few ASF files) or {@code UNKWN} (quick hashes)
+     * @return {@code PHOTO}, {@code VIDEO}, {@code AUDIO}, {@code OTHER} (a few ASF files) or {@code UNKWN} (quick
+     *     hashes)
      */
     public String getFileType() {
         return label(8, 18);
@@ -260,6 +352,15 @@ public final class HashText {
     }
 
     /**
+     * Tells whether the hash covers every byte of the payload.
+     *
+     * @return false when it may rest on samples
+     */
+    public boolean isWhole() {
+        return text.regionMatches(true, 116, "F1", 0, 2);
+    }
+
+    /**
      * Returns the text itself, to be stored.
      *
      * @return 128 characters
@@ -288,23 +389,37 @@ public final class HashText {
     }
 
     /**
-     * Hashes a file in the way in which this hash was made and compares, as {@link KeloMediaHashGenerator#compareHash}
-     * does.
+     * Hashes a file in the way in which this hash was made (version, sampled or whole, quick) and compares.
      *
      * @param file a file that can be read
      * @return what they differ in, a new set; empty for the same media
-     * @throws IOException when the file cannot be opened
-     * @throws KeloMediaHashException with any code of {@code createHash}
+     * @throws IOException when the file cannot be opened or read
+     * @throws KeloMediaHashException with any code of {@code createHash}; {@code HASHCREATE_NON_SUPPORTED} also for a
+     *     hash of a version or an algorithm that this library does not know
      */
     public EnumSet<Difference> differencesTo(Path file) throws IOException, KeloMediaHashException {
-        byte[] path = NativePath.of(file);
-        int flags = path == null ? UNREADABLE : Natives.compareHash(path, NativePath.endedByNul(text));
-        if (isUnreadable(flags)) {
-            flags = with(file, (in, size) -> KeloMediaHashGenerator.compareHash(in, size, text));
-        } else if (flags < 0) {
-            throw failure(flags);
+        byte[] hash = NativePath.endedByNul(text);
+        if (isPlain()) {
+            int flags = Input.byPath(file, (path, reader) -> Natives.compareHash(path, reader, hash));
+            return Input.isUnreadable(flags) ? Input.byStream(file, this::differencesTo) : differences(flags);
         }
-        return Difference.ofFlags(flags);
+        return differences(Input.byPathOrChannel(file, (path, reader) -> Natives.verify(path, reader, hash)));
+    }
+
+    /**
+     * Hashes what a channel holds in the way in which this hash was made and compares, as {@link #differencesTo(Path)}
+     * does with a file. The channel is read from its first byte and stays open; one that is no {@link
+     * java.nio.channels.FileChannel} is left at any position.
+     *
+     * @param channel the file
+     * @return what they differ in, a new set; empty for the same media
+     * @throws IOException what the channel throws
+     * @throws KeloMediaHashException as {@link #differencesTo(Path)}
+     */
+    public EnumSet<Difference> differencesTo(SeekableByteChannel channel) throws IOException, KeloMediaHashException {
+        byte[] hash = NativePath.endedByNul(text);
+        return differences(Input.byChannel(channel, (path, reader) ->
+                isPlain() ? Natives.compareHash(path, reader, hash) : Natives.verify(path, reader, hash)));
     }
 
     @Override
@@ -319,38 +434,23 @@ public final class HashText {
 
     // ---- Helpers ----
 
-    private static HashText hash(Path file, int mode, Use<HashText> byStream) throws IOException, KeloMediaHashException {
-        byte[] path = NativePath.of(file);
+    private static HashText of(Path file, int mode, Input.StreamCall<HashText> call)
+            throws IOException, KeloMediaHashException {
         byte[] text = new byte[LENGTH];
-        int code = path == null ? UNREADABLE : Natives.createHash(path, mode, text);
-        if (isUnreadable(code)) {
-            return with(file, byStream);
-        }
+        int code = Input.byPath(file, (path, reader) -> Natives.createHash(path, reader, mode, text));
+        return Input.isUnreadable(code) ? Input.byStream(file, call) : made(code, text);
+    }
+
+    private static HashText of(SeekableByteChannel channel, int mode) throws IOException, KeloMediaHashException {
+        byte[] text = new byte[LENGTH];
+        return made(Input.byChannel(channel, (path, reader) -> Natives.createHash(path, reader, mode, text)), text);
+    }
+
+    private static HashText made(int code, byte[] text) throws KeloMediaHashException {
         if (code < 0) {
             throw failure(code);
         }
         return ofNative(new String(text, StandardCharsets.ISO_8859_1));
-    }
-
-    /** Whether the system may have refused to open or read a file, which only Java says in words. */
-    private static boolean isUnreadable(int code) {
-        return code == UNREADABLE || code == KeloMediaHashException.HASHCREATE_ERROR;
-    }
-
-    private interface Use<T> {
-        T use(InputStream in, long size) throws IOException, KeloMediaHashException;
-    }
-
-    private static <T> T with(Path file, Use<T> use) throws IOException, KeloMediaHashException {
-        try (InputStream in = open(file)) {
-            return use.use(in, Files.size(file));
-        }
-    }
-
-    /** A FileInputStream skips by seeking; what Files opens reads all that it skips on older systems. */
-    private static InputStream open(Path file) throws IOException {
-        boolean plain = file.getFileSystem() == FileSystems.getDefault();
-        return plain ? new FileInputStream(file.toFile()) : Files.newInputStream(file);
     }
 
     private static HashText ofNative(String text) throws KeloMediaHashException {
@@ -358,6 +458,22 @@ public final class HashText {
             throw failure(KeloMediaHashException.HASHCREATE_INVALID_HASH);
         }
         return new HashText(text);
+    }
+
+    /** Whether {@code compareHash} knows how the hash was made. */
+    private boolean isPlain() {
+        return getMajorVersion() <= 3 && !isWhole();
+    }
+
+    private EnumSet<Difference> differencesTo(InputStream in, long size) throws KeloMediaHashException {
+        return Difference.ofFlags(KeloMediaHashGenerator.compareHash(in, size, text));
+    }
+
+    private static EnumSet<Difference> differences(int flags) throws KeloMediaHashException {
+        if (flags < 0) {
+            throw failure(flags);
+        }
+        return Difference.ofFlags(flags);
     }
 
     private static KeloMediaHashException failure(int code) {

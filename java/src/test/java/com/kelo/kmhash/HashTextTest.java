@@ -5,8 +5,10 @@ import static org.junit.jupiter.api.Assertions.*;
 import com.kelo.kmhash.HashText.*;
 import com.kelo.kmhash.KeloMediaHashGeneratorTest.Media;
 import java.io.FileNotFoundException;
+import java.io.IOException;
 import java.lang.reflect.Field;
 import java.net.URI;
+import java.nio.channels.*;
 import java.nio.file.*;
 import java.util.*;
 import org.junit.jupiter.api.Test;
@@ -67,6 +69,79 @@ class HashTextTest {
         assertEquals(PNG.quick(), HashText.quickOf(PNG.path()).toString());
         assertEquals(EnumSet.noneOf(Difference.class), HashText.of(PNG.path()).differencesTo(PNG.path()));
         assertEquals(EnumSet.of(Difference.CONTENT, Difference.META), HashText.of(PNG.path()).differencesTo(other));
+    }
+
+    // ---- Options and channels ----
+
+    private interface Maker {
+        HashText make() throws Exception;
+    }
+
+    /** The text, the code of a failure, or -11 for a file without labels. */
+    private static String answer(Maker maker) throws Exception {
+        try {
+            return maker.make().toString();
+        } catch (KeloMediaHashException e) {
+            return Integer.toString(e.getCode());
+        }
+    }
+
+    private static HashText make(SeekableByteChannel channel, Option[] options) throws Exception {
+        return options.length == 0 ? HashText.of(channel) : HashText.of(channel, options[0], options);
+    }
+
+    @Test
+    void pathsAndChannelsAnswerAlike() throws Exception {
+        for (Option[] options : new Option[][] {{}, {Option.PREFER_VERSION_3}, {Option.PREFER_VERSION_4},
+            {Option.WHOLE}, {Option.WHOLE, Option.PREFER_VERSION_4}}) {
+            for (Media media : Media.all()) {
+                Path path = media.path();
+                String text = answer(() -> options.length == 0 ? HashText.of(path)
+                        : HashText.of(path, options[0], options));
+                assertTrue(options.length > 0 || text.equals(media.hash()) || text.equals("-11"), path + "");
+                TestChannel small = new TestChannel(media.bytes());
+                small.reads = count -> Math.min(count, 100);
+                assertEquals(text, answer(() -> make(small, options)), path + Arrays.toString(options));
+                try (FileChannel file = FileChannel.open(path)) {
+                    assertEquals(text, answer(() -> make(file, options)), path + Arrays.toString(options));
+                    assertEquals(0, file.position());
+                    if (text.length() < 128) continue;
+                    HashText hash = HashText.parse(text);
+                    assertEquals(options.length > 0 && options[0] == Option.WHOLE, hash.isWhole());
+                    assertTrue(hash.differencesTo(path).isEmpty() && hash.differencesTo(file).isEmpty(), path + "");
+                }
+            }
+        }
+        assertEquals(PNG.quick(), HashText.quickOf(new TestChannel(PNG.bytes())).toString());
+    }
+
+    @Test
+    void optionsChooseTheVersion() throws Exception {
+        Path webp = Media.named("webp.webp").path();
+        assertEquals("-9", answer(() -> HashText.of(webp)));
+        assertEquals("4 3 4", HashText.of(webp, Option.PREFER_VERSION_3).getMajorVersion() + " "
+                + HashText.of(PNG.path(), Option.PREFER_VERSION_3).getMajorVersion() + " "
+                + HashText.of(webp, Option.PREFER_VERSION_4).getMajorVersion());
+        assertEquals("-9", answer(() -> {
+            with(0, "0005").differencesTo(PNG.path());
+            return null;
+        }));
+        assertThrows(IllegalArgumentException.class,
+                () -> HashText.of(webp, Option.PREFER_VERSION_3, Option.PREFER_VERSION_4));
+    }
+
+    @Test
+    void whatAChannelThrowsComesThrough() throws Exception {
+        for (Option[] options : new Option[][] {{}, {Option.PREFER_VERSION_4}}) {
+            TestChannel broken = new TestChannel(Media.named("jpeg-large.jpg").bytes());
+            broken.failure = new IOException("read");
+            assertSame(broken.failure, assertThrows(IOException.class, () -> make(broken, options)));
+        }
+        TestChannel empty = new TestChannel(PNG.bytes());
+        empty.reads = count -> 0;
+        assertEquals("-5", answer(() -> HashText.of(empty)));
+        assertThrows(NoSuchFileException.class, () -> HashText.of(Path.of("none"), Option.WHOLE));
+        assertThrows(IOException.class, () -> HashText.of(Path.of("."), Option.WHOLE));
     }
 
     /** One name has every kind of byte that a path can hold and its encoding may not, the others refuse to be read. */

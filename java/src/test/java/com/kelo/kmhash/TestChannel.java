@@ -1,0 +1,67 @@
+package com.kelo.kmhash;
+
+import java.io.IOException;
+import java.nio.ByteBuffer;
+import java.nio.channels.SeekableByteChannel;
+import java.util.function.IntUnaryOperator;
+
+/** A channel that delivers and throws as a test wants. */
+final class TestChannel implements SeekableByteChannel {
+    /** How many of the bytes that a call asks for it delivers. */
+    IntUnaryOperator reads = count -> count;
+
+    /** What the second read throws. */
+    IOException failure;
+
+    private final byte[] bytes;
+    private int position, readCalls;
+
+    TestChannel(byte[] bytes) {
+        this.bytes = bytes;
+    }
+
+    @Override
+    public int read(ByteBuffer to) throws IOException {
+        if (++readCalls == 2 && failure != null) throw failure;
+        int count = Math.min(reads.applyAsInt(to.remaining()), bytes.length - position);
+        to.put(bytes, position, count);
+        position += count;
+        return Integer.MAX_VALUE; // is not to be believed
+    }
+
+    @Override
+    public SeekableByteChannel position(long position) {
+        this.position = (int) position;
+        return this;
+    }
+
+    @Override
+    public long size() {
+        return bytes.length;
+    }
+
+    @Override
+    public long position() {
+        throw new UnsupportedOperationException();
+    }
+
+    @Override
+    public int write(ByteBuffer from) {
+        throw new UnsupportedOperationException();
+    }
+
+    @Override
+    public SeekableByteChannel truncate(long size) {
+        throw new UnsupportedOperationException();
+    }
+
+    @Override
+    public boolean isOpen() {
+        return true;
+    }
+
+    @Override
+    public void close() {
+        throw new UnsupportedOperationException();
+    }
+}
