@@ -11,7 +11,11 @@ namespace {
 
 // The order is the order of trial.
 constexpr const Algorithm* kAlgorithms[] = {
-    &kWebp,
+    &kWebp,      // 20
+    &kJpegXl,    // 22
+    &kJpeg2000,  // 23
+    &kRaf,       // 2C
+    &kPng,       // 2D
 };
 
 // A fresh analysis of what the last one declined; what is known of the tags in front is kept.

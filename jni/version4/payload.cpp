@@ -113,6 +113,18 @@ ResultCode checkLength(const Payload& payload, uint64_t fileSize) {
   return payload.length == 0 || tooLong ? HASHCREATE_FORMAT_ERROR : HASHCREATE_SUCCESS;
 }
 
+ResultCode readFront(const Payload& payload, Source* source, void* destination, uint32_t count) {
+  uint8_t* next = static_cast<uint8_t*>(destination);
+  for (size_t i = 0; count > 0; ++i) {
+    const Range& range = rangeAt(payload, i);
+    const uint32_t length = static_cast<uint32_t>(std::min<uint64_t>(count, range.count));
+    if (const ResultCode rc = readBytes(source, range.offset, next, length)) return rc;
+    next += length;
+    count -= length;
+  }
+  return HASHCREATE_SUCCESS;
+}
+
 // ---- Hashing it ----
 
 ResultCode inputContent(const Payload& payload, Source* source, bool whole, SHA1Context* sha1) {

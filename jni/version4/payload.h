@@ -35,6 +35,9 @@ ResultCode addRangeApart(Payload* payload, uint64_t fileSize, uint64_t offset, u
 // hashing stays linear.
 ResultCode checkLength(const Payload& payload, uint64_t fileSize);
 
+// Copies the first count bytes, which the payload has.
+ResultCode readFront(const Payload& payload, Source* source, void* destination, uint32_t count);
+
 // Feeds the payload and its length in 8 bytes, big-endian: all of it when whole is asked for (behind a mark that no
 // sampled digest begins with) or when it is short, else 100 samples of 163 bytes.
 ResultCode inputContent(const Payload& payload, Source* source, bool whole, SHA1Context* sha1);

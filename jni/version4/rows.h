@@ -5,6 +5,10 @@
 
 namespace version4 {
 
+extern const Algorithm kJpeg2000;
+extern const Algorithm kJpegXl;
+extern const Algorithm kPng;
+extern const Algorithm kRaf;
 extern const Algorithm kWebp;
 
 }  // namespace version4
