@@ -1,19 +1,12 @@
-// The built-in callbacks: a file of the file system, read by position so that a seek costs no system call.
+// The built-in callbacks: a source read by position, so that a seek costs no system call.
 //
 // A read that goes on where the last one ended is a walk or a whole range: it fetches ahead, twice as far each time. A
-// read that jumps far is a sample and fetches what was asked for, or a header field and fetches its surroundings. Where
-// samples of even distance turn out not to be in memory, the kernel is told of those to come, so that the disk can
-// fetch them all at once.
-
-#include <fcntl.h>
-#include <sys/uio.h>
-#include <unistd.h>
+// read that jumps far is a sample and fetches what was asked for, or a header field and fetches its surroundings.
 
 #include <algorithm>
-#include <bit>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
-#include <limits>
 #include <new>
 
 #include "fileSource.h"
@@ -26,94 +19,35 @@ constexpr uint32_t kFirstFetch = 4096;   // of a file too large to be fetched wh
 constexpr uint32_t kWholeFetch = 16384;  // a file up to this size is fetched in one go
 constexpr uint32_t kFieldSize = 32;      // a jump to a read of at most this many bytes is to a header field
 constexpr uint32_t kFieldFetch = 512;
-constexpr uint64_t kNear = 1024;        // a jump ahead no longer than this is cheaper read than made
-constexpr uint32_t kMostSamples = 100;  // of one range
+constexpr uint64_t kNear = 3072;  // a jump ahead no longer than this is cheaper read than made
 
 struct File {
-  const KmhashSource* source;  // null for a file of the file system that these callbacks opened
-  int descriptor;              // -1 for a source that is no file
-  int64_t size = 0;            // when it was asked for
-  uint64_t position = 0;       // of the next byte to deliver
-  uint64_t bufferStart = 0;    // file offset of buffer[0]
+  const KmhashSource* source;
+  FileSource own;            // source is its own, or another's that outlives this
+  uint64_t position = 0;     // of the next byte to deliver
+  uint64_t bufferStart = 0;  // file offset of buffer[0]
   uint32_t bufferLength = 0;
-  uint32_t lastFetch = 0;   // how many bytes the last fetch asked for
-  uint64_t lastSample = 0;  // position of the last read that fetched no more than it was asked for
-  uint64_t distance = 0;    // of that read from the one before
-  uint32_t samples = 0;     // how many such reads came at that distance
-  bool told = false;        // the kernel knows of the samples to come
-  bool failed = false;      // the system has reported a failing read
-  // Last, and the one member that open leaves as it is: most calls use little of it.
+  uint32_t lastFetch = 0;  // how many bytes the last fetch asked for
+  bool failed = false;     // a read was reported to have failed
+  // Last, and with own the one member that open leaves as it is: most calls use little of it.
   uint8_t buffer[kBufferSize];
 };
 
-uint32_t readSource(File* file, void* destination, uint32_t count, uint64_t position) {
-  if (position >= file->source->size) return 0;
-  const int64_t n = file->source->readAt(file->source->user, position, destination, count);
+// As many of count bytes as there are; errno is set only when a failure is reported.
+uint32_t readAt(File* file, void* destination, uint32_t count, uint64_t position) {
+  const KmhashSource& source = *file->source;
+  if (position >= source.size) return 0;
+  const int64_t n = source.readAt(source.user, position, destination, count);
   if (n >= 0) return n <= count ? static_cast<uint32_t>(n) : 0;
   errno = n == HASHCREATE_SEEK_ERROR ? ESPIPE : EIO;
   file->failed = n != HASHCREATE_SEEK_ERROR;
   return 0;
 }
 
-// As many of count bytes as there are; errno is set only when the system reports a failure.
-uint32_t readAt(File* file, void* destination, uint32_t count, uint64_t position) {
-  if (file->source != nullptr) return readSource(file, destination, count, position);
-  if (position > static_cast<uint64_t>(std::numeric_limits<off_t>::max())) return 0;
-  for (;;) {
-    const ssize_t n = ::pread(file->descriptor, destination, count, static_cast<off_t>(position));
-    if (n >= 0) return static_cast<uint32_t>(n);
-    if (errno == EINTR) continue;
-    file->failed = true;
-    return 0;
-  }
-}
-
-// ---- Samples ----
-
-enum class InMemory { delivered, no, unknown };
-
-InMemory readFromMemory([[maybe_unused]] const File* file, [[maybe_unused]] void* destination,
-                        [[maybe_unused]] uint32_t count) {
-// The system call filter of older Androids ends a program that calls preadv2.
-#if defined(RWF_NOWAIT) && !defined(__ANDROID__)
-  const int before = errno;  // to fail here is no failure of the read
-  const iovec piece = {destination, count};
-  const ssize_t n = ::preadv2(file->descriptor, &piece, 1, static_cast<off_t>(file->position), RWF_NOWAIT);
-  const bool isKnown = n >= 0 || errno == EAGAIN;
-  errno = before;
-  if (isKnown) return n == static_cast<ssize_t>(count) ? InMemory::delivered : InMemory::no;
-#endif
-  return InMemory::unknown;
-}
-
-void tellOfSamplesToCome([[maybe_unused]] const File* file, [[maybe_unused]] uint32_t count) {
-#if defined(POSIX_FADV_WILLNEED)
-  for (uint64_t i = 0; i + file->samples < kMostSamples; ++i) {
-    const off_t position = static_cast<off_t>(file->position + i * file->distance);
-    ::posix_fadvise(file->descriptor, position, count, POSIX_FADV_WILLNEED);
-  }
-#endif
-}
-
-uint32_t readSample(File* file, void* destination, uint32_t count) {
-  const uint64_t distance = file->position - file->lastSample;
-  file->samples = distance == file->distance ? file->samples + 1 : 0;
-  file->distance = distance;
-  file->lastSample = file->position;
-  // The 1st, 2nd, 4th, 8th ... are asked about: the beginning of a file may be in memory when the rest is not.
-  if (file->samples > 0 && std::has_single_bit(file->samples) && !file->told) {
-    const InMemory answer = readFromMemory(file, destination, count);
-    if (answer == InMemory::delivered) return count;
-    file->told = true;
-    if (answer == InMemory::no) tellOfSamplesToCome(file, count);
-  }
-  return readAt(file, destination, count, file->position);
-}
-
 // ---- The callbacks ----
 
 uint32_t fetchSize(const File* file, uint32_t count) {
-  if (file->lastFetch == 0) return file->size <= kWholeFetch ? kWholeFetch : kFirstFetch;
+  if (file->lastFetch == 0) return file->source->size <= kWholeFetch ? kWholeFetch : kFirstFetch;
   const uint64_t bufferEnd = file->bufferStart + file->bufferLength;
   const bool goesOn = file->position >= bufferEnd && file->position - bufferEnd <= kNear;
   if (goesOn)
@@ -132,23 +66,17 @@ uint32_t takeBuffered(File* file, uint8_t* destination, uint32_t count) {
 }
 
 void* open_impl(const char* path) {
-  const int descriptor = openForReading(path);
-  if (descriptor < 0) return nullptr;
   File* file = new (std::nothrow) File;
-  if (file == nullptr) {
-    ::close(descriptor);
-    return nullptr;
-  }
-  file->source = nullptr;
-  file->descriptor = descriptor;
-  return file;
+  if (file == nullptr) return nullptr;
+  file->source = &file->own.source;
+  if (openFileSource(&file->own, path)) return file;
+  delete file;
+  return nullptr;
 }
 
 void* openSource(const char* path) {
   File* file = new (std::nothrow) File;
-  if (file == nullptr) return nullptr;
-  file->source = sourceOf(path);
-  file->descriptor = descriptorOf(*file->source);
+  if (file != nullptr) file->source = reinterpret_cast<const KmhashSource*>(path);  // see sourcePath
   return file;
 }
 
@@ -163,7 +91,7 @@ uint32_t read_impl(void* buffer, uint32_t count, void* handle) {
   file->lastFetch = std::min(fetch, kBufferSize);
   file->bufferStart = file->position;
   if (rest >= fetch) {  // nothing to fetch ahead
-    const uint32_t n = readSample(file, destination + done, rest);
+    const uint32_t n = readAt(file, destination + done, rest, file->position);
     file->position += n;
     file->bufferStart = file->position;
     file->bufferLength = 0;
@@ -185,16 +113,12 @@ int seek_impl(int64_t offset, int whence, void* handle) {
 
 void close_impl(void* handle) {
   File* file = static_cast<File*>(handle);
-  if (file->source == nullptr) ::close(file->descriptor);
+  if (file->source == &file->own.source) closeFileSource(&file->own);
   delete file;
 }
 
 int64_t fsize_impl(const char*, void* handle) {
-  constexpr int64_t kSizeFailed = -255;
-  File* file = static_cast<File*>(handle);
-  const int64_t size = file->source != nullptr ? static_cast<int64_t>(file->source->size) : sizeOf(file->descriptor);
-  if (size < 0) return kSizeFailed;
-  return file->size = size;
+  return static_cast<int64_t>(static_cast<const File*>(handle)->source->size);
 }
 
 }  // namespace
@@ -203,3 +127,15 @@ const KmhashFileCallbacks kBuiltInCallbacks = {open_impl, read_impl, seek_impl, 
 const KmhashFileCallbacks kSourceCallbacks = {openSource, read_impl, seek_impl, close_impl, fsize_impl};
 
 bool hasSystemFailed(const void* handle) { return static_cast<const File*>(handle)->failed; }
+
+void expectSamples(void* handle, const Samples& samples) {
+  File* file = static_cast<File*>(handle);
+  const uint64_t first = file->position - std::min<uint64_t>(file->position, samples.buffered);
+  if (samples.distance - samples.size <= kNear) file->lastFetch = kBufferSize;  // they are read through
+  FileSource* disk = fileSourceOf(*file->source);
+  if (disk == nullptr) return;
+  uint64_t offsets[kMostExpectedReads];
+  const uint32_t count = static_cast<uint32_t>(std::min<uint64_t>(samples.count, kMostExpectedReads));
+  for (uint32_t i = 0; i < count; ++i) offsets[i] = first + i * samples.distance;
+  expectReads(disk, offsets, count, static_cast<uint32_t>(samples.size));
+}

@@ -34,10 +34,13 @@ int c_fsize(Stream* stream, const char* path) {
   return 0;
 }
 
-int c_has_failed(const Stream* stream) {
-  const bool isBuiltIn = stream->handle != nullptr && stream->callbacks.read == kBuiltInCallbacks.read;
-  return isBuiltIn && hasSystemFailed(stream->handle) ? 1 : 0;
+namespace {
+bool isBuiltIn(const Stream* stream) {
+  return stream->handle != nullptr && stream->callbacks.read == kBuiltInCallbacks.read;
 }
+}  // namespace
+
+int c_has_failed(const Stream* stream) { return isBuiltIn(stream) && hasSystemFailed(stream->handle) ? 1 : 0; }
 
 uint64_t c_get_file_size(const Stream* stream) { return stream->fileSize; }
 void c_set_file_size(Stream* stream, uint64_t size) { stream->fileSize = size; }
@@ -82,6 +85,11 @@ ResultCode callbackRead(Stream* stream, void* buffer, uint32_t count) {
   errno = 0;
   if (c_hybrid_read(stream, buffer, count) == count) return HASHCREATE_SUCCESS;
   return errno != 0 ? errno : HASHCREATE_READ_ERROR;
+}
+
+void c_expect_samples(Stream* stream, uint64_t size, uint64_t distance, uint64_t count) {
+  if (!isBuiltIn(stream)) return;
+  expectSamples(stream->handle, {get_read_buff_remain(&stream->readBuffer), size, distance, count});
 }
 
 // ---- Seeking ----

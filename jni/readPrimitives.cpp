@@ -90,6 +90,7 @@ ResultCode input_actual_large_data(Stream* stream, uint64_t size, uint64_t thres
   const uint64_t count = threshold / chunk;
   const uint64_t end = c_ftell(stream) + size;
   uint64_t gap = size / count - chunk;
+  c_expect_samples(stream, chunk, chunk + gap, count);
   for (uint64_t i = 0; i < count; ++i) {
     if (const ResultCode rc = split_read(stream, chunk, which)) return rc;
     if (i == count - 1) gap = end - c_ftell(stream);

@@ -12,6 +12,8 @@
 #include <fstream>
 #include <limits>
 #include <new>
+#include <set>
+#include <thread>
 
 #include "fileStream.h"
 #include "support.h"
@@ -24,12 +26,17 @@ struct Disk {
   int reads = 0;                     // calls of pread
   int failing = 0, lastFailing = 0;  // of these, from the first to the last, report error; 0: none
   int error = EIO;
-  size_t inMemory = SIZE_MAX;  // bytes of a sample that a read without waiting delivers
-  int asked = 0, told = 0;     // such reads; samples to come that the kernel was told of
+  size_t inMemory = SIZE_MAX;  // bytes that a read without waiting delivers, behind the head
+  size_t headInMemory = SIZE_MAX;
+  int answer = EAGAIN;  // when it delivers none
+  bool isSlow = false;  // what waits, waits long
+  int asked = 0;
 } disk;
+std::vector<off_t> told;  // lengths that the kernel was told of
 
 ssize_t diskRead(int descriptor, void* buffer, size_t count, off_t position) {
   ++disk.reads;
+  if (disk.isSlow) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   if (disk.reads < disk.failing || disk.reads > disk.lastFailing)
     return pread(descriptor, buffer, count, position);
   errno = disk.error;
@@ -38,13 +45,16 @@ ssize_t diskRead(int descriptor, void* buffer, size_t count, off_t position) {
 
 ssize_t diskReadInMemory(int descriptor, const iovec* piece, int, off_t position, int) {
   ++disk.asked;
-  if (disk.inMemory != 0)
-    return pread(descriptor, piece->iov_base, std::min(piece->iov_len, disk.inMemory), position);
-  errno = EAGAIN;
+  const size_t count = std::min(piece->iov_len, position == 0 ? disk.headInMemory : disk.inMemory);
+  if (count != 0) return pread(descriptor, piece->iov_base, count, position);
+  errno = disk.answer;
   return -1;
 }
 
-int diskIsTold(int, off_t, off_t, int) { return ++disk.told; }
+int diskIsTold(int, off_t, off_t length, int) {
+  told.push_back(length);
+  return 0;
+}
 
 }  // namespace
 
@@ -52,7 +62,7 @@ int diskIsTold(int, off_t, off_t, int) { return ++disk.told; }
 #define pread diskRead
 #define preadv2 diskReadInMemory
 #define posix_fadvise diskIsTold
-#include "../jni/builtInCallbacks.cpp"  // NOLINT(bugprone-suspicious-include)
+#include "../jni/fileSource.cpp"  // NOLINT(bugprone-suspicious-include)
 #undef pread
 #undef preadv2
 #undef posix_fadvise
@@ -161,14 +171,39 @@ TEST_F(OnDisk, AnErrorThatTheSystemReportsIsNeverAHash) {
   }
 }
 
-TEST_F(OnDisk, SamplesThatAreNotInMemoryAreWaitedFor) {
-  const Bytes bytes = Bytes().pattern(700'000);
-  const std::string path = write("file", bytes);
-  for (const size_t inMemory : {size_t{0}, size_t{1}, size_t{162}, size_t{163}}) {
-    disk = {.inMemory = inMemory};
-    EXPECT_EQ(quick(path).content(), sha1Hex(sampled(bytes))) << inMemory;
-    EXPECT_GT(disk.asked, 0);
-    EXPECT_EQ(disk.told > 0, inMemory < 163) << inMemory;
+// What the kernel is told of: nothing when all is in memory, a small file whole, of a large one the
+// head and the samples.
+TEST_F(OnDisk, ReadsThatHaveToWaitAreToldOfFirst) {
+  const off_t piece = 131'072, whole = 700'000 % piece, sample = 163;
+  const off_t behindTheFirst =
+      (98 * 7000 + sample) % piece;  // samples so near each other go in one
+  const struct {
+    const char* rule;
+    Disk disk;
+    std::set<off_t> small, large;  // lengths told of: 700,000 bytes; 5,000,000
+  } rows[] = {
+      {"all in memory", {}, {}, {}},
+      {"nothing", {.inMemory = 0, .headInMemory = 0}, {piece, whole}, {piece, sample}},
+      {"part of the head", {.headInMemory = 4095}, {piece, whole}, {piece, sample}},
+      {"the head", {.inMemory = 0}, {piece, behindTheFirst}, {sample}},
+      {"part of a sample", {.inMemory = 162}, {piece, behindTheFirst}, {sample}},
+      {"no answer, and fast", {.inMemory = 0, .headInMemory = 0, .answer = EOPNOTSUPP}, {}, {}},
+      {"no answer, and slow",
+       {.inMemory = 0, .headInMemory = 0, .answer = EOPNOTSUPP, .isSlow = true},
+       {piece, whole},
+       {piece, sample}},
+  };
+  for (const size_t size : {700'000u, 5'000'000u}) {
+    const Bytes bytes = Bytes().pattern(size);
+    const std::string path = write("file", bytes);
+    for (const auto& row : rows) {
+      disk = row.disk;
+      told.clear();
+      EXPECT_EQ(quick(path).content(), sha1Hex(sampled(bytes))) << row.rule;
+      EXPECT_GT(disk.asked, 0) << row.rule;
+      const std::set<off_t>& expected = size < 1'000'000 ? row.small : row.large;
+      EXPECT_EQ(std::set<off_t>(told.begin(), told.end()), expected) << row.rule << ' ' << size;
+    }
   }
 }
 

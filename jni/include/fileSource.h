@@ -1,28 +1,36 @@
-// Files of the file system as sources, and sources as what callbacks open.
+// Files of the file system as sources.
+//
+// A disk, and a network even more, takes its time for each read that has to wait, but it can serve many at once. So the
+// first read, and a few of those that were announced, tell whether the file lies in memory; where it does not, the
+// kernel is told of everything that will be wanted before it is waited for. A file in memory costs no call more than
+// its reads.
 #pragma once
 
-#include "fileStream.h"
+#include <cstdint>
+
+#include "kmhash.h"
+
+inline constexpr uint32_t kMostExpectedReads = 200;
 
 struct FileSource {
-  KmhashSource source;
+  KmhashSource source;  // its user is this FileSource
   int descriptor;
+  bool cannotAsk;  // the file system does not say what is in memory: the time of a read does
+  bool isCold;     // a read had to wait; what is announced from now on is told of at once
+  bool isToldOf;   // the kernel has been told of the whole file
+  uint32_t reads;  // so far, or since reads were announced
+  uint32_t expectedCount, expectedSize;
+  uint64_t expected[kMostExpectedReads];  // offsets
 };
 
-// False when the file cannot be opened or has no size. source.user is the FileSource, which must stay where it is.
+// False when the file cannot be opened or has no size. A pipe without a writer does not hang; a file on which another
+// process holds a lease is waited for. The FileSource must stay where it is.
 bool openFileSource(FileSource* file, const char* path);
 void closeFileSource(FileSource* file);
 
-// A descriptor, or -1. A pipe without a writer does not hang; a file on which another process holds a lease is waited
-// for.
-int openForReading(const char* path);
+// Announces reads of size bytes at ascending offsets, as many as count, at most kMostExpectedReads, in place of those
+// announced before.
+void expectReads(FileSource* file, const uint64_t* offsets, uint32_t count, uint32_t size);
 
-// The size in bytes, 0 for what is no regular file, -1 when the system does not tell.
-int64_t sizeOf(int descriptor);
-
-// The descriptor of a source that is a FileSource, else -1.
-int descriptorOf(const KmhashSource& source);
-
-// Callbacks over a source, whose path is sourcePath(source).
-extern const KmhashFileCallbacks kSourceCallbacks;
-inline const char* sourcePath(const KmhashSource* source) { return reinterpret_cast<const char*>(source); }
-inline const KmhashSource* sourceOf(const char* path) { return reinterpret_cast<const KmhashSource*>(path); }
+// The FileSource behind a source; null when it is none.
+FileSource* fileSourceOf(const KmhashSource& source);

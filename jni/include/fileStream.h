@@ -90,6 +90,9 @@ struct SliceScope {
   uint64_t total;
 };
 
+// Announces samples that begin at the current position.
+void c_expect_samples(Stream* stream, uint64_t size, uint64_t distance, uint64_t count);
+
 // c_hybrid_read and c_hybrid_seek with results as codes: 0 when all of count was read, else errno when the C library
 // set it, else HASHCREATE_READ_ERROR; for a seek HASHCREATE_SEEK_ERROR likewise, also for a negative offset.
 ResultCode callbackRead(Stream* stream, void* buffer, uint32_t count);
@@ -99,3 +102,18 @@ ResultCode callbackSeek(Stream* stream, int64_t offset, int whence);
 // theirs.
 extern const KmhashFileCallbacks kBuiltInCallbacks;
 bool hasSystemFailed(const void* handle);
+
+// The same over a source that outlives the call; its path is sourcePath(source).
+extern const KmhashFileCallbacks kSourceCallbacks;
+inline const char* sourcePath(const KmhashSource* source) { return reinterpret_cast<const char*>(source); }
+
+// Reads of even distance that are to come, the first of them buffered bytes before the position of the handle.
+struct Samples {
+  uint64_t buffered;
+  uint64_t size;
+  uint64_t distance;
+  uint64_t count;
+};
+
+// Lets an open handle of the built-in callbacks prepare for them; callers' own callbacks are not told.
+void expectSamples(void* handle, const Samples& samples);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "fileSource.h"
 #include "hashRecord.h"
 
 namespace version4 {
@@ -11,6 +12,7 @@ constexpr size_t kMostRanges = size_t{1} << 20;
 constexpr uint64_t kMostRepeats = 8;
 constexpr uint32_t kSamples = 100;
 constexpr uint32_t kSampleSize = 163;
+constexpr uint64_t kNear = 3072;          // samples no farther apart are cheaper read with what lies between
 constexpr uint32_t kSpread = 2654435761;  // 2^32 divided by the golden ratio: spreads the samples' shifts evenly
 
 // A place in the payload that only goes forward.
@@ -38,24 +40,37 @@ void moveTo(Reader* reader, uint64_t position) {
   reader->within += distance;
 }
 
+// Bytes fetched at once. They may go beyond a range: what lies between small ranges is cheaper read than passed over.
+struct Piece {
+  uint64_t start = 0;  // offset in the file
+  uint32_t length = 0;
+  uint8_t bytes[16384];
+};
+
+// Makes the piece begin at offset with at least one of the count bytes there, or with fetch bytes when these are more.
+ResultCode load(Piece* piece, Source* source, uint64_t offset, uint64_t count, uint32_t fetch) {
+  const uint64_t wanted = std::min<uint64_t>(std::max<uint64_t>(count, fetch), sizeof(piece->bytes));
+  piece->start = offset;
+  piece->length = static_cast<uint32_t>(std::min(wanted, source->size - offset));
+  return readPayload(source, offset, piece->bytes, piece->length);
+}
+
 // Feeds the next count bytes, which the payload has.
-ResultCode feed(Reader* reader, uint64_t count, uint8_t* piece, uint32_t pieceSize, SHA1Context* sha1) {
+ResultCode feed(Reader* reader, uint64_t count, uint32_t fetch, Piece* piece, SHA1Context* sha1) {
   while (count > 0) {
     const Range& range = rangeAt(*reader->payload, reader->range);
+    const uint64_t offset = range.offset + reader->within;
     const uint64_t inRange = std::min(count, range.count - reader->within);
-    const uint32_t length = static_cast<uint32_t>(std::min<uint64_t>(inRange, pieceSize));
-    if (const ResultCode rc = readPayload(reader->source, range.offset + reader->within, piece, length)) return rc;
-    SHA1Input(sha1, piece, length);
+    if (offset < piece->start || offset - piece->start >= piece->length) {
+      if (const ResultCode rc = load(piece, reader->source, offset, inRange, fetch)) return rc;
+    }
+    const uint32_t at = static_cast<uint32_t>(offset - piece->start);
+    const uint32_t length = static_cast<uint32_t>(std::min<uint64_t>(inRange, piece->length - at));
+    SHA1Input(sha1, piece->bytes + at, length);
     moveTo(reader, reader->position + length);
     count -= length;
   }
   return HASHCREATE_SUCCESS;
-}
-
-ResultCode feedAll(const Payload& payload, Source* source, SHA1Context* sha1) {
-  uint8_t piece[16384];
-  Reader reader = {&payload, source};
-  return feed(&reader, payload.length, piece, sizeof(piece), sha1);
 }
 
 // Shifted within its step, each sample by another amount: data of even structure has no part that samples never reach.
@@ -67,14 +82,34 @@ uint64_t sampleOffset(uint64_t length, uint32_t i) {
   return i * step + shift * (room >> 32) + (shift * (room & 0xFFFFFFFF) >> 32);
 }
 
-ResultCode feedSamples(const Payload& payload, Source* source, SHA1Context* sha1) {
-  uint8_t piece[kSampleSize];
+uint64_t fileOffset(const Reader& reader) { return rangeAt(*reader.payload, reader.range).offset + reader.within; }
+
+void announceSamples(const Payload& payload, Source* source) {
+  FileSource* file = fileSourceOf(*source->from);
+  if (file == nullptr) return;
+  Reader reader = {&payload, source};
+  uint64_t offsets[kSamples];
+  for (uint32_t i = 0; i < kSamples; ++i) {
+    moveTo(&reader, sampleOffset(payload.length, i));
+    offsets[i] = fileOffset(reader);
+  }
+  expectReads(file, offsets, kSamples, kSampleSize);
+}
+
+ResultCode feedSamples(const Payload& payload, Source* source, Piece* piece, SHA1Context* sha1) {
+  announceSamples(payload, source);
+  const uint32_t fetch = payload.length / kSamples <= kNear ? sizeof(piece->bytes) : kSampleSize;
   Reader reader = {&payload, source};
   for (uint32_t i = 0; i < kSamples; ++i) {
     moveTo(&reader, sampleOffset(payload.length, i));
-    if (const ResultCode rc = feed(&reader, kSampleSize, piece, sizeof(piece), sha1)) return rc;
+    if (const ResultCode rc = feed(&reader, kSampleSize, fetch, piece, sha1)) return rc;
   }
   return HASHCREATE_SUCCESS;
+}
+
+ResultCode feedAll(const Payload& payload, Source* source, Piece* piece, SHA1Context* sha1) {
+  Reader reader = {&payload, source};
+  return feed(&reader, payload.length, sizeof(piece->bytes), piece, sha1);
 }
 
 ResultCode closeLast(Payload* payload) {
@@ -130,7 +165,8 @@ ResultCode readFront(const Payload& payload, Source* source, void* destination, 
 ResultCode inputContent(const Payload& payload, Source* source, bool whole, SHA1Context* sha1) {
   if (whole) SHA1Input(sha1, kWholeMark, sizeof(kWholeMark));
   const bool isFed = whole || payload.length < kSampledFrom;
-  const ResultCode rc = isFed ? feedAll(payload, source, sha1) : feedSamples(payload, source, sha1);
+  Piece piece;
+  const ResultCode rc = isFed ? feedAll(payload, source, &piece, sha1) : feedSamples(payload, source, &piece, sha1);
   if (rc != HASHCREATE_SUCCESS) return rc;
   uint8_t length[8];
   toBigEndian(payload.length, length);
