@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "fileSource.h"
+#include "fileStream.h"
 #include "keepErrno.h"
 #include "kmhash.h"
 
