@@ -1,5 +1,7 @@
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <memory>
 #include <optional>
 
 #include "commands.h"
@@ -14,24 +16,9 @@ namespace cli {
 namespace {
 
 struct Options {
-  std::vector<std::string> lists;
   RunOptions run;
   bool quiet = false, status = false, ignoreMissing = false, strict = false, warn = false, zero = false;
 };
-
-Options readOptions(CommandLine& line) {
-  Options options;
-  line.flag("--quiet", &options.quiet, "Write no line for a file that is OK");
-  line.flag("--status", &options.status, "Write nothing, the exit status tells");
-  line.flag("--ignore-missing", &options.ignoreMissing, "Pass over files that do not exist");
-  line.flag("--strict", &options.strict, "Exit with 1 when a line is malformed");
-  line.flag("-w,--warn", &options.warn, "Say which lines are malformed, and why");
-  line.flag("-z,--zero", &options.zero, "The lists were written by hash --zero");
-  addRunOptions(line, &options.run);
-  options.lists = line.read();
-  if (options.lists.empty()) throw UsageError("no list is named; - is standard input");
-  return options;
-}
 
 // A line of a list, or one of the two things that may end it.
 struct Item {
@@ -45,19 +32,21 @@ struct Item {
   bool isFile() const { return kind == Kind::line && line.kind == ListLine::Kind::entry; }
 };
 
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";  // as some editors put before a text
+
 class Lists {
  public:
-  explicit Lists(const Options& options) : options_(options) {}
+  Lists(std::vector<std::string> lists, LineEnd end) : lists_(std::move(lists)), end_(end) {}
 
   bool next(Item& item) {
     item = {};
     item.list = list_;
-    if (list_ == options_.lists.size()) return false;
-    const LineEnd end = options_.zero ? LineEnd::nul : LineEnd::newline;
-    if (!reader_) reader_.emplace(options_.lists[list_], static_cast<char>(end));
+    if (list_ == lists_.size()) return false;
+    if (!reader_) reader_.emplace(lists_[list_], static_cast<char>(end_));
     if (reader_->next(&record_)) {
       item.number = ++lines_;
-      item.line = parseListLine(record_, end);
+      if (item.number == 1 && record_.starts_with(kByteOrderMark)) record_.erase(0, kByteOrderMark.size());
+      item.line = parseListLine(record_, end_);
       return true;
     }
     return nextEnd(item);
@@ -78,7 +67,8 @@ class Lists {
     return true;
   }
 
-  const Options& options_;
+  const std::vector<std::string> lists_;
+  const LineEnd end_;
   size_t list_ = 0, lines_ = 0;
   bool errorTold_ = false;
   std::optional<RecordReader> reader_;
@@ -87,15 +77,14 @@ class Lists {
 
 struct Answer {
   Failure failure;
-  bool missing = false;
   int flags = 0;
 };
 
 Answer answerFor(const Item& item) {
   if (!item.isFile()) return {};
   const HashAnswer now = hashFile(item.line.path, isQuick(item.line.hash) ? KMHASH_MODE_QUICK : KMHASH_MODE_NORMAL);
-  if (now.failure.code != 0) return {now.failure, now.missing, 0};
-  return {{}, false, differenceFlags(item.line.hash, now.hash)};
+  if (now.failure.code != 0) return {now.failure, 0};
+  return {{}, differenceFlags(item.line.hash, now.hash)};
 }
 
 // What became of the lines of a list.
@@ -128,10 +117,11 @@ std::string summary(const Tally& tally) {
 
 class Report {
  public:
-  Report(const Options& options, Output& output) : options_(options), output_(output) {}
+  Report(const Options& options, const std::vector<std::string>& lists, Output& output)
+      : options_(options), lists_(lists), output_(output) {}
 
   void take(const Item& item, const Answer& answer) {
-    const std::string& list = options_.lists[item.list];
+    const std::string& list = lists_[item.list];
     if (item.kind == Item::Kind::unreadable) {
       output_.message(list, describe(item.failure));
       tally_.unreadable = true;
@@ -158,7 +148,7 @@ class Report {
   }
 
   void takeEntry(const std::string& path, const Answer& answer) {
-    if (answer.missing && options_.ignoreMissing) {
+    if (answer.failure.cause == Failure::Cause::missing && options_.ignoreMissing) {
       ++tally_.ignored;
     } else if (answer.failure.code != 0) {
       ++tally_.failed;
@@ -182,35 +172,57 @@ class Report {
 
   void write(const std::string& path, const std::string& finding) {
     if (options_.status) return;
-    output_.write(needsEscape(path) ? '\\' + escaped(path) : path);
-    output_.write(": " + finding + '\n');
+    output_.write(fmt::format("{}: {}\n", needsEscape(path) ? '\\' + escaped(path) : path, finding));
   }
 
   const Options& options_;
+  const std::vector<std::string>& lists_;
   Output& output_;
   Tally tally_;  // of the list being read
   int status_ = kAllWell;
 };
 
-int run(CommandLine& line, Output& output) {
-  const Options options = readOptions(line);
-  Lists lists(options);
-  Report report(options, output);
-  runInOrder<Item, Answer>(output, options.run,
-                           {.next = [&](Item& item) { return lists.next(item); },
-                            .work = answerFor,
-                            .commit = [&](const Item& item, const Answer& answer) { report.take(item, answer); }});
+int run(const Options& options, const std::vector<std::string>& names, Output& output) {
+  if (names.empty()) throw UsageError("no list is named; - is standard input");
+  const LineEnd end = options.zero ? LineEnd::nul : LineEnd::newline;
+  Lists lists(names, end);
+  Report report(options, names, output);
+  runInOrder<Item, Answer>(
+      output, options.run,
+      {.next = [&](Item& item) { return lists.next(item); },
+       .work = answerFor,
+       .commit = [&](const Item& item, const Answer& answer) { report.take(item, answer); },
+       .again =
+           [&] {
+             return std::all_of(names.begin(), names.end(), isRegularFile)
+                        ? [again = std::make_shared<Lists>(names, end)](Item& item) { return again->next(item); }
+                        : std::function<bool(Item&)>();
+           }});
   return report.status();
+}
+
+Work declare(CommandLine& line) {
+  const auto options = std::make_shared<Options>();
+  line.flag("--quiet", &options->quiet, "Write no line for a file that is OK, and no summary when all is well.");
+  line.flag("--status", &options->status, "Write no line and no summary at all; the exit status tells.");
+  line.flag("--ignore-missing", &options->ignoreMissing,
+            "Pass over files that do not exist; when none is left to verify, that is a failure.");
+  line.flag("--strict", &options->strict, "Exit with status 1 when a line is malformed.");
+  line.flag("-w,--warn", &options->warn, "Write a message for each malformed line, with its number.");
+  line.flag("-z,--zero", &options->zero, "The lists were written by hash --zero.");
+  addRunOptions(line, &options->run);
+  return [options](const std::vector<std::string>& lists, Output& output) { return run(*options, lists, output); };
 }
 
 }  // namespace
 
 const Command kCheckCommand{
     "check", "LIST...", "Verify the files of lists that `kmhash hash` wrote",
-    "A line for each file says OK, CHANGED and what differs, or FAILED and why; a summary of\n"
-    "each list goes to standard error. Lines of quick hashes are verified in quick mode. Empty\n"
-    "lines and lines that begin with # are passed over. Exit status 1 when a file differs or\n"
-    "fails, when a list holds no file to verify, and, with --strict, for a malformed line.",
-    run};
+    "A line for each file says OK, CHANGED and what differs (of content, meta, format, algorithm, version), or FAILED "
+    "and why; a summary of each list goes to standard error. A LIST of - is standard input. Lines of quick hashes are "
+    "verified in quick mode. Empty lines and lines that begin with # are passed over.\n\n"
+    "Exit status 1 when a file differs or fails, when a list holds no file to verify, and, with --strict, for a "
+    "malformed line.",
+    declare};
 
 }  // namespace cli

@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <array>
+#include <memory>
 
 #include "commands.h"
 #include "hashOperand.h"
@@ -11,14 +12,20 @@
 namespace cli {
 namespace {
 
-constexpr int kIncomparable = KMHASH_DIFFERENT_ALGORITHM | KMHASH_DIFFERENT_VERSION;
+// The exit statuses are those of cmp.
+struct Verdict {
+  int status;
+  const char* words;
+};
 
-const char* verdict(int flags) {
-  if (flags == 0) return "The media are the same.";
-  if ((flags & kIncomparable) != 0)
-    return "The hashes come from different algorithms: they do not tell whether the media are the same.";
-  if ((flags & KMHASH_DIFFERENT_CONTENT) != 0) return "The media differ.";
-  return "The content is the same, what describes it differs.";
+Verdict verdictFor(const std::string& a, const std::string& b, int flags) {
+  if (flags == 0) return {0, "The media are the same."};
+  if ((flags & KMHASH_DIFFERENT_VERSION) != 0 || isQuick(a) != isQuick(b)) {
+    return {2, "The hashes were made in different ways: they do not tell whether the media are the same."};
+  }
+  if ((flags & KMHASH_DIFFERENT_ALGORITHM) != 0) return {1, "The media differ: they are of different formats."};
+  if ((flags & KMHASH_DIFFERENT_CONTENT) != 0) return {1, "The media differ."};
+  return {1, "The content is the same, what describes it differs."};
 }
 
 // What the hash says in the place that a difference is about.
@@ -41,7 +48,7 @@ std::string valueOf(const std::string& hash, int flag) {
 }
 
 std::string comparison(const std::string& a, const std::string& b, int flags) {
-  std::string text = fmt::format("{}\n", verdict(flags));
+  std::string text;
   for (const Difference& difference : kDifferences) {
     const bool differs = (flags & difference.flag) != 0;
     text +=
@@ -61,10 +68,7 @@ int32_t modeFor(const std::array<HashOperand, 2>& operands, bool quick) {
   return quick ? KMHASH_MODE_QUICK : KMHASH_MODE_NORMAL;
 }
 
-int run(CommandLine& line, Output& output) {
-  bool quick = false;
-  line.flag("--quick", &quick, "Compare the quick hashes of two files");
-  const std::vector<std::string> names = line.read();
+int run(bool quick, const std::vector<std::string>& names, Output& output) {
   if (names.size() != 2) throw UsageError("two operands are compared, each a file or a hash text");
   const std::array<HashOperand, 2> operands{readHashOperand(names[0]), readHashOperand(names[1])};
   const int32_t mode = modeFor(operands, quick);
@@ -72,18 +76,29 @@ int run(CommandLine& line, Output& output) {
   for (size_t i = 0; i < answers.size(); ++i) {
     if (answers[i].failure.code != 0) output.message(names[i], describe(answers[i].failure));
   }
-  if (answers[0].failure.code != 0 || answers[1].failure.code != 0) return kSomethingFailed;
-  const int flags = differenceFlags(answers[0].hash, answers[1].hash);
-  output.write(comparison(answers[0].hash, answers[1].hash, flags));
-  return flags == 0 ? kAllWell : kSomethingFailed;
+  if (answers[0].failure.code != 0 || answers[1].failure.code != 0) return 2;
+  const std::string &a = answers[0].hash, &b = answers[1].hash;
+  const int flags = differenceFlags(a, b);
+  const Verdict verdict = verdictFor(a, b, flags);
+  output.write(fmt::format("{}\n{}", verdict.words, comparison(a, b, flags)));
+  return verdict.status;
+}
+
+Work declare(CommandLine& line) {
+  const auto quick = std::make_shared<bool>(false);
+  line.flag("--quick", quick.get(), "Compare the quick hashes of two files.");
+  return [quick](const std::vector<std::string>& operands, Output& output) { return run(*quick, operands, output); };
 }
 
 }  // namespace
 
 const Command kCompareCommand{
     "compare", "A B", "Say what agrees and what differs between two files or hash texts",
-    "A file beside a quick hash text is hashed in quick mode. An operand that is a hash text is\n"
-    "taken for one; ./ before it makes it a file.",
-    run};
+    "A file beside a hash text is hashed as the text was. An operand that is a hash text is taken for one; ./ before "
+    "it "
+    "makes it a file.\n\n"
+    "Exit status as that of cmp: 0 when everything agrees, 1 when something differs, 2 when it could not be told, "
+    "because a file failed or the hashes were made in different ways.",
+    declare};
 
 }  // namespace cli

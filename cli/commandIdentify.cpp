@@ -1,62 +1,40 @@
 #include <fmt/format.h>
 
+#include <memory>
+
 #include "commands.h"
+#include "fileRun.h"
 #include "hashList.h"
 #include "hashText.h"
-#include "inputPaths.h"
-#include "orderedRunner.h"
+#include "jsonLine.h"
 
 namespace cli {
 namespace {
 
-struct Options {
-  InputOptions input;
-  RunOptions run;
-  bool zero = false;
-};
-
-Options readOptions(CommandLine& line) {
-  Options options;
-  line.flag("-z,--zero", &options.zero, "End lines with NUL and escape nothing");
-  addInputOptions(line, &options.input);
-  addRunOptions(line, &options.run);
-  options.input.operands = line.read();
-  checkInputOptions(options.input);
-  return options;
+std::string identifyLine(const std::string& path, const HashAnswer& answer, LineEnd end) {
+  const int id = fieldsOf(answer.hash).algorithmId;
+  return listLine(fmt::format("{:3}  {:7}", id, algorithmName(id)), path, end);
 }
 
-IdentifyAnswer answerFor(const InputFile& file) {
-  return file.failure.code != 0 ? IdentifyAnswer{file.failure, 0} : identifyFile(file.path, file.kind);
-}
-
-int run(CommandLine& line, Output& output) {
-  const Options options = readOptions(line);
-  if (options.input.names == "-") output.writeAtOnce();
+int run(const FileRunOptions& options, const std::vector<std::string>& operands, Output& output) {
   const LineEnd end = options.zero ? LineEnd::nul : LineEnd::newline;
-  int status = kAllWell;
-  InputFiles files(options.input);
-  runInOrder<InputFile, IdentifyAnswer>(output, limitedTo(options.input, options.run),
-                                        {.next = [&](InputFile& file) { return files.next(&file); },
-                                         .work = answerFor,
-                                         .commit =
-                                             [&](const InputFile& file, const IdentifyAnswer& answer) {
-                                               if (answer.failure.code == 0) {
-                                                 const std::string kind =
-                                                     fmt::format("{:3}  {:7}", answer.algorithmId,
-                                                                 algorithmName(answer.algorithmId));
-                                                 output.write(listLine(kind, file.path, end));
-                                               } else {
-                                                 output.message(file.path, describe(answer.failure));
-                                                 status = kSomethingFailed;
-                                               }
-                                             }});
-  return status;
+  const FileSteps steps{identifyRegularFile, [&](const std::string& path, const HashAnswer& answer) {
+                          return options.json ? jsonOfFormat(path, answer) : identifyLine(path, answer, end);
+                        }};
+  return runOnFiles(options, operands, steps, output);
+}
+
+Work declare(CommandLine& line) {
+  const auto options = std::make_shared<FileRunOptions>();
+  addFileRunOptions(line, options.get());
+  return
+      [options](const std::vector<std::string>& operands, Output& output) { return run(*options, operands, output); };
 }
 
 }  // namespace
 
 const Command kIdentifyCommand{"identify", "FILE...",
                                "Say which algorithm hashes a file: its id and name, without hashing",
-                               "Paths are escaped and directories walked as in `kmhash hash`.", run};
+                               "Paths are written as by `kmhash hash`.", declare};
 
 }  // namespace cli

@@ -8,17 +8,7 @@
 namespace cli {
 namespace {
 
-class HelpFormat : public CLI::Formatter {
- public:
-  explicit HelpFormat(const Command& command) : command_(command) { column_width(31); }
-
-  std::string make_usage(const CLI::App*, std::string) const override {
-    return fmt::format("Usage: kmhash {} [OPTION]... {}\n", command_.name, command_.operands);
-  }
-
- private:
-  const Command& command_;
-};
+constexpr size_t kHelpWidth = 80, kHelpColumn = 26;
 
 // What the parser left over: operands, in their order, and options that it does not know. The operands are not declared
 // to it because it would take a path in square brackets for a list.
@@ -37,53 +27,136 @@ std::vector<std::string> operandsOf(const std::vector<std::string>& leftOver) {
   return operands;
 }
 
+std::string helpLines(const Option& option) {
+  std::string text = fmt::format("  {}", usageOf(option));
+  for (const std::string& line : wrapped(option.help, kHelpWidth - kHelpColumn)) {
+    if (text.size() - (text.rfind('\n') + 1) >= kHelpColumn - 1) text += '\n';
+    text += std::string(kHelpColumn - (text.size() - (text.rfind('\n') + 1)), ' ') + line + '\n';
+  }
+  return text;
+}
+
 }  // namespace
 
 struct CommandLine::Parser {
   CLI::App app;
-  std::vector<std::string> arguments;
+  std::vector<Option> options;
+
+  template <class Value>
+  CLI::Option* add(Option option, Value* value) {
+    CLI::Option* added = app.add_option(option.names, *value)->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    options.push_back(std::move(option));
+    return added;
+  }
+
+  // The parser's own words speak of its types.
+  std::string wordsFor(const CLI::ArgumentMismatch& error) const {
+    const std::string what = error.what(), name = what.substr(0, what.find_first_of(": "));
+    for (const Option& option : options) {
+      if (!option.names.ends_with(name)) continue;
+      const std::string usage = usageOf(option);
+      return usage + (option.value == Option::Value::none ? ": takes no value" : ": the value is missing");
+    }
+    return what;
+  }
 };
 
-CommandLine::CommandLine(const Command& command, std::vector<std::string> arguments)
-    : parser_(std::make_unique<Parser>()) {
-  std::reverse(arguments.begin(), arguments.end());  // the order that the parser takes them in
-  parser_->arguments = std::move(arguments);
-  CLI::App& app = parser_->app;
-  app.description(command.summary);
-  app.footer(command.notes);
-  app.formatter(std::make_shared<HelpFormat>(command));
-  app.set_help_flag("-h,--help", "Show this text");
-  app.allow_extras();
+CommandLine::CommandLine() : parser_(std::make_unique<Parser>()) {
+  parser_->app.set_help_flag("-h,--help");
+  parser_->app.allow_extras();
 }
 
 CommandLine::~CommandLine() = default;
 
-void CommandLine::flag(const char* names, bool* value, const char* help) { parser_->app.add_flag(names, *value, help); }
+void CommandLine::flag(const char* names, bool* value, const char* help) {
+  parser_->app.add_flag(names, *value)->disable_flag_override();
+  parser_->options.push_back({names, Option::Value::none, "", {}, help});
+}
 
 void CommandLine::text(const char* names, const char* placeholder, std::string* value, const char* help) {
-  parser_->app.add_option(names, *value, help)->option_text(placeholder);
+  parser_->add({names, Option::Value::text, placeholder, {}, help}, value);
+}
+
+void CommandLine::file(const char* names, std::string* value, const char* help) {
+  parser_->add({names, Option::Value::file, "FILE", {}, help}, value);
 }
 
 void CommandLine::number(const char* names, unsigned* value, unsigned lowest, unsigned highest, const char* help) {
-  parser_->app.add_option(names, *value, help)->option_text("N")->check(CLI::Range(lowest, highest));
+  parser_->add({names, Option::Value::text, "N", {}, help}, value)->check([lowest, highest](const std::string& given) {
+    unsigned number = 0;
+    const bool isNumber = CLI::detail::lexical_cast(given, number);
+    if (isNumber && number >= lowest && number <= highest) return std::string();
+    return fmt::format("a number from {} to {} is needed, not {}", lowest, highest, given);
+  });
 }
 
-void CommandLine::choice(const char* names, std::string* value, const std::vector<std::string>& choices,
-                         const char* help) {
-  parser_->app.add_option(names, *value, help)
-      ->option_text(fmt::format("{}", fmt::join(choices, "|")))
-      ->check(CLI::IsMember(choices));
+void CommandLine::choice(const char* names, const char* placeholder, std::string* value,
+                         const std::vector<std::string>& choices, const char* help) {
+  parser_->add({names, Option::Value::choice, placeholder, choices, help}, value)
+      ->check([choices](const std::string& given) {
+        const bool isOne = std::find(choices.begin(), choices.end(), given) != choices.end();
+        return isOne ? std::string() : fmt::format("{} is needed, not {}", fmt::join(choices, " or "), given);
+      });
 }
 
-std::vector<std::string> CommandLine::read() {
+void CommandLine::list(const char* names, const char* placeholder, std::vector<std::string>* values, const char* help) {
+  parser_->app.add_option(names, *values)->allow_extra_args(false);
+  parser_->options.push_back({names, Option::Value::text, placeholder, {}, help});
+}
+
+std::vector<Option> CommandLine::options() const {
+  std::vector<Option> all = parser_->options;
+  all.push_back({"-h,--help", Option::Value::none, "", {}, "Show this text."});
+  return all;
+}
+
+std::vector<std::string> CommandLine::read(std::vector<std::string> arguments) {
+  std::reverse(arguments.begin(), arguments.end());  // the order that the parser takes them in
   try {
-    parser_->app.parse(parser_->arguments);
+    parser_->app.parse(std::move(arguments));
   } catch (const CLI::CallForHelp&) {
-    throw HelpWanted{parser_->app.help()};
+    throw HelpWanted();
+  } catch (const CLI::ArgumentMismatch& error) {
+    throw UsageError(parser_->wordsFor(error));
   } catch (const CLI::ParseError& error) {
     throw UsageError(error.what());
   }
   return operandsOf(parser_->app.remaining());
+}
+
+std::string usageOf(const Option& option) {
+  std::string names = option.names;
+  if (const size_t comma = names.find(','); comma != std::string::npos) names.insert(comma + 1, " ");
+  return option.placeholder.empty() ? names : names + ' ' + option.placeholder;
+}
+
+std::vector<std::string> wrapped(std::string_view words, size_t width) {
+  std::vector<std::string> lines(1);
+  while (!words.empty()) {
+    const size_t length = std::min(words.find_first_of(" \n"), words.size());
+    std::string& line = lines.back();
+    if (!line.empty() && line.size() + 1 + length > width) {
+      lines.emplace_back(words.substr(0, length));
+    } else {
+      line += (line.empty() ? "" : " ") + std::string(words.substr(0, length));
+    }
+    const bool ends = length < words.size() && words[length] == '\n';
+    if (ends) lines.emplace_back();
+    words.remove_prefix(std::min(length + 1, words.size()));
+  }
+  return lines;
+}
+
+std::string helpOf(const Command& command) {
+  CommandLine line;
+  command.declare(line);
+  std::string text = fmt::format("Usage: kmhash {} [OPTION]... {}\n{}.\n\nOptions:\n", command.name, command.operands,
+                                 command.summary);
+  for (const Option& option : line.options()) text += helpLines(option);
+  if (*command.notes == '\0') return text;
+  text += '\n';
+  for (const std::string& note : wrapped(command.notes, kHelpWidth)) text += note + '\n';
+  return text;
 }
 
 }  // namespace cli

@@ -1,7 +1,8 @@
-// The command's arguments: each command describes itself in a row of the table, declares its options on a CommandLine
-// and reads them. The help text is made from the same rows and declarations.
+// The command's arguments: each command describes itself in a row of the table and declares its options on a
+// CommandLine, which parses them. Help, manual pages and completions are made from the same rows and declarations.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -13,40 +14,71 @@ namespace cli {
 class CommandLine;
 class Output;
 
+// Does a command's work on the operands, with the options that were read; gives the exit status.
+using Work = std::function<int(const std::vector<std::string>& operands, Output& output)>;
+
 struct Command {
   const char* name;
-  const char* operands;                           // as the usage line shows them
-  const char* summary;                            // one line
-  const char* notes;                              // below the options in the command's help
-  int (*run)(CommandLine& line, Output& output);  // gives the exit status
+  const char* operands;                // as the usage line shows them
+  const char* summary;                 // one line
+  const char* notes;                   // below the options in the command's help, paragraphs between empty lines
+  Work (*declare)(CommandLine& line);  // declares the options, touches nothing else
 };
 
 struct UsageError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Thrown by read() when help is asked for; carries the text.
-struct HelpWanted {
-  std::string text;
+// Thrown by read() when help is asked for.
+struct HelpWanted {};
+
+// What there is to tell of an option.
+struct Option {
+  enum class Value { none, text, file, choice };
+  std::string names;  // "-j,--jobs"
+  Value value = Value::none;
+  std::string placeholder;           // of the value: "N", "FILE"
+  std::vector<std::string> choices;  // the values that there are; empty: any
+  std::string help;                  // one or more sentences, to be wrapped
 };
+
+// "-j, --jobs N"
+std::string usageOf(const Option& option);
+
+// The words wrapped to lines of at most width columns; a newline in them ends a line.
+std::vector<std::string> wrapped(std::string_view words, size_t width);
 
 class CommandLine {
  public:
-  CommandLine(const Command& command, std::vector<std::string> arguments);
+  CommandLine();
   ~CommandLine();
+  CommandLine(const CommandLine&) = delete;
+  CommandLine& operator=(const CommandLine&) = delete;
 
-  // Option names as "-j,--jobs"; the destination keeps its value when the option is not given.
+  // Option names as "-j,--jobs"; the destination keeps its value when the option is not given and has the last one
+  // when it is given more than once.
   void flag(const char* names, bool* value, const char* help);
   void text(const char* names, const char* placeholder, std::string* value, const char* help);
+  void file(const char* names, std::string* value, const char* help);
   void number(const char* names, unsigned* value, unsigned lowest, unsigned highest, const char* help);
-  void choice(const char* names, std::string* value, const std::vector<std::string>& choices, const char* help);
+  void choice(const char* names, const char* placeholder, std::string* value, const std::vector<std::string>& choices,
+              const char* help);
+
+  // One that may be given again and again: all values count.
+  void list(const char* names, const char* placeholder, std::vector<std::string>* values, const char* help);
+
+  // As declared, --help at the end.
+  std::vector<Option> options() const;
 
   // Sets the destinations and gives the operands in their order. Throws UsageError or HelpWanted.
-  std::vector<std::string> read();
+  std::vector<std::string> read(std::vector<std::string> arguments);
 
  private:
   struct Parser;
   std::unique_ptr<Parser> parser_;
 };
+
+// The text of `kmhash COMMAND --help`.
+std::string helpOf(const Command& command);
 
 }  // namespace cli

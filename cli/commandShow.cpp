@@ -1,5 +1,7 @@
 #include <fmt/format.h>
 
+#include <memory>
+
 #include "commands.h"
 #include "hashOperand.h"
 #include "hashText.h"
@@ -28,10 +30,7 @@ std::string shown(const std::string& hash) {
       orNotSet(fields.formatType), orNotSet(algorithm), fields.filler);
 }
 
-int run(CommandLine& line, Output& output) {
-  bool quick = false;
-  line.flag("--quick", &quick, "Take the quick hash of a file");
-  const std::vector<std::string> operands = line.read();
+int run(bool quick, const std::vector<std::string>& operands, Output& output) {
   if (operands.empty()) throw UsageError("neither hash text nor file is named");
   int status = kAllWell;
   bool first = true;
@@ -43,17 +42,22 @@ int run(CommandLine& line, Output& output) {
       status = kSomethingFailed;
       continue;
     }
-    if (!first) output.write("\n");
+    const std::string file = read.isFile() ? fmt::format("file         {}\n", visible(operand)) : "";
+    output.write((first ? "" : "\n") + file + shown(answer.hash));
     first = false;
-    if (read.isFile()) output.write("file         " + visible(operand) + '\n');
-    output.write(shown(answer.hash));
   }
   return status;
+}
+
+Work declare(CommandLine& line) {
+  const auto quick = std::make_shared<bool>(false);
+  line.flag("--quick", quick.get(), "Take the quick hash of a file.");
+  return [quick](const std::vector<std::string>& operands, Output& output) { return run(*quick, operands, output); };
 }
 
 }  // namespace
 
 const Command kShowCommand{"show", "TEXT|FILE...", "Take hash texts, or the hashes of files, apart into named fields",
-                           "An operand that is a hash text is taken for one; ./ before it makes it a file.", run};
+                           "An operand that is a hash text is taken for one; ./ before it makes it a file.", declare};
 
 }  // namespace cli

@@ -30,9 +30,10 @@ std::string quickHash() {
   return text;
 }
 
-int run(CommandLine& line, Output& output) {
-  if (!line.read().empty()) throw UsageError("version takes no operand");
-  std::string text = fmt::format("libKMHashGenerator {}.{}\n", getLibraryMajorVersion(), getLibraryMinorVersion());
+int run(const std::vector<std::string>& operands, Output& output) {
+  if (!operands.empty()) throw UsageError("version takes no operand");
+  std::string text = fmt::format("kmhash " KMHASH_VERSION "\nlibKMHashGenerator {}.{}\n", getLibraryMajorVersion(),
+                                 getLibraryMinorVersion());
   const auto add = [&text](uint32_t id, int major, int minor) {
     text += fmt::format("{:3}  {:7}  {}.{}\n", id, algorithmName(static_cast<int>(id)), major, minor);
   };
@@ -48,6 +49,7 @@ int run(CommandLine& line, Output& output) {
 
 }  // namespace
 
-const Command kVersionCommand{"version", "", "Show the version of the library and of each algorithm", "", run};
+const Command kVersionCommand{"version", "", "Show the versions of command, library and each algorithm", "",
+                              [](CommandLine&) -> Work { return run; }};
 
 }  // namespace cli

@@ -1,5 +1,7 @@
-// The rows of the table of commands, each defined in the command's own file.
+// The table of commands, each defined in the command's own file.
 #pragma once
+
+#include <span>
 
 #include "commandLine.h"
 
@@ -11,5 +13,10 @@ extern const Command kCompareCommand;
 extern const Command kIdentifyCommand;
 extern const Command kShowCommand;
 extern const Command kVersionCommand;
+
+std::span<const Command* const> allCommands();
+
+// Null for a name that no command has.
+const Command* findCommand(std::string_view name);
 
 }  // namespace cli

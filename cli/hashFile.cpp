@@ -14,106 +14,97 @@
 namespace cli {
 namespace {
 
-struct ResultText {
+using Cause = Failure::Cause;
+
+// What a result code says of a file that was to be hashed and could be opened.
+struct ResultWords {
   int code;
-  const char* name;
-  const char* words;  // said of a file that was to be hashed
+  const char* words;
 };
-constexpr ResultText kResults[] = {
-    {HASHCREATE_SUCCESS, "HASHCREATE_SUCCESS", "all well"},
-    {HASHCREATE_FILE_NOTFOUND, "HASHCREATE_FILE_NOTFOUND", "cannot be opened"},
-    {HASHCREATE_BUFFER_ERROR, "HASHCREATE_BUFFER_ERROR", "buffer too small"},
-    {HASHCREATE_FORMAT_ERROR, "HASHCREATE_FORMAT_ERROR", "damaged: its structure breaks the rules of its format"},
-    {HASHCREATE_PARAM_ERROR, "HASHCREATE_PARAM_ERROR", "wrong parameter"},
-    {HASHCREATE_READ_ERROR, "HASHCREATE_READ_ERROR", "truncated: it ends before its structure does"},
-    {HASHCREATE_SEEK_ERROR, "HASHCREATE_SEEK_ERROR", "truncated or damaged: its structure points outside the file"},
-    {HASHCREATE_NULLCHK_ERROR, "HASHCREATE_NULLCHK_ERROR", "missing parameter"},
-    {HASHCREATE_SHA1_ERROR, "HASHCREATE_SHA1_ERROR", "its digest could not be finished"},
-    {HASHCREATE_NON_SUPPORTED, "HASHCREATE_NON_SUPPORTED", "not a supported format, or too damaged to be recognised"},
-    {HASHCREATE_INVALID_PARAM, "HASHCREATE_INVALID_PARAM", "its size is unknown, or it lists too many pictures"},
-    {HASHCREATE_INVALID_HASH, "HASHCREATE_INVALID_HASH", "no hash text"},
-    {HASHCREATE_REACH_EOF, "HASHCREATE_REACH_EOF", "truncated: it ends where its structure goes on"},
-    {HASHCREATE_BROKEN_CONTENT, "HASHCREATE_BROKEN_CONTENT", "damaged: its content is broken"},
-    {HASHCREATE_MEM_ALLOC_ERROR, "HASHCREATE_MEM_ALLOC_ERROR", "damaged, or too large for the memory there is"},
-    {HASHCREATE_ERROR, "HASHCREATE_ERROR", "cannot be read: the system reported an error"},
+constexpr ResultWords kWords[] = {
+    {HASHCREATE_FILE_NOTFOUND, "damaged: a directory in it is out of place"},
+    {HASHCREATE_FORMAT_ERROR, "its structure is damaged, or of a kind that is not supported"},
+    {HASHCREATE_READ_ERROR, "truncated: it ends before its structure does"},
+    {HASHCREATE_SEEK_ERROR, "truncated or damaged: its structure points outside the file"},
+    {HASHCREATE_SHA1_ERROR, "its digest could not be finished"},
+    {HASHCREATE_NON_SUPPORTED, "not a supported format, or too damaged to be recognised"},
+    {HASHCREATE_INVALID_PARAM, "its size is unknown, or it lists too many pictures"},
+    {HASHCREATE_REACH_EOF, "truncated: it ends where its structure goes on"},
+    {HASHCREATE_BROKEN_CONTENT, "damaged: its content is broken"},
+    {HASHCREATE_MEM_ALLOC_ERROR, "damaged, or too large for the memory there is"},
+    {HASHCREATE_ERROR, "cannot be read: the system reported an error"},
 };
 
-const ResultText& resultText(int code) {
-  for (const ResultText& row : kResults) {
-    if (row.code == code) return row;
+const char* wordsFor(int code) {
+  for (const ResultWords& row : kWords) {
+    if (row.code == code) return row.words;
   }
-  static constexpr ResultText kUnknown{0, "unknown result code", "failed"};
-  return kUnknown;
+  return "failed";
 }
 
-std::string systemWords(int error) { return std::generic_category().message(error); }
-
-const char* kindWords(mode_t mode) {
-  if (S_ISDIR(mode)) return "is a directory; with -r the files in it are taken";
-  if (S_ISFIFO(mode)) return "is a pipe; only regular files can be hashed";
-  return "is a device or socket; only regular files can be hashed";
+Failure refusal(const struct stat& status) {
+  if (S_ISREG(status.st_mode) && status.st_size > 0) return {};
+  if (S_ISREG(status.st_mode)) return {HASHCREATE_NON_SUPPORTED, "is empty, there is nothing to hash", Cause::empty};
+  if (S_ISDIR(status.st_mode)) return {HASHCREATE_NON_SUPPORTED, "is a directory", Cause::directory};
+  const char* kind = "is a device or socket";
+  if (S_ISFIFO(status.st_mode)) kind = "is a pipe";
+  if (S_ISLNK(status.st_mode)) kind = "is a symbolic link by now";
+  return {HASHCREATE_NON_SUPPORTED, kind + std::string("; only regular files can be hashed")};
 }
 
-// Opening a pipe would wait for its writer, so that everything but a regular file is refused unopened.
-Failure refuseUnlessRegular(const std::string& path, bool* missing) {
-  struct stat status {};
-  if (stat(path.c_str(), &status) != 0) {
-    *missing = errno == ENOENT;
-    std::string words = systemWords(errno);
-    if (path == "-") words += "; standard input has no size and cannot be hashed";
-    return {HASHCREATE_FILE_NOTFOUND, std::move(words)};
+// The library says that a file could not be opened, the system says why.
+Failure failureOf(const std::string& path, int code, int error) {
+  if (code == HASHCREATE_FILE_NOTFOUND) {
+    if (error == ENOMEM) return systemFailure(code, error);
+    const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0) return systemFailure(code, errno);
+    close(descriptor);
   }
-  if (!S_ISREG(status.st_mode)) return {HASHCREATE_NON_SUPPORTED, kindWords(status.st_mode)};
-  return {};
-}
-
-// The library says that the file could not be opened; the system says why.
-std::string whyNotOpened(const std::string& path) {
-  const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  if (descriptor < 0) return systemWords(errno);
-  close(descriptor);
-  return resultText(HASHCREATE_FILE_NOTFOUND).words;
-}
-
-Failure failureOf(const std::string& path, int code) {
-  if (code == HASHCREATE_FILE_NOTFOUND) return {code, whyNotOpened(path)};
-  struct stat status {};
-  if (code == HASHCREATE_NON_SUPPORTED && stat(path.c_str(), &status) == 0 && status.st_size == 0) {
-    return {code, "is empty"};
-  }
-  return {code, resultText(code).words};
+  return {code, wordsFor(code), code == HASHCREATE_NON_SUPPORTED ? Cause::unsupported : Cause::other};
 }
 
 }  // namespace
 
-const char* resultName(int code) { return resultText(code).name; }
+Failure systemFailure(int code, int error) {
+  return {code, std::generic_category().message(error), error == ENOENT ? Cause::missing : Cause::other};
+}
+
+const char* resultName(int code) {
+  const char* name = kmhashResultName(code);
+  return name != nullptr ? name : "unknown result code";
+}
 
 std::string describe(const Failure& failure) { return failure.words + " (" + resultName(failure.code) + ")"; }
 
-HashAnswer hashFile(const std::string& path, int32_t mode, FileKind kind) {
-  HashAnswer answer;
-  if (kind != FileKind::regular) answer.failure = refuseUnlessRegular(path, &answer.missing);
-  if (answer.failure.code != 0) return answer;
-  char text[KMHASH_TEXT_SIZE];
-  const int code = createHashEx(path.c_str(), text, sizeof text, nullptr, mode);
-  if (code == HASHCREATE_SUCCESS) {
-    answer.hash = writtenForm(text);
-  } else {
-    answer.failure = failureOf(path, code);
-  }
-  return answer;
+Failure refusal(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) == 0) return refusal(status);
+  Failure failure = systemFailure(HASHCREATE_FILE_NOTFOUND, errno);
+  if (path == "-") failure.words += "; standard input has no size and cannot be hashed";
+  return failure;
 }
 
-IdentifyAnswer identifyFile(const std::string& path, FileKind kind) {
-  IdentifyAnswer answer;
-  bool missing = false;
-  if (kind != FileKind::regular) answer.failure = refuseUnlessRegular(path, &missing);
-  if (answer.failure.code != 0) return answer;
-  answer.algorithmId = getAlgorithmId(path.c_str(), nullptr);
-  if (answer.algorithmId == HASHCREATE_INVALID_HASH || answer.algorithmId == 0) {
+Failure refusal(int descriptor) {
+  struct stat status {};
+  return fstat(descriptor, &status) == 0 ? refusal(status) : systemFailure(HASHCREATE_FILE_NOTFOUND, errno);
+}
+
+HashAnswer hashFile(const std::string& path, int32_t mode) {
+  Failure failure = refusal(path);
+  return failure.code == 0 ? hashRegularFile(path, mode) : HashAnswer{std::move(failure), ""};
+}
+
+HashAnswer hashRegularFile(const std::string& path, int32_t mode) {
+  char text[KMHASH_TEXT_SIZE];
+  errno = 0;
+  const int code = createHashEx(path.c_str(), text, sizeof text, nullptr, mode);
+  return code == HASHCREATE_SUCCESS ? HashAnswer{{}, writtenForm(text)} : HashAnswer{failureOf(path, code, errno), ""};
+}
+
+HashAnswer identifyRegularFile(const std::string& path) {
+  HashAnswer answer = hashRegularFile(path, KMHASH_MODE_IDENTIFY);
+  if (answer.failure.code == 0 && fieldsOf(answer.hash).algorithmId <= 0) {
     answer.failure = {HASHCREATE_INVALID_HASH, "recognised, but there is nothing in it that has an algorithm"};
-  } else if (answer.algorithmId < 0) {
-    answer.failure = failureOf(path, answer.algorithmId);
   }
   return answer;
 }

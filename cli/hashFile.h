@@ -8,32 +8,37 @@ namespace cli {
 
 // Why something has no answer: a result code of the library and what it means here.
 struct Failure {
+  enum class Cause { other, missing, directory, empty, unsupported };
   int code = 0;  // 0: no failure
   std::string words;
+  Cause cause = Cause::other;
 };
+
+// For an errno of opening or reading something.
+Failure systemFailure(int code, int error);
 
 // "No such file or directory (HASHCREATE_FILE_NOTFOUND)"
 std::string describe(const Failure& failure);
 
-// The name of a result code, "HASHCREATE_SUCCESS" for 0.
 const char* resultName(int code);
-
-enum class FileKind {
-  unknown,  // anything: only a regular file is opened
-  regular,  // known to be one
-};
 
 struct HashAnswer {
   Failure failure;
-  std::string hash;      // written form
-  bool missing = false;  // the failure is that there is no such file
+  std::string hash;  // written form
 };
-HashAnswer hashFile(const std::string& path, int32_t mode, FileKind kind = FileKind::unknown);
 
-struct IdentifyAnswer {
-  Failure failure;
-  int algorithmId = 0;
-};
-IdentifyAnswer identifyFile(const std::string& path, FileKind kind = FileKind::unknown);
+// Why it is not to be hashed: everything but a regular file that is not empty. (Opening a pipe would wait for its
+// writer.)
+Failure refusal(const std::string& path);
+Failure refusal(int descriptor);
+
+HashAnswer hashFile(const std::string& path, int32_t mode);
+
+// As hashFile, for a file that was found not to be refused.
+HashAnswer hashRegularFile(const std::string& path, int32_t mode);
+
+// As hashRegularFile, but the digests of the hash are meaningless: only its labels are asked for. Fails when there are
+// none.
+HashAnswer identifyRegularFile(const std::string& path);
 
 }  // namespace cli

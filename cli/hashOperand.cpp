@@ -11,13 +11,14 @@ HashOperand readHashOperand(const std::string& operand) {
 }
 
 HashAnswer hashOf(const HashOperand& operand, int32_t mode) {
-  if (!operand.isFile()) return {{}, operand.hash, false};
+  if (!operand.isFile()) return {{}, operand.hash};
   HashAnswer answer = hashFile(operand.operand, mode);
   const bool beginsAsHash = getAlgorithmMajorVersionFromHash(operand.operand.c_str()) >= 0;
   if (answer.failure.code != HASHCREATE_FILE_NOTFOUND || !beginsAsHash) return answer;
   std::string reason;
   readHashText(operand.operand, &reason);
-  answer.failure = {HASHCREATE_INVALID_HASH, "no hash text (" + reason + ") and no file: " + answer.failure.words};
+  answer.failure = {HASHCREATE_INVALID_HASH, "no hash text (" + reason + ") and no file: " + answer.failure.words,
+                    Failure::Cause::missing};
   return answer;
 }
 

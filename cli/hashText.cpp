@@ -26,18 +26,6 @@ constexpr Field kAlgorithm{"algorithm id", 114, 2, false, true};
 constexpr Field kFiller{"filler", 116, 12, false, false};
 constexpr Field kFields[] = {kVersion, kFileType, kContent, kMeta, kFormatType, kAlgorithm, kFiller};
 
-struct AlgorithmName {
-  int id;
-  const char* name;
-};
-constexpr AlgorithmName kAlgorithmNames[] = {
-    {KMHASH_ALGORITHM_JPEG, "JPEG"}, {KMHASH_ALGORITHM_MPO, "MPO"},   {KMHASH_ALGORITHM_PNG, "PNG"},
-    {KMHASH_ALGORITHM_BMP, "BMP"},   {KMHASH_ALGORITHM_GIF, "GIF"},   {KMHASH_ALGORITHM_TIFF, "TIFF"},
-    {KMHASH_ALGORITHM_RAW, "RAW"},   {KMHASH_ALGORITHM_MP4, "MP4"},   {KMHASH_ALGORITHM_ASF, "ASF"},
-    {KMHASH_ALGORITHM_MPEG, "MPEG"}, {KMHASH_ALGORITHM_RIFF, "RIFF"}, {KMHASH_ALGORITHM_MPEG2TS, "MPEG2TS"},
-    {KMHASH_ALGORITHM_MP3, "MP3"},   {KMHASH_ALGORITHM_FLAC, "FLAC"}, {KMHASH_ALGORITHM_QUICK, "QUICK"},
-};
-
 std::string part(const std::string& hash, const Field& field) { return hash.substr(field.offset, field.count); }
 
 bool isUnset(std::string_view characters) { return characters.find_first_not_of(kUnset) == std::string_view::npos; }
@@ -137,10 +125,8 @@ HashFields fieldsOf(const std::string& hash) {
 }
 
 const char* algorithmName(int id) {
-  for (const AlgorithmName& row : kAlgorithmNames) {
-    if (row.id == id) return row.name;
-  }
-  return "unknown";
+  const char* name = kmhashAlgorithmName(static_cast<uint32_t>(id));
+  return name != nullptr ? name : "unknown";
 }
 
 }  // namespace cli

@@ -1,14 +1,11 @@
 #include "inputPaths.h"
 
-#include <dirent.h>
-#include <fcntl.h>
 #include <fmt/format.h>
+#include <fnmatch.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <memory>
-#include <system_error>
 
 #include "kmhash.h"
 
@@ -20,85 +17,93 @@ bool isDirectory(const std::string& path) {
   return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-enum class EntryKind { file, directory, other };
+Failure cannotOpen() { return systemFailure(HASHCREATE_FILE_NOTFOUND, errno); }
 
-EntryKind kindOf(DIR* directory, const dirent& entry) {
-  if (entry.d_type == DT_REG) return EntryKind::file;
-  if (entry.d_type == DT_DIR) return EntryKind::directory;
-  struct stat status {};
-  if (entry.d_type != DT_UNKNOWN || fstatat(dirfd(directory), entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
-    return EntryKind::other;
-  }
-  if (S_ISREG(status.st_mode)) return EntryKind::file;
-  return S_ISDIR(status.st_mode) ? EntryKind::directory : EntryKind::other;
-}
-
-// The names in a directory, those of directories with a slash at their end. Gives errno, or 0.
-int readNames(const std::string& path, std::vector<std::string>* names) {
-  const std::unique_ptr<DIR, int (*)(DIR*)> directory(opendir(path.c_str()), closedir);
-  if (!directory) return errno;
-  for (;;) {
-    errno = 0;
-    const dirent* entry = readdir(directory.get());
-    if (entry == nullptr) return errno;
-    const std::string name = entry->d_name;
-    if (name == "." || name == "..") continue;
-    switch (kindOf(directory.get(), *entry)) {
-      case EntryKind::file:
-        names->push_back(name);
-        break;
-      case EntryKind::directory:
-        names->push_back(name + '/');
-        break;
-      case EntryKind::other:
-        break;
-    }
-  }
+// One with a slash in it is matched against the path below the directory that was named, others against the name; one
+// with a slash at its end matches directories only.
+bool matches(std::string glob, std::string_view below) {
+  const bool isForDirectories = glob.ends_with('/');
+  if (isForDirectories && !below.ends_with('/')) return false;
+  if (isForDirectories) glob.pop_back();
+  if (below.ends_with('/')) below.remove_suffix(1);
+  if (glob.find('/') == std::string::npos) below.remove_prefix(below.rfind('/') + 1);
+  return fnmatch(glob.c_str(), std::string(below).c_str(), FNM_PATHNAME) == 0;
 }
 
 }  // namespace
 
 void addInputOptions(CommandLine& line, InputOptions* options) {
-  line.flag("-r,--recursive", &options->recursive, "Take the files in directories, sorted");
-  line.text("--files0-from", "FILE", &options->names, "Read names that end with NUL; - is stdin");
+  line.flag("-r,--recursive", &options->recursive,
+            "Take the files in directories, in the order of LC_ALL=C sort. Symbolic links and everything but regular "
+            "files are passed over in them; a link that is an operand is followed.");
+  line.list("--exclude", "GLOB", &options->excluded,
+            "With -r, pass over files and directories whose name matches GLOB. A GLOB with a slash in it is matched "
+            "against the path below the directory that was named, one with a slash at its end against directories "
+            "only. May be given again and again.");
+  line.file("--files0-from", &options->names,
+            "Take the paths in FILE, each ended by NUL (find -print0), in place of operands; - is standard input, and "
+            "then each line is written as soon as it can be.");
 }
 
-void checkInputOptions(const InputOptions& options) {
-  if (!options.names.empty() && !options.operands.empty()) {
-    throw UsageError(fmt::format("{}: no file can be named beside --files0-from", options.operands.front()));
+void checkInputOptions(const InputOptions& options, const std::vector<std::string>& operands) {
+  if (!options.names.empty() && !operands.empty()) {
+    throw UsageError(fmt::format("{}: no file can be named beside --files0-from", operands.front()));
   }
-  if (options.names.empty() && options.operands.empty()) throw UsageError("no file is named");
+  if (options.names.empty() && operands.empty()) throw UsageError("no file is named");
+  if (!options.excluded.empty() && !options.recursive) {
+    throw UsageError("--exclude is for what -r finds, and there is no -r");
+  }
 }
 
-RunOptions limitedTo(const InputOptions& input, RunOptions run) {
-  const bool numberIsKnown = !input.recursive && input.names.empty();
-  if (numberIsKnown) run.jobs = static_cast<unsigned>(std::min<size_t>(run.jobs, input.operands.size()));
-  return run;
+// ---- Reached ----
+
+Reached::Reached(const InputFile& file) : failure_(file.failure), path_(file.path) {
+  if (failure_.code != 0) return;
+  if (file.tree == nullptr) {
+    failure_ = refusal(path_);
+    return;
+  }
+  held_ = file.tree->find(std::string_view(file.path).substr(file.below));
+  failure_ = held_.number() < 0 ? cannotOpen() : refusal(held_.number());
+  if (std::string path = pathOf(held_); !path.empty()) path_ = std::move(path);
 }
 
-InputFiles::InputFiles(InputOptions options) : options_(std::move(options)) {
+// ---- InputFiles ----
+
+InputFiles::InputFiles(InputOptions options, std::vector<std::string> operands)
+    : options_(std::move(options)), operands_(std::move(operands)) {
   if (!options_.names.empty()) names_.emplace(options_.names, '\0');
 }
 
 bool InputFiles::next(InputFile* file) { return nextInDirectory(file) || nextOperand(file); }
 
 bool InputFiles::nextOperand(InputFile* file) {
-  for (;;) {
-    *file = {};
-    if (!names_) {
-      if (nextOperand_ == options_.operands.size()) return false;
-      file->path = options_.operands[nextOperand_++];
-    } else if (!names_->next(&file->path)) {
-      *file = {options_.names, FileKind::unknown, names_->failure()};
-      names_.reset();
-      return file->failure.code != 0;
-    } else if (file->path.empty()) {
-      *file = {options_.names, FileKind::unknown, {HASHCREATE_INVALID_PARAM, "an empty name in it"}};
-      return true;
-    }
-    if (!options_.recursive || !isDirectory(file->path)) return true;
-    if (enter(file->path.ends_with('/') ? file->path : file->path + '/', file) || nextInDirectory(file)) return true;
+  while (nextName(file)) {
+    if (file->failure.code != 0 || !options_.recursive || !isDirectory(file->path)) return true;
+    if (enterTree(file->path, file) || nextInDirectory(file)) return true;
   }
+  return false;
+}
+
+bool InputFiles::nextName(InputFile* file) {
+  *file = {};
+  if (options_.names.empty()) {
+    if (nextOperand_ == operands_.size()) return false;
+    file->path = operands_[nextOperand_++];
+    return true;
+  }
+  if (!names_) return false;
+  if (names_->next(&file->path)) {
+    anyName_ = true;
+    if (!file->path.empty()) return true;
+    file->failure = {HASHCREATE_INVALID_PARAM, "an empty name in it"};
+  } else {
+    file->failure = names_->failure();
+    if (file->failure.code == 0 && !anyName_) file->failure = {HASHCREATE_INVALID_PARAM, "holds no name"};
+    names_.reset();
+  }
+  file->path = options_.names;
+  return file->failure.code != 0;
 }
 
 bool InputFiles::nextInDirectory(InputFile* file) {
@@ -114,23 +119,41 @@ bool InputFiles::nextInDirectory(InputFile* file) {
       if (enter(std::move(path), file)) return true;
       continue;
     }
-    *file = {std::move(path), FileKind::regular, {}};
+    *file = {std::move(path), {}, tree_, below_};
     return true;
   }
+  tree_.reset();
   return false;
+}
+
+// As enter.
+bool InputFiles::enterTree(const std::string& path, InputFile* file) {
+  std::string prefix = path.ends_with('/') ? path : path + '/';
+  tree_ = DirectoryTree::open(path);
+  if (tree_ == nullptr) {
+    *file = {std::move(prefix), cannotOpen(), nullptr, 0};
+    return true;
+  }
+  below_ = prefix.size();
+  return enter(std::move(prefix), file);
 }
 
 // True when the directory cannot be read to its end; that is then what the file says.
 bool InputFiles::enter(std::string prefix, InputFile* file) {
   Directory directory{std::move(prefix), {}};
-  const int error = readNames(directory.prefix, &directory.names);
+  const std::string below = directory.prefix.substr(below_);
+  const int error = tree_->readNames(below, &directory.names);
+  std::erase_if(directory.names, [&](const std::string& name) { return isExcluded(below + name); });
   std::sort(directory.names.begin(), directory.names.end(), std::greater<>());
   directories_.push_back(std::move(directory));
   if (error == 0) return false;
-  *file = {directories_.back().prefix,
-           FileKind::unknown,
-           {HASHCREATE_FILE_NOTFOUND, std::generic_category().message(error)}};
+  *file = {directories_.back().prefix, systemFailure(HASHCREATE_FILE_NOTFOUND, error), nullptr, 0};
   return true;
+}
+
+bool InputFiles::isExcluded(std::string_view below) const {
+  return std::any_of(options_.excluded.begin(), options_.excluded.end(),
+                     [&](const std::string& glob) { return matches(glob, below); });
 }
 
 }  // namespace cli

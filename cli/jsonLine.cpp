@@ -13,17 +13,13 @@ using Json = nlohmann::ordered_json;
 
 Json textOrNull(const std::string& text) { return text.empty() ? Json() : Json(text); }
 
-void addHash(Json& object, const std::string& hash) {
-  const HashFields fields = fieldsOf(hash);
+void addLabels(Json& object, const HashFields& fields) {
   const bool hasAlgorithm = fields.algorithmId >= 0;
-  object["hash"] = hash;
   object["algorithm_id"] = hasAlgorithm ? Json(fields.algorithmId) : Json();
   object["algorithm"] = hasAlgorithm ? Json(algorithmName(fields.algorithmId)) : Json();
   object["version"] = textOrNull(fields.version);
   object["file_type"] = textOrNull(fields.fileType);
   object["format_type"] = textOrNull(fields.formatType);
-  object["content"] = fields.content;
-  object["meta"] = fields.meta;
 }
 
 std::string hexDigits(const std::string& bytes) {
@@ -32,21 +28,39 @@ std::string hexDigits(const std::string& bytes) {
   return digits;
 }
 
-}  // namespace
+Json begun(const std::string& path, const Failure& failure) {
+  Json object{{"path", path}, {"status", resultName(failure.code)}};
+  if (failure.code != 0) object["reason"] = failure.words;
+  return object;
+}
 
-std::string jsonLine(const std::string& path, const HashAnswer& answer) {
-  Json object{{"path", path}, {"status", resultName(answer.failure.code)}};
-  if (answer.failure.code == 0) {
-    addHash(object, answer.hash);
-  } else {
-    object["reason"] = answer.failure.words;
-  }
+std::string lineOf(Json object, const std::string& path) {
   try {
     return object.dump() + '\n';
   } catch (const Json::type_error&) {  // the path is not UTF-8
     object["path_hex"] = hexDigits(path);
     return object.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
   }
+}
+
+}  // namespace
+
+std::string jsonOfHash(const std::string& path, const HashAnswer& answer) {
+  Json object = begun(path, answer.failure);
+  if (answer.failure.code == 0) {
+    const HashFields fields = fieldsOf(answer.hash);
+    object["hash"] = answer.hash;
+    addLabels(object, fields);
+    object["content"] = fields.content;
+    object["meta"] = fields.meta;
+  }
+  return lineOf(std::move(object), path);
+}
+
+std::string jsonOfFormat(const std::string& path, const HashAnswer& answer) {
+  Json object = begun(path, answer.failure);
+  if (answer.failure.code == 0) addLabels(object, fieldsOf(answer.hash));
+  return lineOf(std::move(object), path);
 }
 
 }  // namespace cli

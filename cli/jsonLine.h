@@ -1,4 +1,4 @@
-// The objects of `kmhash hash --json`.
+// The objects of `kmhash hash --json` and `kmhash identify --json`.
 #pragma once
 
 #include <string>
@@ -9,6 +9,9 @@ namespace cli {
 
 // One object with its newline. JSON text is UTF-8, paths are bytes: one that is not UTF-8 stands in "path" with U+FFFD
 // in place of what is not, and exactly, as hex digits, in "path_hex".
-std::string jsonLine(const std::string& path, const HashAnswer& answer);
+std::string jsonOfHash(const std::string& path, const HashAnswer& answer);
+
+// As jsonOfHash, with the labels alone.
+std::string jsonOfFormat(const std::string& path, const HashAnswer& answer);
 
 }  // namespace cli

@@ -1,49 +1,41 @@
 // kmhash: hashes media files, and verifies, compares and explains their hashes.
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <exception>
 
 #include "commands.h"
-#include "kmhash.h"
 #include "output.h"
 
 namespace cli {
 namespace {
-
-const Command* const kCommands[] = {&kHashCommand,     &kCheckCommand, &kCompareCommand,
-                                    &kIdentifyCommand, &kShowCommand,  &kVersionCommand};
 
 std::string helpText() {
   std::string text =
       "Usage: kmhash COMMAND [OPTION]... OPERAND...\n"
       "Identity hashes of photos, videos and music: they name the media in a file and stay\n"
       "the same when tags, captions or covers are edited.\n\nCommands:\n";
-  for (const Command* command : kCommands) {
+  for (const Command* command : allCommands()) {
     text += fmt::format("  {:8}  {:12}  {}\n", command->name, command->operands, command->summary);
   }
   text +=
       "\nkmhash COMMAND --help shows a command's options.\n"
-      "Exit status: 0 all well; 1 a difference was found or some file failed; 2 wrong usage;\n"
-      "130 ended by Ctrl-C.\n";
+      "kmhash --version shows its version.\n"
+      "Exit status: 0 all well; 1 a difference was found or some file failed; 2 wrong usage, or\n"
+      "compare could not tell.\n";
   return text;
-}
-
-const Command* findCommand(const std::string& name) {
-  for (const Command* command : kCommands) {
-    if (name == command->name) return command;
-  }
-  return nullptr;
 }
 
 int runCommand(const Command& command, std::vector<std::string> arguments, Output& output) {
   try {
-    CommandLine line(command, std::move(arguments));
-    return command.run(line, output);
-  } catch (const HelpWanted& help) {
-    output.write(help.text);
+    CommandLine line;
+    const Work work = command.declare(line);
+    return work(line.read(std::move(arguments)), output);
+  } catch (const HelpWanted&) {
+    output.write(helpOf(command));
     return kAllWell;
   } catch (const UsageError& error) {
-    output.message(command.name, fmt::format("{}; see kmhash {} --help", visible(error.what()), command.name));
+    output.message(command.name, fmt::format("{}; see kmhash {} --help", error.what(), command.name));
     return kWrongUsage;
   }
 }
@@ -55,7 +47,6 @@ int run(std::vector<std::string> arguments, Output& output) {
   }
   std::string name = std::move(arguments.front());
   arguments.erase(arguments.begin());
-  if (name == "--version") name = kVersionCommand.name;
   if (name == "help" && !arguments.empty()) {
     name = std::move(arguments.front());
     arguments = {"--help"};
@@ -64,10 +55,24 @@ int run(std::vector<std::string> arguments, Output& output) {
     output.write(helpText());
     return kAllWell;
   }
+  if (name == "--version" || name == "-V") {
+    output.write("kmhash " KMHASH_VERSION "\n");
+    return kAllWell;
+  }
   if (const Command* command = findCommand(name)) return runCommand(*command, std::move(arguments), output);
   output.message(name, "no such command; see kmhash --help");
   return kWrongUsage;
 }
+
+// Where an exception finds no memory or is caught by nobody.
+[[noreturn]] void endAtOnce() {
+  constexpr std::string_view kLine = "kmhash: out of memory, or an internal error\n";
+  [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kLine.data(), kLine.size());
+  _exit(kSomethingFailed);
+}
+
+// Before the libraries' own initialisation, which takes memory.
+[[gnu::constructor(101)]] void endWithoutAbort() { std::set_terminate(endAtOnce); }
 
 }  // namespace
 }  // namespace cli
@@ -81,6 +86,6 @@ int main(int argc, char** argv) {
     output.finish();
     return status;
   } catch (const std::exception& error) {
-    output.fail("internal error", error.what());
+    output.fail(error);
   }
 }

@@ -21,52 +21,33 @@
 
 namespace cli {
 
-// Items of a source, taken ahead of their use by a thread of its own, so that their number is known early.
+// Counts the items of a source on a thread of its own, so that their number is known early. It holds none of them.
 template <class Item>
-class ReadAhead {
+class Counter {
  public:
-  static constexpr size_t kMost = 1'000'000;
-
-  ReadAhead(std::function<bool(Item&)> source, Output& output, Progress& progress)
-      : source_(std::move(source)), output_(output), progress_(progress), thread_([this] { read(); }) {}
-  ~ReadAhead() { thread_.join(); }
-  ReadAhead(const ReadAhead&) = delete;
-  ReadAhead& operator=(const ReadAhead&) = delete;
-
-  bool next(Item& item) {
-    std::unique_lock lock(mutex_);
-    changed_.wait(lock, [this] { return ended_ || !items_.empty(); });
-    if (items_.empty()) return false;
-    item = std::move(items_.front());
-    items_.pop_front();
-    if (items_.size() + 1 == kMost) changed_.notify_all();
-    return true;
+  Counter(std::function<bool(Item&)> source, Output& output, Progress& progress)
+      : source_(std::move(source)), output_(output), progress_(progress), thread_([this] { count(); }) {}
+  ~Counter() {
+    ended_ = true;
+    thread_.join();
   }
+  Counter(const Counter&) = delete;
+  Counter& operator=(const Counter&) = delete;
 
  private:
-  void read() try {
-    for (Item item; source_(item);) {
+  void count() try {
+    for (Item item; !ended_ && source_(item);) {
       if (item.isFile()) progress_.addFound();
-      std::unique_lock lock(mutex_);
-      changed_.wait(lock, [this] { return items_.size() < kMost; });
-      items_.push_back(std::move(item));
-      if (items_.size() == 1) changed_.notify_all();
     }
     progress_.setAllFound();
-    const std::lock_guard lock(mutex_);
-    ended_ = true;
-    changed_.notify_all();
   } catch (const std::exception& error) {
-    output_.fail("internal error", error.what());
+    output_.fail(error);
   }
 
   std::function<bool(Item&)> source_;
   Output& output_;
   Progress& progress_;
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::deque<Item> items_;
-  bool ended_ = false;
+  std::atomic<bool> ended_{false};
   std::thread thread_;
 };
 
@@ -82,6 +63,9 @@ class OrderedRunner {
     std::function<bool(Item&)> next;                   // false at the end; never called by two threads at once
     std::function<Result(const Item&)> work;           // called on any number of threads
     std::function<void(const Item&, Result&)> commit;  // in the order of the items, never by two threads at once
+
+    // Gives a second source of the same items to be counted, or an empty one when there is none.
+    std::function<std::function<bool(Item&)>()> again = [] { return std::function<bool(Item&)>(); };
   };
 
   OrderedRunner(Output& output, Steps steps) : output_(output), steps_(std::move(steps)) {}
@@ -108,7 +92,7 @@ class OrderedRunner {
       item = Item();
     }
   } catch (const std::exception& error) {
-    output_.fail("internal error", error.what());
+    output_.fail(error);
   }
 
   bool take(Item* item, uint64_t* index) {
@@ -164,17 +148,25 @@ class OrderedRunner {
 // Runs the steps with the options' threads and progress. Item::isFile() says whether it counts in the progress.
 template <class Item, class Result>
 void runInOrder(Output& output, const RunOptions& options, typename OrderedRunner<Item, Result>::Steps steps) {
+  using Runner = OrderedRunner<Item, Result>;
   Progress progress(output, options.progress);
-  std::optional<ReadAhead<Item>> ahead;
-  if (progress.isShown()) {
-    ahead.emplace(std::move(steps.next), output, progress);
-    steps.next = [&ahead](Item& item) { return ahead->next(item); };
-    steps.commit = [&progress, commit = std::move(steps.commit)](const Item& item, Result& result) {
-      commit(item, result);
-      if (item.isFile()) progress.addDone();
-    };
-  }
-  OrderedRunner<Item, Result>(output, std::move(steps)).run(options.jobs);
+  if (!progress.isShown()) return Runner(output, std::move(steps)).run(options.jobs);
+
+  std::optional<Counter<Item>> counter;
+  if (std::function<bool(Item&)> source = steps.again()) counter.emplace(std::move(source), output, progress);
+  steps.next = [&progress, counts = !counter, next = std::move(steps.next)](Item& item) {
+    const bool any = next(item);
+    if (counts && any && item.isFile()) progress.addFound();
+    if (counts && !any) progress.setAllFound();
+    return any;
+  };
+  steps.commit = [&progress, commit = std::move(steps.commit)](const Item& item, Result& result) {
+    commit(item, result);
+    if (item.isFile()) progress.addDone();
+  };
+  Runner(output, std::move(steps)).run(options.jobs);
+  counter.reset();
+  progress.setAllDone();
 }
 
 }  // namespace cli

@@ -1,6 +1,7 @@
 // The streams that the command writes to: data on standard output, messages and the progress line on standard error.
 #pragma once
 
+#include <exception>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -10,13 +11,14 @@ namespace cli {
 // Exit statuses.
 inline constexpr int kAllWell = 0, kSomethingFailed = 1, kWrongUsage = 2;
 
-// Every member may be called on any thread. Data that cannot be written (a closed pipe, a full disk) ends the program
-// with a message and status 1: there is nobody left to work for.
+// Every member may be called on any thread. Data that cannot be written ends the program: silently, as a closed pipe
+// ends others, or with a message and status 1 (a full disk).
 class Output {
  public:
   Output();
 
-  // Data, buffered. A call's data reaches the stream whole and before that of later calls; give it whole lines.
+  // Data, buffered: one or more whole lines, which a pipe takes whole or not at all if they have at most PIPE_BUF
+  // bytes. On a terminal control characters are made visible.
   void write(std::string_view data);
 
   // Writes each line at once from now on, for a reader that waits for it. So it is on a terminal.
@@ -33,14 +35,18 @@ class Output {
   // Writes what is buffered and closes standard output, which is when some file systems report a full disk.
   void finish();
 
-  // Ends the program from any thread, with the data written so far, whole lines only.
-  [[noreturn]] void end(int status);
+  // Ends the program by this signal from any thread, with the data written so far as far as its reader takes it soon.
+  [[noreturn]] void end(int signal);
 
-  // Ends the program with a message and status 1.
-  [[noreturn]] void fail(std::string_view subject, std::string_view reason);
+  // Ends the program with a message and status 1. Takes no memory: there may be none.
+  [[noreturn]] void fail(const std::exception& error);
+
+  // A closed pipe ends the program by SIGPIPE. (Its caller may have asked for an error of the write instead.)
+  void endByClosedPipe() { closedPipeEnds_ = true; }
 
  private:
-  void flush();
+  bool flush(int milliseconds);
+  void flushOrFail();
   void removeProgressLine();
   [[noreturn]] void failLocked(std::string_view subject, std::string_view reason);
 
@@ -48,15 +54,16 @@ class Output {
   std::string buffer_;
   size_t progressColumns_ = 0;  // of the line now on the terminal
   const bool dataIsTerminal_, errorIsTerminal_;
-  bool atOnce_;
+  bool atOnce_, closedPipeEnds_ = false;
 };
 
-// Makes SIGINT, SIGTERM and SIGHUP end the program in good order, with status 128 and the signal's number: data written
-// so far is kept, the progress line is removed. Call it before other threads start. A signal that the caller of the
-// program ignores stays ignored. A closed pipe becomes an error of the write.
+// Makes SIGINT, SIGTERM and SIGHUP end the program in good order, and by the signal, so that a shell's loop ends too:
+// data written so far is kept, the progress line is removed. Call it before other threads start. A signal that the
+// caller of the program ignores stays ignored.
 void endOnSignals(Output& output);
 
-// The text with control characters made visible, so that a file name cannot drive a terminal.
-std::string visible(std::string_view text);
+// The text with control characters (of ASCII, of Latin-1, and bytes that are not UTF-8) made visible, so that a file
+// name cannot drive a terminal. Characters in `kept` stay.
+std::string visible(std::string_view text, std::string_view kept = "");
 
 }  // namespace cli

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "output.h"
@@ -56,6 +57,11 @@ Progress::~Progress() {
   }
 }
 
+void Progress::setAllDone() {
+  found_ = done_.load();
+  allFound_ = true;
+}
+
 void Progress::tick() {
   const milliseconds interval = output_.showsProgressOnTerminal() ? kOnTerminal : kInLog;
   std::unique_lock lock(mutex_);
@@ -64,7 +70,7 @@ void Progress::tick() {
 
 void Progress::show() {
   const bool isWhole = allFound_;
-  const uint64_t done = done_, found = found_;
+  const uint64_t done = done_, found = std::max(done, found_.load());
   const std::chrono::duration<double> elapsed = Clock::now() - start_;
   output_.progress(progressLine(done, found, isWhole, elapsed.count()));
 }

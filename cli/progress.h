@@ -31,6 +31,9 @@ class Progress {
   void setAllFound() { allFound_ = true; }
   void addDone() { done_.fetch_add(1, std::memory_order_relaxed); }
 
+  // What is done was everything, whatever was counted.
+  void setAllDone();
+
  private:
   void tick();
   void show();

@@ -1,15 +1,20 @@
 #include "recordReader.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <system_error>
 
 #include "kmhash.h"
 
 namespace cli {
+
+bool isRegularFile(const std::string& path) {
+  struct stat status {};
+  return path != "-" && stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+}
 
 RecordReader::RecordReader(const std::string& path, char end)
     : end_(end), descriptor_(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC)), buffer_(65536) {
@@ -36,8 +41,7 @@ bool RecordReader::next(std::string* record) {
 
 Failure RecordReader::failure() const {
   if (error_ == 0) return {};
-  const int code = descriptor_ < 0 ? HASHCREATE_FILE_NOTFOUND : HASHCREATE_READ_ERROR;
-  return {code, std::generic_category().message(error_)};
+  return systemFailure(descriptor_ < 0 ? HASHCREATE_FILE_NOTFOUND : HASHCREATE_READ_ERROR, error_);
 }
 
 bool RecordReader::refill() {

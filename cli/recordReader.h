@@ -9,6 +9,9 @@
 
 namespace cli {
 
+// Whether it can be read twice: no pipe, and not "-".
+bool isRegularFile(const std::string& path);
+
 class RecordReader {
  public:
   // A longer record is cut: no path that a system takes is as long, and memory has an end.

@@ -15,8 +15,11 @@ struct RunOptions {
 };
 
 inline void addRunOptions(CommandLine& line, RunOptions* options) {
-  line.number("-j,--jobs", &options->jobs, 1, 1024, "Use N threads, by default one a processor");
-  line.choice("--progress", &options->progress, {"auto", "always", "never"}, "Show progress; auto: on a terminal");
+  line.number("-j,--jobs", &options->jobs, 1, 1024,
+              "Use N threads, by default one a processor. The output is the same for every N.");
+  line.choice("--progress", "WHEN", &options->progress, {"auto", "always", "never"},
+              "Show files done and total, rate and time left. WHEN is auto (a line on a terminal), always (also "
+              "elsewhere, once a second) or never. The total is not known while names come through a pipe.");
 }
 
 }  // namespace cli

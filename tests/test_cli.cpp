@@ -1,9 +1,12 @@
 // The command kmhash: its parts, and the program as a whole.
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -12,6 +15,7 @@
 
 #include "hashList.h"
 #include "hashText.h"
+#include "inputPaths.h"
 #include "jsonLine.h"
 #include "orderedRunner.h"
 #include "progress.h"
@@ -83,15 +87,15 @@ TEST(HashList, TellsWhatIsWrongWithALine) {
 
 TEST(HashText, HasLowerCaseEveryByteInLabelsAndUnsetFields) {
   std::string text = kHash, reason;
-  text.replace(98, 16, "1b41005c20000000");
-  EXPECT_EQ(fieldsOf(readHashText(text, &reason).value()).formatType, "\\x1BA\\x00\\ ");
+  text.replace(98, 16, "1b41005c20fa0000");
+  EXPECT_EQ(fieldsOf(readHashText(text, &reason).value()).formatType, "\\x1BA\\x00\\ \\xFA");
   EXPECT_EQ(differenceNames(differenceFlags(kUnsetHash, kHash)), "format, algorithm, version");
 }
 
 TEST(JsonLine, KeepsAPathThatIsNotUtf8) {
   HashAnswer failed;
   failed.failure = {HASHCREATE_READ_ERROR, "cut"};
-  EXPECT_EQ(jsonLine("n\n\xC3\xBC\xFF", failed),
+  EXPECT_EQ(jsonOfHash("n\n\xC3\xBC\xFF", failed),
             "{\"path\":\"n\\n\xC3\xBC\xEF\xBF\xBD\",\"status\":\"HASHCREATE_READ_ERROR\","
             "\"reason\":\"cut\","
             "\"path_hex\":\"6e0ac3bcff\"}\n");
@@ -99,10 +103,33 @@ TEST(JsonLine, KeepsAPathThatIsNotUtf8) {
 
 TEST(ProgressLine, SaysWhatIsKnown) {
   EXPECT_EQ(progressLine(0, 10, false, 0.2), "kmhash: 0 of more than 10 files, 0.0/s");
-  EXPECT_EQ(progressLine(50, 200, true, 10), "kmhash: 50 of 200 files, 5.0/s, 30 s left");
-  EXPECT_EQ(progressLine(100, 1000000, true, 1),
-            "kmhash: 100 of 1000000 files, 100/s, 2 h 46 min left");
+  const struct {
+    uint64_t total;
+    const char* left;
+  } rows[] = {{51, "0.1 s"},
+              {200, "15 s"},
+              {1049, "1 min 40 s"},
+              {60050, "1 h 40 min"},
+              {108050, "3 h 00 min"}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(progressLine(50, row.total, true, 5),
+              fmt::format("kmhash: 50 of {} files, 10/s, {} left", row.total, row.left));
+  }
   EXPECT_EQ(progressLine(7, 7, true, 150), "kmhash: 7 of 7 files, 0.0/s, 2 min 30 s in all");
+}
+
+TEST(Visible, LeavesNothingThatDrivesATerminal) {
+  const std::pair<std::string_view, const char*> rows[] = {
+      {"a\x1B[2J\n\r\t", "a\\x1B[2J\\x0A\\x0D\\x09"},
+      {"\x7F \xC2\x80\xC2\x9B \xC2\xA0", "\\u007f \\u0080\\u009b \xC2\xA0"},
+      {"\x9B\xC2", "\\x9B\\xC2"},
+      {"\xC3\xBC\xE2\x82\xAC\xF0\x9F\x98\x80", "\xC3\xBC\xE2\x82\xAC\xF0\x9F\x98\x80"},
+      {"\xC1\xBF \xE0\x9F\xBF", "\\xC1\\xBF \\xE0\\x9F\\xBF"},                    // too long
+      {"\xED\xA0\x80 \xF4\x90\x80\x80", "\\xED\\xA0\\x80 \\xF4\\x90\\x80\\x80"},  // no characters
+  };
+  for (const auto& [text, shown] : rows) EXPECT_EQ(visible(text), shown);
+  EXPECT_EQ(visible(std::string_view("\n\0\r", 3), std::string_view("\n\0", 2)),
+            std::string("\n\0\\x0D", 6));
 }
 
 // The first item is held up until the others have filled the window.
@@ -134,7 +161,7 @@ TEST(OrderedRunner, CommitsInOrderWhateverFinishesFirst) {
 // ---- The program ----
 
 struct Finished {
-  int status = -1;
+  int status = 0;  // -N: ended by signal N
   std::string out, err;
 };
 
@@ -154,7 +181,8 @@ struct Program : support::InFolder {
     const std::string command =
         support::withProgram(inFolder + "{ " + words + " ; } >'.out' 2>'.err' </dev/null");
     const int status = std::system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read(".out"), read(".err")};
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), read(".out"),
+            read(".err")};
   }
   Finished kmhash(const std::string& arguments) const { return shell("kmhash " + arguments); }
 };
@@ -183,7 +211,7 @@ TEST_F(Program, HashesInTheOrderGivenAndGoesOnAfterFailures) {
             quickLine("b", 1) + quickLine("a", 2) + quickLine("[x,y]", 3) + quickLine("-z", 4));
   EXPECT_EQ(
       run.err,
-      "kmhash: empty: is empty (HASHCREATE_NON_SUPPORTED)\n"
+      "kmhash: empty: is empty, there is nothing to hash (HASHCREATE_NON_SUPPORTED)\n"
       "kmhash: nope: No such file or directory (HASHCREATE_FILE_NOTFOUND)\n"
       "kmhash: folder: is a directory; with -r the files in it are taken "
       "(HASHCREATE_NON_SUPPORTED)\n"
@@ -213,10 +241,75 @@ TEST_F(Program, WalksDirectoriesInTheOrderOfPathsOnAnyNumberOfThreads) {
     const bool always = std::string(options).find("always") != std::string::npos;
     EXPECT_EQ(run.err.find("kmhash: 4 of 4 files") == 0, always) << run.err;
   }
-  writeText("names", "d/a0" + std::string("\0\0", 2) + "d/z");
-  const Finished broken = kmhash("hash --quick --files0-from names");
+  writeText("names", "d/a0" + std::string("\0\0", 2) + std::string(100000, 'a') + '\0' + "d/z");
+  const Finished broken = kmhash("hash --quick --files0-from nothing --files0-from names -j1 -j2");
   EXPECT_EQ(broken.out, quickLine("d/a0", 5) + quickLine("d/z", 5));
-  EXPECT_EQ(broken.err, "kmhash: names: an empty name in it (HASHCREATE_INVALID_PARAM)\n");
+  EXPECT_EQ(broken.err, "kmhash: names: an empty name in it (HASHCREATE_INVALID_PARAM)\nkmhash: " +
+                            std::string(65536, 'a') +
+                            ": File name too long (HASHCREATE_FILE_NOTFOUND)\n");
+  writeText("nothing", "");
+  EXPECT_EQ(kmhash("hash --files0-from nothing").err,
+            "kmhash: nothing: holds no name (HASHCREATE_INVALID_PARAM)\n");
+  EXPECT_EQ(kmhash("hash --files0-from d").err,
+            "kmhash: d: Is a directory (HASHCREATE_READ_ERROR)\n");
+}
+
+TEST_F(Program, PassesOverWhatItIsToldTo) {
+  for (const char* directory : {"d/keep/cache", "d/cache/keep"})
+    std::filesystem::create_directories(folder / directory);
+  for (const char* path :
+       {"d/.x", "d/a.tmp", "d/cache/a", "d/cache/keep/a", "d/keep/cache/a", "d/keep/tmp"}) {
+    write(path, photo(1));
+  }
+  const std::pair<const char*, std::vector<const char*>> rows[] = {
+      {"--exclude cache", {"d/.x", "d/a.tmp", "d/keep/tmp"}},
+      {"--exclude 'cache/*'", {"d/.x", "d/a.tmp", "d/keep/cache/a", "d/keep/tmp"}},
+      {"--exclude tmp/ --exclude '.*'",
+       {"d/a.tmp", "d/cache/a", "d/cache/keep/a", "d/keep/cache/a", "d/keep/tmp"}},
+      {"--exclude '*tmp' --exclude cache/", {"d/.x"}},
+  };
+  for (const auto& [options, paths] : rows) {
+    std::string lines;
+    for (const char* path : paths) lines += quickLine(path, 1);
+    EXPECT_EQ(kmhash(std::string("hash --quick -r d ") + options).out, lines) << options;
+  }
+  write("d/empty", Bytes());
+  std::filesystem::copy_file(KMHASH_TEST_MEDIA "/jpeg-baseline.jpg", folder / "d/photo");
+  const Finished run = kmhash("identify --json --skip-unsupported -r d");
+  EXPECT_EQ(run.out,
+            "{\"path\":\"d/"
+            "photo\",\"status\":\"HASHCREATE_SUCCESS\",\"algorithm_id\":1,\"algorithm\":\"JPEG\","
+            "\"version\":\"3.0\",\"file_type\":\"PHOTO\",\"format_type\":\"JPEG\"}\n");
+  EXPECT_EQ(run.err,
+            "kmhash: passed over: 6 files of unsupported formats, 1 file without content\n");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(kmhash("hash --skip-unsupported d/photo nope").status, 1);
+}
+
+// Both the walk and the opening of what was found.
+TEST_F(Program, StaysInATreeWhoseDirectoriesBecomeLinks) {
+  for (const char* directory : {"tree/a", "tree/b", "away"})
+    std::filesystem::create_directories(folder / directory);
+  for (const char* path : {"tree/a/x", "tree/b/x", "tree/y", "away/x"}) write(path, photo(1));
+  InputOptions options;
+  options.recursive = true;
+  InputFiles files(options, {folder / "tree"});
+  InputFile found, unread, last;
+  ASSERT_TRUE(files.next(&found));
+  EXPECT_EQ(Reached(found).failure().code, 0);
+  for (const char* name : {"tree/a", "tree/b", "tree/y"}) {
+    std::filesystem::rename(folder / name,
+                            folder / "away" / std::filesystem::path(name).filename());
+    std::filesystem::create_symlink(folder / (std::string(name) == "tree/y" ? "away/x" : "away"),
+                                    folder / name);
+  }
+  InputFile again = found;
+  again.tree = DirectoryTree::open(folder / "tree");
+  EXPECT_EQ(Reached(again).failure().words, "Not a directory");
+  ASSERT_TRUE(files.next(&unread) && files.next(&last));
+  EXPECT_EQ(unread.failure.words, "Not a directory");
+  EXPECT_EQ(Reached(last).failure().words,
+            "is a symbolic link by now; only regular files can be hashed");
 }
 
 TEST_F(Program, CheckReadsBackWhatHashWrote) {
@@ -252,6 +345,7 @@ TEST_F(Program, CheckReportsAsItsOptionsSay) {
   writeText("odd", "\n# comment\n" + quickLine("good", 1) + "broken\nworse\n");
   writeText("fine", quickLine("good", 1));
   writeText("lost", quickLine("gone", 1));
+  writeText("marked", "\xEF\xBB\xBF" + quickLine("good", 1));
   writeText("nothing", "");
   const std::string good = "good: OK\n", bad = "edited: CHANGED (content)\n",
                     gone = "gone: FAILED (No such file or directory, HASHCREATE_FILE_NOTFOUND)\n";
@@ -270,6 +364,7 @@ TEST_F(Program, CheckReportsAsItsOptionsSay) {
        "kmhash: fine: 1 OK\nkmhash: -: 1 OK, 1 changed, 1 failed\n", 1},
       {"fine", good, "kmhash: fine: 1 OK\n", 0},
       {"--quiet fine", "", "", 0},
+      {"marked", good, "kmhash: marked: 1 OK\n", 0},
       {"odd", good, oddSum, 0},
       {"--strict odd", good, oddSum, 1},
       {"--strict --status odd", "", "", 1},
@@ -305,28 +400,67 @@ TEST_F(Program, ComparesFilesAndTexts) {
         << operands << run.err;
     EXPECT_EQ(run.status, 0);
   }
-  EXPECT_EQ(kmhash("compare --quick a b").status, 1);
-  EXPECT_NE(kmhash("compare " + text + " " + kHash).out.find("different algorithms"),
-            std::string::npos);
-  const Finished noText = kmhash("compare " + text + " " + kHash.substr(1));
-  EXPECT_EQ(noText.status, 1);
-  EXPECT_NE(noText.err.find("no hash text (127 characters instead of 128) and no file"),
-            std::string::npos);
+  const std::string media = support::quoted(KMHASH_TEST_MEDIA) + "/",
+                    jpeg = media + "jpeg-baseline.jpg";
+  const std::string jpegHash = kmhash("hash " + jpeg).out.substr(0, kHashLength);
+  const struct {
+    std::string operands, verdict;
+    int status;
+  } rows[] = {
+      {"--quick a b", "The media differ.", 1},
+      {jpeg + " " + jpegHash, "The media are the same.", 0},
+      {jpeg + " " + media + "png-rgb.png", "The media differ: they are of different formats.", 1},
+      {text + " " + kHash,
+       "The hashes were made in different ways: they do not tell whether the media are the same.",
+       2},
+      {kHash.substr(0, 3) + "4" + kHash.substr(4) + " " + kHash,
+       "The hashes were made in different ways: they do not tell whether the media are the same.",
+       2},
+      {"a b", "", 2},
+      {jpegHash + " .", "", 2},
+  };
+  for (const auto& row : rows) {
+    const Finished run = kmhash("compare " + row.operands);
+    EXPECT_EQ(run.out.substr(0, run.out.find('\n')), row.verdict) << row.operands;
+    EXPECT_EQ(run.status, row.status) << row.operands;
+  }
+  const std::string err = kmhash("compare . " + kHash.substr(1)).err;
+  EXPECT_NE(err.find("kmhash: .: is a directory (HASH"), std::string::npos) << err;
+  EXPECT_NE(err.find("no hash text (127 characters instead of 128) and no file"), std::string::npos)
+      << err;
 }
 
 TEST_F(Program, TellsWrongUsage) {
-  for (const char* arguments :
-       {"", "nope", "hash", "hash --nope a", "hash -j0 a", "hash --progress=some a",
-        "hash --json --zero a", "hash --files0-from a b", "check", "compare a", "compare a b c",
-        "identify", "show", "version 1"}) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"", "usage: a command is needed"},
+      {"nope", "nope: no such command"},
+      {"hash", "no file is named"},
+      {"hash --nope a", "--nope: no such option"},
+      {"hash -j0 a", "--jobs: a number from 1 to 1024 is needed, not 0"},
+      {"hash -j x a", "--jobs: a number from 1 to 1024 is needed, not x"},
+      {"hash a -j", "-j, --jobs N: the value is missing"},
+      {"hash --zero=3 a", "-z, --zero: takes no value"},
+      {"hash --progress=some a", "--progress: auto or always or never is needed, not some"},
+      {"hash --json --zero a", "exclude each other"},
+      {"hash --exclude b a", "there is no -r"},
+      {"hash --files0-from a b", "b: no file can be named beside --files0-from"},
+      {"check", "no list is named"},
+      {"compare a", "two operands"},
+      {"compare a b c", "two operands"},
+      {"show", "neither hash text nor file is named"},
+      {"version 1", "version takes no operand"},
+  };
+  for (const auto& [arguments, words] : rows) {
     const Finished run = kmhash(arguments);
     EXPECT_EQ(run.status, 2) << arguments;
     EXPECT_EQ(run.out, "");
     EXPECT_EQ(run.err.find("kmhash: "), 0U) << run.err;
+    EXPECT_NE(run.err.find(words), std::string::npos) << run.err;
   }
-  for (const char* arguments : {"--help", "help hash", "check --help", "--version"}) {
-    EXPECT_EQ(kmhash(arguments).status, 0) << arguments;
+  for (const char* arguments : {"--help", "help hash", "check --help"}) {
+    EXPECT_EQ(kmhash(arguments).out.find("Usage: kmhash "), 0U) << arguments;
   }
+  EXPECT_EQ(kmhash("--version").out, "kmhash " KMHASH_VERSION "\n");
 }
 
 TEST_F(Program, TellsThatItsOutputIsLost) {
@@ -334,22 +468,66 @@ TEST_F(Program, TellsThatItsOutputIsLost) {
   EXPECT_EQ(shell("kmhash hash --quick a >/dev/full").err,
             "kmhash: standard output: No space left on device\n");
   EXPECT_EQ(shell("kmhash hash --quick a >/dev/full").status, 1);
-  EXPECT_EQ(shell("(sleep 0.5; kmhash hash --quick a; echo $? >status) | true").err,
-            "kmhash: standard output: Broken pipe\n");
-  EXPECT_EQ(read("status"), "1\n");
+  EXPECT_EQ(shell("(sleep 0.5; kmhash hash --quick a; echo $? >status) | true").err, "");
+  EXPECT_EQ(read("status"), "141\n");
 }
 
-TEST_F(Program, EndsWith130AtCtrlCAndKeepsWhatIsDone) {
+TEST_F(Program, EndsByCtrlCAndKeepsWhatIsDone) {
+  std::signal(SIGINT,
+              SIG_DFL);  // whoever started the test may ignore it, and what is ignored stays so
   write("a", photo(1));
   ASSERT_EQ(mkfifo((folder / "names").c_str(), 0600), 0);
   const Finished run = shell(
-      "{ printf 'a\\0'; until [ -s .out ]; do sleep 0.1; done; kill -INT $(cat pid); sleep 3; } "
+      "{ printf 'a\\0'; until [ -s .out ]; do sleep 0.1; done; kill -INT $(cat pid); sleep 1; } "
       ">names & "
-      "sh -c \"echo \\$\\$ >pid; exec kmhash hash --quick --files0-from - <names\"; status=$?; "
-      "kill $!; exit $status");
-  EXPECT_EQ(run.status, 130);
+      "echo $$ >pid; exec kmhash hash --quick --files0-from - <names");
+  EXPECT_EQ(run.status, -SIGINT);
   EXPECT_EQ(run.out, quickLine("a", 1));
 }
+
+// The pipe is full and its reader waits.
+TEST_F(Program, WritesWholeLinesToAReaderThatIsSlow) {
+  write("a", photo(1));
+  std::string names;
+  for (int i = 0; i < 2000; ++i) names += std::string("a\0", 2);
+  writeText("names", names);
+  ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
+  shell(
+      "{ sleep 0.5; kill -TERM $(cat pid); sleep 1; cat; } <pipe >lines & "
+      "sh -c 'echo $$ >pid; exec kmhash hash --quick --files0-from names >pipe'; wait");
+  const std::string lines = read("lines"), line = quickLine("a", 1);
+  EXPECT_GT(lines.size(), 10 * line.size());
+  EXPECT_EQ(lines.size() % line.size(), 0U);
+}
+
+TEST_F(Program, ShowsControlCharactersOnATerminal) {
+  write("\x1B[2J\xC2\x9B", photo(1));
+  const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
+  ASSERT_TRUE(terminal >= 0 && grantpt(terminal) == 0 && unlockpt(terminal) == 0);
+  const std::string name = ptsname(terminal);
+  const int held =
+      open(name.c_str(), O_RDWR | O_NOCTTY);  // what was written goes when the last one closes it
+  shell("kmhash hash --quick ?* >" + name);
+  char text[512] = "";
+  ASSERT_GT(::read(terminal, text, sizeof text - 1), 0);
+  EXPECT_EQ(std::string(text), quickHash(photo(1)) + "  \\x1B[2J\\u009b\r\n");
+  EXPECT_EQ(kmhash("hash --quick ?*").out, quickLine("\x1B[2J\xC2\x9B", 1));
+  close(held);
+  close(terminal);
+}
+
+#ifdef KMHASH_ENDING_MEMORY
+TEST_F(Program, EndsWithAMessageWhenMemoryEnds) {
+  write("a", photo(1));
+  const Finished run = shell(
+      "for n in 1 5 15 20 25 30 40 50 75 100 125 150 200 250 300 400; do "
+      "{ MEMORY_ENDS=$n LD_PRELOAD=" KMHASH_ENDING_MEMORY
+      " kmhash hash --quick --progress=always -r -j2 . >lines; } 2>err; "
+      "status=$?; [ $status = 0 ] || { [ $status = 1 ] && grep -q '^kmhash: ' err; } || echo $n "
+      "$status; done");
+  EXPECT_EQ(run.out, "");
+}
+#endif
 
 }  // namespace
 }  // namespace cli

@@ -1,0 +1,102 @@
+#include "fileRun.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "orderedRunner.h"
+
+namespace cli {
+namespace {
+
+using Cause = Failure::Cause;
+
+struct Answer {
+  std::string data;
+  Failure failure;
+};
+
+struct PassedOver {
+  uint64_t unsupported = 0, empty = 0;
+
+  bool take(const Failure& failure) {
+    if (failure.cause != Cause::unsupported && failure.cause != Cause::empty) return false;
+    ++(failure.cause == Cause::empty ? empty : unsupported);
+    return true;
+  }
+};
+
+std::string files(uint64_t count) { return fmt::format("{} file{}", count, count == 1 ? "" : "s"); }
+
+void tell(const PassedOver& passedOver, Output& output) {
+  std::string text;
+  if (passedOver.unsupported > 0) text = files(passedOver.unsupported) + " of unsupported formats";
+  if (passedOver.empty > 0)
+    text += fmt::format("{}{} without content", text.empty() ? "" : ", ", files(passedOver.empty));
+  if (!text.empty()) output.message("passed over", text);
+}
+
+HashAnswer answerFor(const InputFile& file, const FileSteps& steps) {
+  const Reached reached(file);
+  if (reached.failure().code == 0) return steps.hash(reached.path());
+  HashAnswer answer{reached.failure(), ""};
+  if (answer.failure.cause == Cause::directory) answer.failure.words += "; with -r the files in it are taken";
+  return answer;
+}
+
+// The same files once more, to be counted; nothing for a pipe of names.
+std::function<bool(InputFile&)> secondLook(const InputOptions& input, const std::vector<std::string>& operands) {
+  if (!input.names.empty() && !isRegularFile(input.names)) return {};
+  auto files = std::make_shared<InputFiles>(input, operands);
+  return [files](InputFile& file) { return files->next(&file); };
+}
+
+RunOptions limited(const FileRunOptions& options, size_t operands) {
+  RunOptions run = options.run;
+  const bool numberIsKnown = !options.input.recursive && options.input.names.empty();
+  if (numberIsKnown) run.jobs = static_cast<unsigned>(std::min<size_t>(run.jobs, operands));
+  return run;
+}
+
+}  // namespace
+
+void addFileRunOptions(CommandLine& line, FileRunOptions* options) {
+  line.flag("-z,--zero", &options->zero, "End lines with NUL and escape nothing.");
+  line.flag("--json", &options->json, "Write a JSON object for each file instead of a line.");
+  addInputOptions(line, &options->input);
+  line.flag("--skip-unsupported", &options->skipUnsupported,
+            "Pass over files of unsupported formats and empty ones: no message for each and no failure, but a sum at "
+            "the end.");
+  addRunOptions(line, &options->run);
+}
+
+int runOnFiles(const FileRunOptions& options, const std::vector<std::string>& operands, const FileSteps& steps,
+               Output& output) {
+  checkInputOptions(options.input, operands);
+  if (options.zero && options.json) throw UsageError("--zero and --json exclude each other");
+  if (options.input.names == "-") output.writeAtOnce();
+  int status = kAllWell;
+  PassedOver passedOver;
+  InputFiles files(options.input, operands);
+  runInOrder<InputFile, Answer>(output, limited(options, operands.size()),
+                                {.next = [&](InputFile& file) { return files.next(&file); },
+                                 .work =
+                                     [&](const InputFile& file) {
+                                       const HashAnswer hashed = answerFor(file, steps);
+                                       const bool says = hashed.failure.code == 0 || options.json;
+                                       return Answer{says ? steps.data(file.path, hashed) : "", hashed.failure};
+                                     },
+                                 .commit =
+                                     [&](const InputFile& file, const Answer& answer) {
+                                       if (options.skipUnsupported && passedOver.take(answer.failure)) return;
+                                       output.write(answer.data);
+                                       if (answer.failure.code == 0) return;
+                                       output.message(file.path, describe(answer.failure));
+                                       status = kSomethingFailed;
+                                     },
+                                 .again = [&] { return secondLook(options.input, operands); }});
+  tell(passedOver, output);
+  return status;
+}
+
+}  // namespace cli
