@@ -16,6 +16,7 @@ constexpr const Algorithm* kAlgorithms[] = {
     &kJpeg2000,  // 23
     &kRaf,       // 2C
     &kPng,       // 2D
+    &kMatroska,  // 24
 };
 
 // A fresh analysis of what the last one declined; what is known of the tags in front is kept.

@@ -7,6 +7,7 @@ namespace version4 {
 
 extern const Algorithm kJpeg2000;
 extern const Algorithm kJpegXl;
+extern const Algorithm kMatroska;
 extern const Algorithm kPng;
 extern const Algorithm kRaf;
 extern const Algorithm kWebp;
