@@ -17,6 +17,7 @@ constexpr const Algorithm* kAlgorithms[] = {
     &kRaf,       // 2C
     &kPng,       // 2D
     &kMatroska,  // 24
+    &kWave,      // 2B
 };
 
 // A fresh analysis of what the last one declined; what is known of the tags in front is kept.

@@ -10,6 +10,7 @@ extern const Algorithm kJpegXl;
 extern const Algorithm kMatroska;
 extern const Algorithm kPng;
 extern const Algorithm kRaf;
+extern const Algorithm kWave;
 extern const Algorithm kWebp;
 
 }  // namespace version4
