@@ -18,6 +18,7 @@ constexpr const Algorithm* kAlgorithms[] = {
     &kPng,       // 2D
     &kMatroska,  // 24
     &kWave,      // 2B
+    &kFlac,      // 2E
 };
 
 // A fresh analysis of what the last one declined; what is known of the tags in front is kept.
