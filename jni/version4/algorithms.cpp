@@ -17,6 +17,7 @@ constexpr const Algorithm* kAlgorithms[] = {
     &kRaf,       // 2C
     &kPng,       // 2D
     &kMatroska,  // 24
+    &kAiff,      // 26
     &kWave,      // 2B
     &kFlac,      // 2E
 };
