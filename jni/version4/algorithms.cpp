@@ -18,6 +18,7 @@ constexpr const Algorithm* kAlgorithms[] = {
     &kPng,       // 2D
     &kMatroska,  // 24
     &kAiff,      // 26
+    &kAdts,      // 27
     &kWave,      // 2B
     &kFlac,      // 2E
 };

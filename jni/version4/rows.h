@@ -5,6 +5,7 @@
 
 namespace version4 {
 
+extern const Algorithm kAdts;
 extern const Algorithm kAiff;
 extern const Algorithm kFlac;
 extern const Algorithm kJpeg2000;
