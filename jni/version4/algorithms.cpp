@@ -11,16 +11,17 @@ namespace {
 
 // The order is the order of trial.
 constexpr const Algorithm* kAlgorithms[] = {
-    &kWebp,      // 20
-    &kJpegXl,    // 22
-    &kJpeg2000,  // 23
-    &kRaf,       // 2C
-    &kPng,       // 2D
-    &kMatroska,  // 24
-    &kAiff,      // 26
-    &kAdts,      // 27
-    &kWave,      // 2B
-    &kFlac,      // 2E
+    &kWebp,       // 20
+    &kJpegXl,     // 22
+    &kJpeg2000,   // 23
+    &kRaf,        // 2C
+    &kPng,        // 2D
+    &kMatroska,   // 24
+    &kAiff,       // 26
+    &kAdts,       // 27
+    &kWave,       // 2B
+    &kFlac,       // 2E
+    &kMpegAudio,  // 2A
 };
 
 // A fresh analysis of what the last one declined; what is known of the tags in front is kept.
