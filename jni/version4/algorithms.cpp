@@ -17,6 +17,7 @@ constexpr const Algorithm* kAlgorithms[] = {
     &kRaf,        // 2C
     &kPng,        // 2D
     &kMatroska,   // 24
+    &kOgg,        // 25
     &kAiff,       // 26
     &kAdts,       // 27
     &kWave,       // 2B

@@ -8,7 +8,6 @@
 namespace version4 {
 namespace {
 
-constexpr size_t kMostRanges = size_t{1} << 20;
 constexpr uint64_t kMostRepeats = 8;
 constexpr uint32_t kSamples = 100;
 constexpr uint32_t kSampleSize = 163;

@@ -17,6 +17,8 @@ struct Range {
 // Runs of this many bytes and more are sampled.
 inline constexpr uint64_t kSampledFrom = 16384;
 
+inline constexpr size_t kMostRanges = size_t{1} << 20;
+
 struct Payload {
   GrowingList<Range> closed;  // the ranges before the last one; a payload of one range takes no heap
   Range last = {};            // grows while ranges go on where it ends

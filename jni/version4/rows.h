@@ -12,6 +12,7 @@ extern const Algorithm kJpeg2000;
 extern const Algorithm kJpegXl;
 extern const Algorithm kMatroska;
 extern const Algorithm kMpegAudio;
+extern const Algorithm kOgg;
 extern const Algorithm kPng;
 extern const Algorithm kRaf;
 extern const Algorithm kWave;
