@@ -14,6 +14,7 @@ constexpr const Algorithm* kAlgorithms[] = {
     &kWebp,       // 20
     &kJpegXl,     // 22
     &kJpeg2000,   // 23
+    &kTiff,       // 29
     &kRaf,        // 2C
     &kPng,        // 2D
     &kMatroska,   // 24

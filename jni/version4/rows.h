@@ -15,6 +15,7 @@ extern const Algorithm kMpegAudio;
 extern const Algorithm kOgg;
 extern const Algorithm kPng;
 extern const Algorithm kRaf;
+extern const Algorithm kTiff;
 extern const Algorithm kWave;
 extern const Algorithm kWebp;
 
