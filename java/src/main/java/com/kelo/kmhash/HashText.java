@@ -66,32 +66,52 @@ public final class HashText {
         JPEG,
         /** A multi-picture JPEG. */
         MPO,
-        /** A PNG image. */
+        /** A PNG image, in either version. */
         PNG,
         /** A BMP image. */
         BMP,
         /** A GIF image. */
         GIF,
-        /** A TIFF image. */
+        /** A TIFF image, and in version 4 also a camera raw file built on TIFF. */
         TIFF,
-        /** A camera raw file built on TIFF. */
+        /** A camera raw file built on TIFF, in version 3. */
         RAW,
-        /** An MP4 file. */
+        /** An MP4 file, in version 3. */
         MP4,
         /** An ASF file. */
         ASF,
         /** An MPEG program stream. */
         MPEG,
-        /** A RIFF file: AVI, WAVE. */
+        /** A RIFF file, in version 3: AVI, WAVE. */
         RIFF,
         /** An MPEG-2 transport stream. */
         MPEG2TS,
-        /** MP3 audio. */
+        /** MP3 audio, in version 3. */
         MP3,
-        /** FLAC audio. */
+        /** FLAC audio, in either version. */
         FLAC,
         /** A WebP image. */
         WEBP,
+        /** A HEIF image: HEIC, AVIF. */
+        HEIF,
+        /** A JPEG XL image. */
+        JXL,
+        /** A JPEG 2000 image. */
+        JP2,
+        /** A Matroska file, WebM too. */
+        MATROSKA,
+        /** An Ogg file. */
+        OGG,
+        /** AIFF audio. */
+        AIFF,
+        /** AAC audio in ADTS frames. */
+        ADTS,
+        /** MPEG audio of any layer, in version 4. */
+        MPEGAUDIO,
+        /** WAVE audio, in version 4. */
+        WAVE,
+        /** A RAF camera raw file. */
+        RAF,
         /** Any file, by its size and bytes. */
         QUICK;
 

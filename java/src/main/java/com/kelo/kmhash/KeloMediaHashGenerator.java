@@ -9,8 +9,8 @@ import java.util.Locale;
 
 /**
  * Identity hashes of media files, from any {@link InputStream}. A hash names the media inside a file: tags, captions
- * and covers can be edited without changing it. {@link HashText} takes such a text apart and hashes files by their
- * path.
+ * and covers can be edited without changing it. {@link HashText} takes such a text apart, hashes files by their
+ * path, and knows version 4; the methods here make hashes of version 3.
  *
  * <p><b>Streams.</b> A stream is read forwards from where it stands, with {@code read(byte[], int, int)}, 512 bytes at
  * most a call, and {@code skip}; payloads of 16384 bytes and more are as a rule sampled, so a stream that skips cheaply

