@@ -53,6 +53,14 @@ TEST(Exports, AreTheInterfaceAndNothingElse) {
                                      "| awk '$1 ~ /^[0-9]+:$/ && $5 != \"LOCAL\" && $7 != \"UND\" "
                                      "&& $7 != \"ABS\" { print $8 }'"));
   EXPECT_EQ(std::set<std::string>(std::istream_iterator<std::string>(defined), {}), expected);
+
+  // The static library has the same names, without their versions.
+  std::set<std::string> plain;
+  for (const std::string& name : expected) plain.insert(name.substr(0, name.find('@')));
+  std::istringstream archived(support::outputOf("nm -g --defined-only " +
+                                                support::quoted(KMHASH_STATIC_LIBRARY) +
+                                                " | awk 'NF == 3 { print $3 }'"));
+  EXPECT_EQ(std::set<std::string>(std::istream_iterator<std::string>(archived), {}), plain);
 }
 
 TEST(Exports, SonameCarriesTheMajorVersion) {
@@ -92,7 +100,7 @@ TEST(Binaries, AreHardened) {
 TEST(Binaries, EveryObjectProtectsControlFlow) {
   const std::string feature = KMHASH_CONTROL_FLOW;
   if (feature.empty()) GTEST_SKIP() << "this processor has no such thing";
-  const std::string notes = readelf("--notes", KMHASH_STATIC_LIBRARY);
+  const std::string notes = readelf("--notes", KMHASH_OBJECTS);
   EXPECT_GT(linesWith(notes, "File: "), 20);
   EXPECT_EQ(linesWith(notes, feature), linesWith(notes, "File: "));
 }
