@@ -15,6 +15,7 @@ namespace {
 
 constexpr uint64_t kToldWhole = uint64_t{1} << 20;  // a file up to this size is told of as a whole
 constexpr uint64_t kToldAtOnce = 131072;            // some file systems cut what goes beyond
+constexpr uint32_t kToldAhead = 8;                  // reads; file systems that have too many to serve forget the rest
 constexpr uint64_t kDense = 16384;                  // samples no farther apart are told of with what lies between
 constexpr int64_t kColdNanoseconds = 20'000;        // a read that took longer was waited for
 
@@ -45,6 +46,12 @@ void tellOfExpected(const FileSource& file) {
     return;
   }
   for (; first <= last; ++first) tell(file, *first, file.expectedSize);
+}
+
+// Tells once more of the read that comes some reads after the one at hand.
+void tellAgain(const FileSource& file) {
+  const uint32_t next = file.reads + kToldAhead;
+  if (!file.isToldOf && next < file.expectedCount) tell(file, file.expected[next], file.expectedSize);
 }
 
 void becomeCold(FileSource* file) {
@@ -111,6 +118,7 @@ int64_t readAt(void* user, uint64_t offset, void* buffer, uint32_t count) {
   // The 1st, 2nd, 4th, 8th ... are asked about: the beginning of a file may be in memory when the rest is not.
   const uint32_t number = ++file->reads;
   const bool isAsked = number == 1 || (number < file->expectedCount && std::has_single_bit(number));
+  if (file->isCold) tellAgain(*file);
   return isAsked && !file->isCold ? readAsking(file, offset, buffer, count) : waitAndRead(*file, offset, buffer, count);
 }
 
