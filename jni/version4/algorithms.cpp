@@ -12,6 +12,7 @@ namespace {
 // The order is the order of trial.
 constexpr const Algorithm* kAlgorithms[] = {
     &kWebp,       // 20
+    &kHeif,       // 21
     &kJpegXl,     // 22
     &kJpeg2000,   // 23
     &kTiff,       // 29

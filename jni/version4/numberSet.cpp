@@ -32,4 +32,22 @@ bool addNumber(NumberSet* set, uint64_t number, uint32_t* index) {
   return true;
 }
 
+// ---- Lists ----
+
+uint32_t firstLink(const NumberLists& lists, uint64_t number) {
+  uint32_t index = 0;
+  return findNumber(lists.numbers, number, &index) ? lists.ends[index].first : kNoLink;
+}
+
+bool appendTo(NumberLists* lists, uint64_t number, uint32_t value) {
+  const uint32_t link = static_cast<uint32_t>(lists->links.size);
+  uint32_t index = 0;
+  if (!addNumber(&lists->numbers, number, &index)) return false;
+  if (!append(&lists->links, {value, kNoLink})) return false;
+  if (index == lists->ends.size) return append(&lists->ends, {link, link});
+  lists->links[lists->ends[index].last].next = link;
+  lists->ends[index].last = link;
+  return true;
+}
+
 }  // namespace version4

@@ -27,4 +27,29 @@ bool findNumber(const NumberSet& set, uint64_t number, uint32_t* index);
 // Adds it unless it is there. False when memory ends.
 bool addNumber(NumberSet* set, uint64_t number, uint32_t* index);
 
+// ---- Lists of values, each under a number ----
+
+struct Link {
+  uint32_t value;
+  uint32_t next;  // index in links, or kNoLink
+};
+
+inline constexpr uint32_t kNoLink = UINT32_MAX;
+
+struct NumberLists {
+  struct Ends {
+    uint32_t first, last;
+  };
+
+  NumberSet numbers;
+  GrowingList<Ends> ends;  // of each number's list
+  GrowingList<Link> links;
+};
+
+// The first link of a number's list, kNoLink when it has none.
+uint32_t firstLink(const NumberLists& lists, uint64_t number);
+
+// False when memory ends.
+bool appendTo(NumberLists* lists, uint64_t number, uint32_t value);
+
 }  // namespace version4
