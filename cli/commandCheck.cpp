@@ -75,16 +75,8 @@ class Lists {
   std::string record_;
 };
 
-struct Answer {
-  Failure failure;
-  int flags = 0;
-};
-
-Answer answerFor(const Item& item) {
-  if (!item.isFile()) return {};
-  const HashAnswer now = hashFile(item.line.path, isQuick(item.line.hash) ? KMHASH_MODE_QUICK : KMHASH_MODE_NORMAL);
-  if (now.failure.code != 0) return {now.failure, 0};
-  return {{}, differenceFlags(item.line.hash, now.hash)};
+VerifyAnswer answerFor(const Item& item) {
+  return item.isFile() ? verifyFile(item.line.path, item.line.hash) : VerifyAnswer{};
 }
 
 // What became of the lines of a list.
@@ -120,7 +112,7 @@ class Report {
   Report(const Options& options, const std::vector<std::string>& lists, Output& output)
       : options_(options), lists_(lists), output_(output) {}
 
-  void take(const Item& item, const Answer& answer) {
+  void take(const Item& item, const VerifyAnswer& answer) {
     const std::string& list = lists_[item.list];
     if (item.kind == Item::Kind::unreadable) {
       output_.message(list, describe(item.failure));
@@ -147,7 +139,7 @@ class Report {
                     fmt::format("line {}: {}", item.number, describe({HASHCREATE_INVALID_HASH, item.line.reason})));
   }
 
-  void takeEntry(const std::string& path, const Answer& answer) {
+  void takeEntry(const std::string& path, const VerifyAnswer& answer) {
     if (answer.failure.cause == Failure::Cause::missing && options_.ignoreMissing) {
       ++tally_.ignored;
     } else if (answer.failure.code != 0) {
@@ -187,11 +179,11 @@ int run(const Options& options, const std::vector<std::string>& names, Output& o
   const LineEnd end = options.zero ? LineEnd::nul : LineEnd::newline;
   Lists lists(names, end);
   Report report(options, names, output);
-  runInOrder<Item, Answer>(
+  runInOrder<Item, VerifyAnswer>(
       output, options.run,
       {.next = [&](Item& item) { return lists.next(item); },
        .work = answerFor,
-       .commit = [&](const Item& item, const Answer& answer) { report.take(item, answer); },
+       .commit = [&](const Item& item, const VerifyAnswer& answer) { report.take(item, answer); },
        .again =
            [&] {
              return std::all_of(names.begin(), names.end(), isRegularFile)
@@ -219,8 +211,10 @@ Work declare(CommandLine& line) {
 const Command kCheckCommand{
     "check", "LIST...", "Verify the files of lists that `kmhash hash` wrote",
     "A line for each file says OK, CHANGED and what differs (of content, meta, format, algorithm, version), or FAILED "
-    "and why; a summary of each list goes to standard error. A LIST of - is standard input. Lines of quick hashes are "
-    "verified in quick mode. Empty lines and lines that begin with # are passed over.\n\n"
+    "and why; a summary of each list goes to standard error. A LIST of - is standard input. Each hash is verified as "
+    "it was "
+    "made: quick, sampled or whole, by its version. A hash of a version or algorithm that this kmhash does not know is "
+    "said to be made by a newer one. Empty lines and lines that begin with # are passed over.\n\n"
     "Exit status 1 when a file differs or fails, when a list holds no file to verify, and, with --strict, for a "
     "malformed line.",
     declare};

@@ -7,10 +7,13 @@
 #include "hashOperand.h"
 #include "hashText.h"
 #include "kmhash.h"
+#include "methodOptions.h"
 #include "output.h"
 
 namespace cli {
 namespace {
+
+using Operands = std::array<HashOperand, 2>;
 
 // The exit statuses are those of cmp.
 struct Verdict {
@@ -18,12 +21,13 @@ struct Verdict {
   const char* words;
 };
 
-Verdict verdictFor(const std::string& a, const std::string& b, int flags) {
+Verdict verdictFor(const std::string& a, const std::string& b, int flags, bool madeAlike) {
   if (flags == 0) return {0, "The media are the same."};
-  if ((flags & KMHASH_DIFFERENT_VERSION) != 0 || isQuick(a) != isQuick(b)) {
+  if (!madeAlike && ((flags & KMHASH_DIFFERENT_VERSION) != 0 || isQuick(a) != isQuick(b))) {
     return {2, "The hashes were made in different ways: they do not tell whether the media are the same."};
   }
-  if ((flags & KMHASH_DIFFERENT_ALGORITHM) != 0) return {1, "The media differ: they are of different formats."};
+  if ((flags & (KMHASH_DIFFERENT_ALGORITHM | KMHASH_DIFFERENT_VERSION)) != 0)
+    return {1, "The media differ: they are of different formats."};
   if ((flags & KMHASH_DIFFERENT_CONTENT) != 0) return {1, "The media differ."};
   return {1, "The content is the same, what describes it differs."};
 }
@@ -58,36 +62,64 @@ std::string comparison(const std::string& a, const std::string& b, int flags) {
   return text;
 }
 
-// A file beside a hash text is hashed as the text was; two files as the option says.
-int32_t modeFor(const std::array<HashOperand, 2>& operands, bool quick) {
-  for (const HashOperand& operand : operands) {
-    if (operand.isFile()) continue;
-    if (quick && !isQuick(operand.hash)) throw UsageError("--quick: a hash text is given that is no quick one");
-    return isQuick(operand.hash) ? KMHASH_MODE_QUICK : KMHASH_MODE_NORMAL;
+bool areFiles(const Operands& operands) { return operands[0].isFile() && operands[1].isFile(); }
+
+// A file beside a hash text is hashed as the text was; two files as the options say.
+Method methodFor(const Operands& operands, const MethodOptions& options) {
+  const Method chosen = methodFrom(options);
+  if (areFiles(operands)) return chosen;
+  const Method made = methodOf(operands[operands[0].isFile() ? 1 : 0].hash);
+  if (chosen != Method() && chosen != made) {
+    throw UsageError("a file beside a hash text is hashed as the text was, and it was not made as the options say");
   }
-  return quick ? KMHASH_MODE_QUICK : KMHASH_MODE_NORMAL;
+  return made;
 }
 
-int run(bool quick, const std::vector<std::string>& names, Output& output) {
-  if (names.size() != 2) throw UsageError("two operands are compared, each a file or a hash text");
-  const std::array<HashOperand, 2> operands{readHashOperand(names[0]), readHashOperand(names[1])};
-  const int32_t mode = modeFor(operands, quick);
-  const std::array<HashAnswer, 2> answers{hashOf(operands[0], mode), hashOf(operands[1], mode)};
-  for (size_t i = 0; i < answers.size(); ++i) {
-    if (answers[i].failure.code != 0) output.message(names[i], describe(answers[i].failure));
+using Answers = std::array<HashAnswer, 2>;
+
+bool haveSameVersion(const Answers& answers) {
+  return (differenceFlags(answers[0].hash, answers[1].hash) & KMHASH_DIFFERENT_VERSION) == 0;
+}
+
+// Two files of which the preferred version knows only one are hashed by the other version if that knows both.
+Answers hashesOf(const Operands& operands, Method method) {
+  const Answers answers = {hashOf(operands[0], method), hashOf(operands[1], method)};
+  const bool areHashed = answers[0].failure.code == 0 && answers[1].failure.code == 0;
+  if (!areHashed || !areFiles(operands) || haveSameVersion(answers)) return answers;
+  method.flags ^= KMHASH_PREFER_VERSION_4;
+  const Answers others = {hashOf(operands[0], method), hashOf(operands[1], method)};
+  return haveSameVersion(others) ? others : answers;
+}
+
+// Says of what is in the way of a comparison; false when nothing is.
+bool tellFailures(const Operands& operands, const Answers& answers, Output& output) {
+  bool any = false;
+  for (size_t i = 0; i < operands.size(); ++i) {
+    const bool asksForNewer = isNewer(operands[i].hash) && operands[1 - i].isFile();
+    const Failure failure = asksForNewer ? newerHash() : answers[i].failure;
+    if (failure.code != 0) output.message(operands[i].operand, describe(failure));
+    any = any || failure.code != 0;
   }
-  if (answers[0].failure.code != 0 || answers[1].failure.code != 0) return 2;
+  return any;
+}
+
+int run(const MethodOptions& options, const std::vector<std::string>& names, Output& output) {
+  if (names.size() != 2) throw UsageError("two operands are compared, each a file or a hash text");
+  const Operands operands{readHashOperand(names[0]), readHashOperand(names[1])};
+  const Answers answers = hashesOf(operands, methodFor(operands, options));
+  if (tellFailures(operands, answers, output)) return 2;
   const std::string &a = answers[0].hash, &b = answers[1].hash;
   const int flags = differenceFlags(a, b);
-  const Verdict verdict = verdictFor(a, b, flags);
+  const Verdict verdict = verdictFor(a, b, flags, areFiles(operands));
   output.write(fmt::format("{}\n{}", verdict.words, comparison(a, b, flags)));
   return verdict.status;
 }
 
 Work declare(CommandLine& line) {
-  const auto quick = std::make_shared<bool>(false);
-  line.flag("--quick", quick.get(), "Compare the quick hashes of two files.");
-  return [quick](const std::vector<std::string>& operands, Output& output) { return run(*quick, operands, output); };
+  const auto options = std::make_shared<MethodOptions>();
+  addMethodOptions(line, options.get());
+  return
+      [options](const std::vector<std::string>& operands, Output& output) { return run(*options, operands, output); };
 }
 
 }  // namespace

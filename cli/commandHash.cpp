@@ -4,29 +4,44 @@
 #include "fileRun.h"
 #include "hashList.h"
 #include "jsonLine.h"
-#include "kmhash.h"
+#include "methodOptions.h"
 
 namespace cli {
 namespace {
 
 struct Options {
   FileRunOptions files;
-  bool quick = false;
+  MethodOptions method;
+  bool both = false;
 };
 
+Method chosenMethod(const Options& options) {
+  Method method = methodFrom(options.method);
+  method.both = options.both;
+  if (method.both && (method.quick || options.method.whole)) {
+    throw UsageError("--both goes with neither --quick nor --whole");
+  }
+  return method;
+}
+
 int run(const Options& options, const std::vector<std::string>& operands, Output& output) {
-  const int32_t mode = options.quick ? KMHASH_MODE_QUICK : KMHASH_MODE_NORMAL;
+  const Method method = chosenMethod(options);
   const LineEnd end = options.files.zero ? LineEnd::nul : LineEnd::newline;
-  const FileSteps steps{[&](const std::string& path) { return hashRegularFile(path, mode); },
-                        [&](const std::string& path, const HashAnswer& answer) {
-                          return options.files.json ? jsonOfHash(path, answer) : listLine(answer.hash, path, end);
-                        }};
-  return runOnFiles(options.files, operands, steps, output);
+  const auto lineOf = [&](const std::string& hash, const std::string& path) {
+    return options.files.json ? jsonOfHash(path, hash) : listLine(hash, path, end);
+  };
+  const FileStep step = [&](const std::string& openAs, const std::string& path) -> FileAnswer {
+    HashAnswer answer = hashRegularFile(openAs, method);
+    if (answer.failure.code != 0) return {std::move(answer.failure), ""};
+    return {{}, lineOf(answer.hash, path) + (method.both ? lineOf(answer.whole, path) : "")};
+  };
+  return runOnFiles(options.files, operands, step, output);
 }
 
 Work declare(CommandLine& line) {
   const auto options = std::make_shared<Options>();
-  line.flag("--quick", &options->quick, "Hash size and bytes of files of any format.");
+  addMethodOptions(line, &options->method);
+  line.flag("--both", &options->both, "Write two lines for a file: its hash of samples and its hash of every byte.");
   addFileRunOptions(line, &options->files);
   return
       [options](const std::vector<std::string>& operands, Output& output) { return run(*options, operands, output); };

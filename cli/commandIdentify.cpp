@@ -7,26 +7,33 @@
 #include "hashList.h"
 #include "hashText.h"
 #include "jsonLine.h"
+#include "methodOptions.h"
 
 namespace cli {
 namespace {
 
-std::string identifyLine(const std::string& path, const HashAnswer& answer, LineEnd end) {
-  const int id = fieldsOf(answer.hash).algorithmId;
-  return listLine(fmt::format("{:3}  {:7}", id, algorithmName(id)), path, end);
-}
+struct Options {
+  FileRunOptions files;
+  std::string preferred = "3";
+};
 
-int run(const FileRunOptions& options, const std::vector<std::string>& operands, Output& output) {
-  const LineEnd end = options.zero ? LineEnd::nul : LineEnd::newline;
-  const FileSteps steps{identifyRegularFile, [&](const std::string& path, const HashAnswer& answer) {
-                          return options.json ? jsonOfFormat(path, answer) : identifyLine(path, answer, end);
-                        }};
-  return runOnFiles(options, operands, steps, output);
+int run(const Options& options, const std::vector<std::string>& operands, Output& output) {
+  const uint32_t flags = preferenceFlags(options.preferred);
+  const LineEnd end = options.files.zero ? LineEnd::nul : LineEnd::newline;
+  const FileStep step = [&](const std::string& openAs, const std::string& path) -> FileAnswer {
+    IdentifyAnswer answer = identifyRegularFile(openAs, flags);
+    const int id = answer.algorithmId;
+    if (answer.failure.code != 0) return {std::move(answer.failure), ""};
+    if (options.files.json) return {{}, jsonOfAlgorithm(path, id)};
+    return {{}, listLine(fmt::format("{:3}  {:7}", id, algorithmName(id)), path, end)};
+  };
+  return runOnFiles(options.files, operands, step, output);
 }
 
 Work declare(CommandLine& line) {
-  const auto options = std::make_shared<FileRunOptions>();
-  addFileRunOptions(line, options.get());
+  const auto options = std::make_shared<Options>();
+  addPreferOption(line, &options->preferred);
+  addFileRunOptions(line, &options->files);
   return
       [options](const std::vector<std::string>& operands, Output& output) { return run(*options, operands, output); };
 }

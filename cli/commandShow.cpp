@@ -5,13 +5,22 @@
 #include "commands.h"
 #include "hashOperand.h"
 #include "hashText.h"
-#include "kmhash.h"
+#include "methodOptions.h"
 #include "output.h"
 
 namespace cli {
 namespace {
 
 std::string orNotSet(const std::string& text) { return text.empty() ? "not set" : text; }
+
+std::string versionWords(const std::string& hash, const std::string& version) {
+  return orNotSet(version) + (isNewer(hash) ? ", made by a newer kmhash" : "");
+}
+
+const char* coverageWords(const std::string& hash) {
+  if (isNewer(hash)) return "not known";
+  return isWhole(hash) ? "every byte" : "samples";
+}
 
 std::string shown(const std::string& hash) {
   const HashFields fields = fieldsOf(hash);
@@ -20,23 +29,25 @@ std::string shown(const std::string& hash) {
   return fmt::format(
       "hash         {}\n"
       "version      {}\n"
+      "covers       {}\n"
       "file type    {}\n"
       "content      {}\n"
       "meta         {}\n"
       "format type  {}\n"
       "algorithm    {}\n"
       "filler       {}\n",
-      hash, orNotSet(fields.version), orNotSet(fields.fileType), fields.content, fields.meta,
-      orNotSet(fields.formatType), orNotSet(algorithm), fields.filler);
+      hash, versionWords(hash, fields.version), coverageWords(hash), orNotSet(fields.fileType), fields.content,
+      fields.meta, orNotSet(fields.formatType), orNotSet(algorithm), fields.filler);
 }
 
-int run(bool quick, const std::vector<std::string>& operands, Output& output) {
+int run(const MethodOptions& options, const std::vector<std::string>& operands, Output& output) {
+  const Method method = methodFrom(options);
   if (operands.empty()) throw UsageError("neither hash text nor file is named");
   int status = kAllWell;
   bool first = true;
   for (const std::string& operand : operands) {
     const HashOperand read = readHashOperand(operand);
-    const HashAnswer answer = hashOf(read, quick ? KMHASH_MODE_QUICK : KMHASH_MODE_NORMAL);
+    const HashAnswer answer = hashOf(read, method);
     if (answer.failure.code != 0) {
       output.message(operand, describe(answer.failure));
       status = kSomethingFailed;
@@ -50,9 +61,10 @@ int run(bool quick, const std::vector<std::string>& operands, Output& output) {
 }
 
 Work declare(CommandLine& line) {
-  const auto quick = std::make_shared<bool>(false);
-  line.flag("--quick", quick.get(), "Take the quick hash of a file.");
-  return [quick](const std::vector<std::string>& operands, Output& output) { return run(*quick, operands, output); };
+  const auto options = std::make_shared<MethodOptions>();
+  addMethodOptions(line, options.get());
+  return
+      [options](const std::vector<std::string>& operands, Output& output) { return run(*options, operands, output); };
 }
 
 }  // namespace

@@ -4,17 +4,13 @@
 
 #include <algorithm>
 
+#include "jsonLine.h"
 #include "orderedRunner.h"
 
 namespace cli {
 namespace {
 
 using Cause = Failure::Cause;
-
-struct Answer {
-  std::string data;
-  Failure failure;
-};
 
 struct PassedOver {
   uint64_t unsupported = 0, empty = 0;
@@ -36,11 +32,12 @@ void tell(const PassedOver& passedOver, Output& output) {
   if (!text.empty()) output.message("passed over", text);
 }
 
-HashAnswer answerFor(const InputFile& file, const FileSteps& steps) {
+FileAnswer answerFor(const InputFile& file, const FileRunOptions& options, const FileStep& step) {
   const Reached reached(file);
-  if (reached.failure().code == 0) return steps.hash(reached.path());
-  HashAnswer answer{reached.failure(), ""};
+  FileAnswer answer{reached.failure(), ""};
+  if (answer.failure.code == 0) answer = step(reached.path(), file.path);
   if (answer.failure.cause == Cause::directory) answer.failure.words += "; with -r the files in it are taken";
+  if (answer.failure.code != 0 && options.json) answer.data = jsonOfFailure(file.path, answer.failure);
   return answer;
 }
 
@@ -70,7 +67,7 @@ void addFileRunOptions(CommandLine& line, FileRunOptions* options) {
   addRunOptions(line, &options->run);
 }
 
-int runOnFiles(const FileRunOptions& options, const std::vector<std::string>& operands, const FileSteps& steps,
+int runOnFiles(const FileRunOptions& options, const std::vector<std::string>& operands, const FileStep& step,
                Output& output) {
   checkInputOptions(options.input, operands);
   if (options.zero && options.json) throw UsageError("--zero and --json exclude each other");
@@ -78,23 +75,18 @@ int runOnFiles(const FileRunOptions& options, const std::vector<std::string>& op
   int status = kAllWell;
   PassedOver passedOver;
   InputFiles files(options.input, operands);
-  runInOrder<InputFile, Answer>(output, limited(options, operands.size()),
-                                {.next = [&](InputFile& file) { return files.next(&file); },
-                                 .work =
-                                     [&](const InputFile& file) {
-                                       const HashAnswer hashed = answerFor(file, steps);
-                                       const bool says = hashed.failure.code == 0 || options.json;
-                                       return Answer{says ? steps.data(file.path, hashed) : "", hashed.failure};
-                                     },
-                                 .commit =
-                                     [&](const InputFile& file, const Answer& answer) {
-                                       if (options.skipUnsupported && passedOver.take(answer.failure)) return;
-                                       output.write(answer.data);
-                                       if (answer.failure.code == 0) return;
-                                       output.message(file.path, describe(answer.failure));
-                                       status = kSomethingFailed;
-                                     },
-                                 .again = [&] { return secondLook(options.input, operands); }});
+  const auto commit = [&](const InputFile& file, const FileAnswer& answer) {
+    if (options.skipUnsupported && passedOver.take(answer.failure)) return;
+    output.write(answer.data);
+    if (answer.failure.code == 0) return;
+    output.message(file.path, describe(answer.failure));
+    status = kSomethingFailed;
+  };
+  runInOrder<InputFile, FileAnswer>(output, limited(options, operands.size()),
+                                    {.next = [&](InputFile& file) { return files.next(&file); },
+                                     .work = [&](const InputFile& file) { return answerFor(file, options, step); },
+                                     .commit = commit,
+                                     .again = [&] { return secondLook(options.input, operands); }});
   tell(passedOver, output);
   return status;
 }

@@ -20,14 +20,17 @@ struct FileRunOptions {
 };
 void addFileRunOptions(CommandLine& line, FileRunOptions* options);
 
-// What a command does with each file. Called on any number of threads.
-struct FileSteps {
-  std::function<HashAnswer(const std::string& path)> hash;
-  std::function<std::string(const std::string& path, const HashAnswer& answer)> data;  // on failure for JSON only
+// What a command has to say of a file: data, or why it has none.
+struct FileAnswer {
+  Failure failure;
+  std::string data;
 };
 
+// Makes the answer for each file: openAs opens it, path is its name. Called on any number of threads.
+using FileStep = std::function<FileAnswer(const std::string& openAs, const std::string& path)>;
+
 // Gives the exit status. Throws UsageError when the options do not go together.
-int runOnFiles(const FileRunOptions& options, const std::vector<std::string>& operands, const FileSteps& steps,
+int runOnFiles(const FileRunOptions& options, const std::vector<std::string>& operands, const FileStep& step,
                Output& output);
 
 }  // namespace cli

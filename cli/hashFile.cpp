@@ -76,6 +76,8 @@ const char* resultName(int code) {
 
 std::string describe(const Failure& failure) { return failure.words + " (" + resultName(failure.code) + ")"; }
 
+Failure newerHash() { return {HASHCREATE_NON_SUPPORTED, "the hash was made by a newer kmhash"}; }
+
 Failure refusal(const std::string& path) {
   struct stat status {};
   if (stat(path.c_str(), &status) == 0) return refusal(status);
@@ -89,24 +91,53 @@ Failure refusal(int descriptor) {
   return fstat(descriptor, &status) == 0 ? refusal(status) : systemFailure(HASHCREATE_FILE_NOTFOUND, errno);
 }
 
-HashAnswer hashFile(const std::string& path, int32_t mode) {
+Method methodOf(const std::string& hash) {
+  Method method;
+  method.quick = isQuick(hash);
+  if (isWhole(hash)) method.flags |= KMHASH_WHOLE;
+  if (getAlgorithmMajorVersionFromHash(hash.c_str()) == 4) method.flags |= KMHASH_PREFER_VERSION_4;
+  return method;
+}
+
+HashAnswer hashFile(const std::string& path, const Method& method) {
   Failure failure = refusal(path);
-  return failure.code == 0 ? hashRegularFile(path, mode) : HashAnswer{std::move(failure), ""};
+  return failure.code == 0 ? hashRegularFile(path, method) : HashAnswer{std::move(failure), "", ""};
 }
 
-HashAnswer hashRegularFile(const std::string& path, int32_t mode) {
-  char text[KMHASH_TEXT_SIZE];
+HashAnswer hashRegularFile(const std::string& path, const Method& method) {
+  char text[KMHASH_TEXT_SIZE], whole[KMHASH_TEXT_SIZE];
   errno = 0;
-  const int code = createHashEx(path.c_str(), text, sizeof text, nullptr, mode);
-  return code == HASHCREATE_SUCCESS ? HashAnswer{{}, writtenForm(text)} : HashAnswer{failureOf(path, code, errno), ""};
+  int code = HASHCREATE_SUCCESS;
+  if (method.quick) {
+    code = createQuickFileHash(path.c_str(), text, sizeof text, nullptr);
+  } else if (method.both) {
+    code = kmhashHashFileBoth(path.c_str(), method.flags, text, whole, sizeof text);
+  } else {
+    code = kmhashHashFile(path.c_str(), method.flags, text, sizeof text);
+  }
+  if (code != HASHCREATE_SUCCESS) return {failureOf(path, code, errno), "", ""};
+  return {{}, writtenForm(text), method.both ? writtenForm(whole) : ""};
 }
 
-HashAnswer identifyRegularFile(const std::string& path) {
-  HashAnswer answer = hashRegularFile(path, KMHASH_MODE_IDENTIFY);
-  if (answer.failure.code == 0 && fieldsOf(answer.hash).algorithmId <= 0) {
-    answer.failure = {HASHCREATE_INVALID_HASH, "recognised, but there is nothing in it that has an algorithm"};
+IdentifyAnswer identifyRegularFile(const std::string& path, uint32_t flags) {
+  errno = 0;
+  const int id = kmhashIdentifyFile(path.c_str(), flags);
+  if (id > 0) return {{}, id};
+  if (id < 0 && id != HASHCREATE_INVALID_HASH) return {failureOf(path, id, errno), 0};
+  return {{HASHCREATE_INVALID_HASH, "recognised, but there is nothing in it that has an algorithm"}, 0};
+}
+
+VerifyAnswer verifyFile(const std::string& path, const std::string& hash) {
+  if (isNewer(hash)) return {newerHash(), 0};
+  if (Failure failure = refusal(path); failure.code != 0) return {std::move(failure), 0};
+  if (lacksLabels(hash)) {  // the library takes such a text for none
+    HashAnswer now = hashRegularFile(path, methodOf(hash));
+    return now.failure.code != 0 ? VerifyAnswer{std::move(now.failure), 0}
+                                 : VerifyAnswer{{}, differenceFlags(hash, now.hash)};
   }
-  return answer;
+  errno = 0;
+  const int flags = kmhashVerifyFile(path.c_str(), hash.c_str());
+  return flags < 0 ? VerifyAnswer{failureOf(path, flags, errno), 0} : VerifyAnswer{{}, flags};
 }
 
 }  // namespace cli

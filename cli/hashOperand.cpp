@@ -10,9 +10,9 @@ HashOperand readHashOperand(const std::string& operand) {
   return {operand, readHashText(operand, &reason).value_or("")};
 }
 
-HashAnswer hashOf(const HashOperand& operand, int32_t mode) {
-  if (!operand.isFile()) return {{}, operand.hash};
-  HashAnswer answer = hashFile(operand.operand, mode);
+HashAnswer hashOf(const HashOperand& operand, const Method& method) {
+  if (!operand.isFile()) return {{}, operand.hash, ""};
+  HashAnswer answer = hashFile(operand.operand, method);
   const bool beginsAsHash = getAlgorithmMajorVersionFromHash(operand.operand.c_str()) >= 0;
   if (answer.failure.code != HASHCREATE_FILE_NOTFOUND || !beginsAsHash) return answer;
   std::string reason;

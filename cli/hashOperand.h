@@ -1,7 +1,6 @@
 // An operand that is a hash text, or a file whose hash is meant.
 #pragma once
 
-#include <cstdint>
 #include <string>
 
 #include "hashFile.h"
@@ -18,6 +17,6 @@ struct HashOperand {
 HashOperand readHashOperand(const std::string& operand);
 
 // The operand's hash; a file is hashed now, and a failure says so when the operand may have been meant as a hash text.
-HashAnswer hashOf(const HashOperand& operand, int32_t mode);
+HashAnswer hashOf(const HashOperand& operand, const Method& method);
 
 }  // namespace cli

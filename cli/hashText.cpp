@@ -23,7 +23,7 @@ constexpr Field kContent{"content digest", 18, 40, false, false};
 constexpr Field kMeta{"meta digest", 58, 40, false, false};
 constexpr Field kFormatType{"format type", 98, 16, false, true};
 constexpr Field kAlgorithm{"algorithm id", 114, 2, false, true};
-constexpr Field kFiller{"filler", 116, 12, false, false};
+constexpr Field kFiller{"filler", 116, 12, false, false};  // begins with the mark
 constexpr Field kFields[] = {kVersion, kFileType, kContent, kMeta, kFormatType, kAlgorithm, kFiller};
 
 std::string part(const std::string& hash, const Field& field) { return hash.substr(field.offset, field.count); }
@@ -109,6 +109,14 @@ bool isQuick(const std::string& hash) {
   return getAlgorithmIdFromHash(comparableForm(hash).c_str()) == KMHASH_ALGORITHM_QUICK;
 }
 
+bool isWhole(const std::string& hash) { return kmhashIsWhole(comparableForm(hash).c_str()) == 1; }
+
+bool isNewer(const std::string& hash) {
+  return !hash.empty() && !isUnset(part(hash, kVersion)) && kmhashCanVerify(comparableForm(hash).c_str()) == 0;
+}
+
+bool lacksLabels(const std::string& hash) { return hash.find(kUnset) != std::string::npos; }
+
 HashFields fieldsOf(const std::string& hash) {
   HashFields fields;
   if (!isUnset(part(hash, kVersion))) {
@@ -127,6 +135,16 @@ HashFields fieldsOf(const std::string& hash) {
 const char* algorithmName(int id) {
   const char* name = kmhashAlgorithmName(static_cast<uint32_t>(id));
   return name != nullptr ? name : "unknown";
+}
+
+std::string algorithmVersion(int id, bool whole) {
+  for (int major = 9; major > 0; --major) {
+    const int minor = whole ? 1 : 0;
+    const std::string text =
+        fmt::format("{:04}{:04}{:0106}{:02X}{}{:010}", major, minor, 0, id, whole ? "F1" : "00", 0);
+    if (kmhashCanVerify(text.c_str()) == 1) return fmt::format("{}.{}", major, minor);
+  }
+  return "";
 }
 
 }  // namespace cli

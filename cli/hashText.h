@@ -33,6 +33,13 @@ extern const Difference kDifferences[5];
 std::string differenceNames(int flags);
 
 bool isQuick(const std::string& hash);
+bool isWhole(const std::string& hash);
+
+// Whether a newer kmhash wrote it: its version, algorithm or mark is not known here.
+bool isNewer(const std::string& hash);  // false for an empty text
+
+// Whether a label was never set.
+bool lacksLabels(const std::string& hash);
 
 // A hash text taken apart. A label that was never set is empty and its algorithm id -1.
 struct HashFields {
@@ -42,11 +49,14 @@ struct HashFields {
   std::string meta;        // 40 hex digits
   std::string formatType;  // "JPEG", as fileType
   int algorithmId = -1;
-  std::string filler;
+  std::string filler;  // with the mark of a whole hash
 };
 HashFields fieldsOf(const std::string& hash);
 
 // "JPEG" for 1; "unknown" for an id that this version has no name for.
 const char* algorithmName(int id);
+
+// The version that new hashes of an algorithm carry, sampled or of every byte: "3.0"; empty when there is none.
+std::string algorithmVersion(int id, bool whole);
 
 }  // namespace cli

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "hashText.h"
+#include "kmhash.h"
 
 namespace cli {
 namespace {
@@ -13,25 +14,17 @@ using Json = nlohmann::ordered_json;
 
 Json textOrNull(const std::string& text) { return text.empty() ? Json() : Json(text); }
 
-void addLabels(Json& object, const HashFields& fields) {
-  const bool hasAlgorithm = fields.algorithmId >= 0;
-  object["algorithm_id"] = hasAlgorithm ? Json(fields.algorithmId) : Json();
-  object["algorithm"] = hasAlgorithm ? Json(algorithmName(fields.algorithmId)) : Json();
-  object["version"] = textOrNull(fields.version);
-  object["file_type"] = textOrNull(fields.fileType);
-  object["format_type"] = textOrNull(fields.formatType);
-}
-
 std::string hexDigits(const std::string& bytes) {
   std::string digits;
   for (const char byte : bytes) digits += fmt::format("{:02x}", static_cast<unsigned char>(byte));
   return digits;
 }
 
-Json begun(const std::string& path, const Failure& failure) {
-  Json object{{"path", path}, {"status", resultName(failure.code)}};
-  if (failure.code != 0) object["reason"] = failure.words;
-  return object;
+Json begun(const std::string& path, int code) { return {{"path", path}, {"status", resultName(code)}}; }
+
+void addAlgorithm(Json& object, int id) {
+  object["algorithm_id"] = id >= 0 ? Json(id) : Json();
+  object["algorithm"] = id >= 0 ? Json(algorithmName(id)) : Json();
 }
 
 std::string lineOf(Json object, const std::string& path) {
@@ -45,21 +38,30 @@ std::string lineOf(Json object, const std::string& path) {
 
 }  // namespace
 
-std::string jsonOfHash(const std::string& path, const HashAnswer& answer) {
-  Json object = begun(path, answer.failure);
-  if (answer.failure.code == 0) {
-    const HashFields fields = fieldsOf(answer.hash);
-    object["hash"] = answer.hash;
-    addLabels(object, fields);
-    object["content"] = fields.content;
-    object["meta"] = fields.meta;
-  }
+std::string jsonOfHash(const std::string& path, const std::string& hash) {
+  const HashFields fields = fieldsOf(hash);
+  Json object = begun(path, HASHCREATE_SUCCESS);
+  object["hash"] = hash;
+  addAlgorithm(object, fields.algorithmId);
+  object["version"] = textOrNull(fields.version);
+  object["whole"] = isWhole(hash);
+  object["file_type"] = textOrNull(fields.fileType);
+  object["format_type"] = textOrNull(fields.formatType);
+  object["content"] = fields.content;
+  object["meta"] = fields.meta;
   return lineOf(std::move(object), path);
 }
 
-std::string jsonOfFormat(const std::string& path, const HashAnswer& answer) {
-  Json object = begun(path, answer.failure);
-  if (answer.failure.code == 0) addLabels(object, fieldsOf(answer.hash));
+std::string jsonOfAlgorithm(const std::string& path, int algorithmId) {
+  Json object = begun(path, HASHCREATE_SUCCESS);
+  addAlgorithm(object, algorithmId);
+  object["version"] = textOrNull(algorithmVersion(algorithmId, false));
+  return lineOf(std::move(object), path);
+}
+
+std::string jsonOfFailure(const std::string& path, const Failure& failure) {
+  Json object = begun(path, failure.code);
+  object["reason"] = failure.words;
   return lineOf(std::move(object), path);
 }
 

@@ -9,9 +9,8 @@ namespace cli {
 
 // One object with its newline. JSON text is UTF-8, paths are bytes: one that is not UTF-8 stands in "path" with U+FFFD
 // in place of what is not, and exactly, as hex digits, in "path_hex".
-std::string jsonOfHash(const std::string& path, const HashAnswer& answer);
-
-// As jsonOfHash, with the labels alone.
-std::string jsonOfFormat(const std::string& path, const HashAnswer& answer);
+std::string jsonOfHash(const std::string& path, const std::string& hash);
+std::string jsonOfAlgorithm(const std::string& path, int algorithmId);
+std::string jsonOfFailure(const std::string& path, const Failure& failure);
 
 }  // namespace cli

@@ -93,12 +93,9 @@ TEST(HashText, HasLowerCaseEveryByteInLabelsAndUnsetFields) {
 }
 
 TEST(JsonLine, KeepsAPathThatIsNotUtf8) {
-  HashAnswer failed;
-  failed.failure = {HASHCREATE_READ_ERROR, "cut"};
-  EXPECT_EQ(jsonOfHash("n\n\xC3\xBC\xFF", failed),
+  EXPECT_EQ(jsonOfFailure("n\n\xC3\xBC\xFF", {HASHCREATE_READ_ERROR, "cut"}),
             "{\"path\":\"n\\n\xC3\xBC\xEF\xBF\xBD\",\"status\":\"HASHCREATE_READ_ERROR\","
-            "\"reason\":\"cut\","
-            "\"path_hex\":\"6e0ac3bcff\"}\n");
+            "\"reason\":\"cut\",\"path_hex\":\"6e0ac3bcff\"}\n");
 }
 
 TEST(ProgressLine, SaysWhatIsKnown) {
@@ -277,9 +274,8 @@ TEST_F(Program, PassesOverWhatItIsToldTo) {
   std::filesystem::copy_file(KMHASH_TEST_MEDIA "/jpeg-baseline.jpg", folder / "d/photo");
   const Finished run = kmhash("identify --json --skip-unsupported -r d");
   EXPECT_EQ(run.out,
-            "{\"path\":\"d/"
-            "photo\",\"status\":\"HASHCREATE_SUCCESS\",\"algorithm_id\":1,\"algorithm\":\"JPEG\","
-            "\"version\":\"3.0\",\"file_type\":\"PHOTO\",\"format_type\":\"JPEG\"}\n");
+            "{\"path\":\"d/photo\",\"status\":\"HASHCREATE_SUCCESS\",\"algorithm_id\":1,"
+            "\"algorithm\":\"JPEG\",\"version\":\"3.0\"}\n");
   EXPECT_EQ(run.err,
             "kmhash: passed over: 6 files of unsupported formats, 1 file without content\n");
   EXPECT_EQ(run.status, 0);
@@ -331,10 +327,46 @@ TEST_F(Program, CheckReadsBackWhatHashWrote) {
   EXPECT_EQ(kmhash("hash tag").out, std::string(18, '.') + sha1Hex({}) + sha1Hex({}) +
                                         std::string(18, '.') + "000000000000  tag\n");
   const std::string shown = kmhash("show tag").out;
-  EXPECT_NE(shown.find("\nversion      not set\nfile type    not set\n"), std::string::npos);
+  EXPECT_NE(shown.find("\nversion      not set\ncovers       samples\nfile type    not set\n"),
+            std::string::npos);
   EXPECT_NE(shown.find("\nformat type  not set\nalgorithm    not set\n"), std::string::npos);
   EXPECT_EQ(kmhash("show " + kHash).out.find("hash         " + kHash + "\nversion      3.0\n"), 0U);
   EXPECT_EQ(kmhash("identify plain tag").out, "  1  JPEG     plain\n");
+}
+
+TEST_F(Program, HashesAndVerifiesByVersionAndCoverage) {
+  const std::pair<std::string, uint32_t> rows[] = {
+      {"", 0},
+      {"--prefer 4", KMHASH_PREFER_VERSION_4},
+      {"--whole", KMHASH_WHOLE},
+      {"--prefer=4 --whole", KMHASH_PREFER_VERSION_4 | KMHASH_WHOLE},
+  };
+  const std::string path = folder / "p";
+  std::filesystem::copy_file(KMHASH_TEST_MEDIA "/png-large.png", path);
+  std::string list, oks, texts[4];
+  for (const auto& [options, flags] : rows) {
+    char text[KMHASH_TEXT_SIZE] = "";
+    ASSERT_EQ(kmhashHashFile(path.c_str(), flags, text, sizeof text), HASHCREATE_SUCCESS);
+    EXPECT_EQ(kmhash("hash p " + options).out, text + std::string("  p\n"));
+    EXPECT_EQ(kmhash("compare p " + std::string(text)).status, 0);
+    const std::string hash = "hash         " + std::string(text) + '\n';
+    EXPECT_NE(kmhash("show p " + options).out.find(hash), std::string::npos);
+    texts[flags] = text + std::string("  p\n");
+    list += texts[flags];
+    oks += "p: OK\n";
+  }
+  EXPECT_EQ(kmhash("hash --both p").out, texts[0] + texts[2]);
+  EXPECT_EQ(kmhash("identify p --prefer 4 ").out, " 45  PNG      p\n");
+  const std::string newer = "0009" + list.substr(4, 124);
+  writeText("list", list + newer + "  p\n");
+  const Finished run = kmhash("check list");
+  const std::string words = "the hash was made by a newer kmhash";
+  EXPECT_EQ(run.out, oks + "p: FAILED (" + words + ", HASHCREATE_NON_SUPPORTED)\n");
+  EXPECT_NE(kmhash("show " + newer)
+                .out.find("version      9.0, made by a newer kmhash\ncovers       not "),
+            std::string::npos);
+  EXPECT_EQ(kmhash("compare p " + newer).err,
+            "kmhash: " + newer + ": " + words + " (HASHCREATE_NON_SUPPORTED)\n");
 }
 
 TEST_F(Program, CheckReportsAsItsOptionsSay) {
@@ -410,6 +442,7 @@ TEST_F(Program, ComparesFilesAndTexts) {
       {"--quick a b", "The media differ.", 1},
       {jpeg + " " + jpegHash, "The media are the same.", 0},
       {jpeg + " " + media + "png-rgb.png", "The media differ: they are of different formats.", 1},
+      {jpeg + " " + media + "webp.webp", "The media differ: they are of different formats.", 1},
       {text + " " + kHash,
        "The hashes were made in different ways: they do not tell whether the media are the same.",
        2},
@@ -442,6 +475,8 @@ TEST_F(Program, TellsWrongUsage) {
       {"hash --zero=3 a", "-z, --zero: takes no value"},
       {"hash --progress=some a", "--progress: auto or always or never is needed, not some"},
       {"hash --json --zero a", "exclude each other"},
+      {"hash --quick --whole a", "--quick goes with neither"},
+      {"hash --whole --both a", "--both goes with neither"},
       {"hash --exclude b a", "there is no -r"},
       {"hash --files0-from a b", "b: no file can be named beside --files0-from"},
       {"check", "no list is named"},
