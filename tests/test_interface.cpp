@@ -29,16 +29,15 @@ std::string changedAt(size_t index, char to = 'F') {
 
 TEST(Interface, QuickHashOfSizeAndBytes) {
   const Bytes small = Bytes().pattern(300);
-  const Bytes large = Bytes().pattern(100'003);
-  for (const Bytes& file : {Bytes().u8('x'), small, large}) {
-    EXPECT_EQ(hashOf(file, KMHASH_MODE_QUICK).text, "00030000554E4B574E" + sha1Hex(sampled(file)) +
-                                                        sha1Hex(Bytes().u64be(file.size())) +
-                                                        "515549434B000000FF000000000000");
+  for (const Bytes& file : {Bytes{'x'}, small, Bytes().pattern(100'003)}) {
+    const std::string digests = sha1Hex(sampled(file)) + sha1Hex(Bytes().u64be(file.size()));
+    EXPECT_EQ(hashOf(file, KMHASH_MODE_QUICK).text,
+              "00030000554E4B574E" + digests + "515549434B000000FF000000000000");
   }
   MemoryFile file(small);
   hashOf(file, KMHASH_MODE_QUICK);
-  EXPECT_EQ(file.calls,
-            (std::vector<Call>{{"open"}, {"size"}, {"read", 200}, {"read", 100}, {"close"}}));
+  const Call calls[] = {{"open"}, {"size"}, {"read", 200}, {"read", 100}, {"close"}};
+  EXPECT_EQ(file.calls, std::vector<Call>(std::begin(calls), std::end(calls)));
 }
 
 TEST(Interface, ArgumentsAndSourcesThatFail) {
@@ -54,8 +53,6 @@ TEST(Interface, ArgumentsAndSourcesThatFail) {
   }
   EXPECT_EQ(file.calls, std::vector<Call>{});
   EXPECT_STREQ(out, "untouched");
-  EXPECT_EQ(getAlgorithmMajorVersion(15), HASHCREATE_INVALID_PARAM);
-  EXPECT_EQ(getAlgorithmMinorVersion(0xFFFFFFFF), HASHCREATE_INVALID_PARAM);
 
   const auto codeOf = [](auto change) {
     MemoryFile changed(Bytes().pattern(20'000));
@@ -67,15 +64,17 @@ TEST(Interface, ArgumentsAndSourcesThatFail) {
   EXPECT_EQ(codeOf([](MemoryFile& f) { f.openFails = true; }), HASHCREATE_FILE_NOTFOUND);
   EXPECT_EQ(codeOf([](MemoryFile& f) { f.statedSize = -255; }), HASHCREATE_INVALID_PARAM);
   EXPECT_EQ(codeOf([](MemoryFile& f) { f.statedSize = 0; }), HASHCREATE_NON_SUPPORTED);
-  EXPECT_EQ(codeOf([](MemoryFile& f) { f.statedSize = -1; }),
-            HASHCREATE_READ_ERROR);  // 2^64 - 1 bytes
+  EXPECT_EQ(codeOf([](MemoryFile& f) { f.statedSize = INT64_MAX; }), HASHCREATE_READ_ERROR);
+  EXPECT_EQ(codeOf([](MemoryFile& f) { f.statedSize = -1; }), HASHCREATE_READ_ERROR);
 
-  // Who claims more than he was asked for has delivered nothing.
+  // Who claims more than he was asked for has delivered nothing, also behind a byte that came.
   KmhashFileCallbacks boasting = *callbacks();
-  boasting.read = [](void*, uint32_t count, void*) { return count + 1; };
-  EXPECT_EQ(createQuickFileHash(file.path(), out, 129, &boasting), HASHCREATE_READ_ERROR);
-  boasting.read = [](void*, uint32_t, void*) { return UINT32_MAX; };
-  EXPECT_EQ(createQuickFileHash(file.path(), out, 129, &boasting), HASHCREATE_READ_ERROR);
+  for (const auto read :
+       {+[](void*, uint32_t, void*) { return UINT32_MAX; },
+        +[](void*, uint32_t count, void*) { return count == 50 ? 1 : count + 1; }}) {
+    boasting.read = read;
+    EXPECT_EQ(createQuickFileHash(file.path(), out, 129, &boasting), HASHCREATE_READ_ERROR);
+  }
   MemoryFile grown(file.bytes + file.bytes);  // while it is read
   grown.statedSize = 50;
   EXPECT_EQ(hashOf(grown, KMHASH_MODE_QUICK).text, hashOf(file.bytes, KMHASH_MODE_QUICK).text);
@@ -90,10 +89,9 @@ TEST(Interface, OnlyPublicCodesLeave) {
 }
 
 TEST(Interface, FilesThatNobodyClaims) {
-  EXPECT_EQ(hashOf(Bytes().text("plain text, no media")).code, HASHCREATE_NON_SUPPORTED);
-  EXPECT_EQ(hashOf(Bytes().fill(1000, 0)).code, HASHCREATE_NON_SUPPORTED);
-  EXPECT_EQ(hashOf(Bytes().fill(700, 0).text("plain text, no media")).code,
-            HASHCREATE_NON_SUPPORTED);
+  const Bytes text = Bytes().text("plain text, no media");
+  expectCode(HASHCREATE_NON_SUPPORTED,
+             {{"text", text}, {"zeros", Bytes(1000)}, {"text behind zeros", Bytes(700) + text}});
 }
 
 TEST(Interface, CompareHashesAgainInTheModeOfTheStoredHash) {
@@ -109,8 +107,8 @@ TEST(Interface, CompareHashesAgainInTheModeOfTheStoredHash) {
 // Camera raw files whose source gives up before the preview: all labels are set but the file type.
 TEST(Interface, OwnTextsAreReadBehindTheirNuls) {
   const auto rawFile = [](uint8_t seed) {
-    MemoryFile file(header(false, 100).pattern(92, seed) +
-                    ifd(false, {{513, 4, 1, 400}, {514, 4, 1, 300}}) + Bytes(70));
+    const Bytes tags = ifd(false, {{513, 4, 1, 400}, {514, 4, 1, 300}});
+    MemoryFile file(header(false, 100).pattern(92, seed) + tags + Bytes(70));
     file.statedSize = 1000;
     return file;
   };
@@ -125,16 +123,14 @@ TEST(Interface, OwnTextsAreReadBehindTheirNuls) {
 }
 
 TEST(HashText, ComparisonLooksAtTheseFieldsOnly) {
-  const struct {
-    size_t index;
-    int different;
-  } rows[] = {{0, -11}, {17, 0},  {18, 1},  {57, 1},   {58, 2},   {97, 2},  {98, 4},
-              {105, 4}, {106, 0}, {113, 0}, {114, 16}, {121, 16}, {122, 0}, {127, 0}};
-  for (const auto& row : rows) {
-    EXPECT_EQ(compareBetweenHash(kHash, changedAt(row.index, 'E').c_str()), row.different)
-        << row.index;
+  const std::pair<size_t, int> rows[] = {{17, 0},   {18, 1},  {57, 1},  {58, 2},  {97, 2},
+                                         {98, 4},   {105, 4}, {106, 0}, {113, 0}, {114, 16},
+                                         {121, 16}, {122, 0}, {127, 0}};
+  for (const auto& [index, flags] : rows) {
+    EXPECT_EQ(compareBetweenHash(kHash, changedAt(index, 'E').c_str()), flags) << index;
   }
   EXPECT_EQ(compareBetweenHash(kHash, changedAt(7, '9').c_str()), KMHASH_DIFFERENT_VERSION);
+  EXPECT_EQ(compareBetweenHash(kHash, changedAt(0, 'E').c_str()), HASHCREATE_INVALID_HASH);
   EXPECT_EQ(compareBetweenHash(kHash, "12345678"), 1 + 2 + 4 + 8 + 16);  // ends early
   EXPECT_EQ(compareBetweenHash("00030000", "00030000"), 0);
   EXPECT_EQ(compareBetweenHash(nullptr, kHash), HASHCREATE_INVALID_PARAM);
@@ -152,18 +148,6 @@ TEST(HashText, FieldsRead) {
   EXPECT_EQ(getAlgorithmIdFromHash(nullptr), HASHCREATE_INVALID_PARAM);
   EXPECT_EQ(getAlgorithmMajorVersionFromHash("12345678 and more"), 1234);
   EXPECT_EQ(getAlgorithmMinorVersionFromHash("12345678 and more"), 5678);
-
-  Labels labels = {};
-  setFileType(&labels, "AUDIO");
-  setFormatType(&labels, "a\xFFz");
-  char decoded[9];
-  EXPECT_EQ(getFormatTypeStr(&labels, decoded, 8), HASHCREATE_INVALID_PARAM);
-  EXPECT_EQ(getFormatTypeStr(&labels, decoded, 9), 0);
-  EXPECT_STREQ(decoded, "a\xFFz");
-  EXPECT_EQ(getFileTypeStr(&labels, decoded, 6), 0);
-  EXPECT_STREQ(decoded, "AUDIO");
-  EXPECT_EQ(hexStr2Str("414", 3, decoded, 9), HASHCREATE_INVALID_PARAM);
-  EXPECT_EQ(hexStr2Str("41\0004", 4, decoded, 9), HASHCREATE_INVALID_PARAM);
 }
 
 TEST(HashText, DigestFedAfterItsEndHasNone) {
@@ -176,8 +160,9 @@ TEST(HashText, DigestFedAfterItsEndHasNone) {
 }
 
 TEST(Interface, QuickHashesHaveAVersionThatTheTableDoesNotKnow) {
-  for (uint32_t id = 1; id <= 14; ++id)
+  for (uint32_t id = 1; id <= 14; ++id) {
     EXPECT_EQ(getAlgorithmMajorVersion(id) * 10 + getAlgorithmMinorVersion(id), 30);
+  }
   for (const uint32_t id : {0u, 15u, 255u}) {
     EXPECT_EQ(getAlgorithmMajorVersion(id), HASHCREATE_INVALID_PARAM) << id;
     EXPECT_EQ(getAlgorithmMinorVersion(id), HASHCREATE_INVALID_PARAM) << id;
@@ -201,8 +186,7 @@ TEST(Interface, NamesAreThoseOfTheConstants) {
   }
   EXPECT_GE(names, 15 + 16);
   for (const uint32_t id : {0u, 31u, 254u, 256u}) EXPECT_EQ(kmhashAlgorithmName(id), nullptr) << id;
-  for (const int code : {1, -15, -100, -254, -256})
-    EXPECT_EQ(kmhashResultName(code), nullptr) << code;
+  for (const int code : {1, -15, -254, -256}) EXPECT_EQ(kmhashResultName(code), nullptr) << code;
 }
 
 // ---- Slices ----
@@ -222,15 +206,16 @@ ResultCode viewSlice(Stream* stream, Labels*) {
 }
 
 TEST(Slice, LooksLikeAWholeFileAndEndsAtTheRealEnd) {
-  const struct {
-    size_t file;
-    uint64_t base, size;
-    bool fromOuterBuffer;
-    int64_t lastSeek;  // from where 300 bytes of the slice end; 0: none
-  } rows[] = {{1000, 0, 250, true, 700},
-              {1000, 150, 250, false, 550},
-              {1000, 700, 250, false, 0},
-              {180, 50, 100, true, 0}};
+  struct Slice {
+    size_t file = 1000;
+    uint64_t base = 0, size = 250;
+    bool fromOuterBuffer = false;
+    int64_t lastSeek = 0;  // from where 300 bytes of the slice end; 0: none
+  };
+  const Slice rows[] = {{.fromOuterBuffer = true, .lastSeek = 700},
+                        {.base = 150, .lastSeek = 550},
+                        {.base = 700},
+                        {.file = 180, .base = 50, .size = 100, .fromOuterBuffer = true}};
   for (const auto& row : rows) {
     OpenStream stream(row.file);
     Labels labels = {};

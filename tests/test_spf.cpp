@@ -2,8 +2,8 @@
 
 using namespace support;
 
-const Bytes kData = Bytes().pattern(600), kSound = Bytes().pattern(500, 2),
-            kLongSound = Bytes().pattern(20000, 3);
+const Bytes kData = Bytes().pattern(600), kSound = Bytes().pattern(500, 2);
+const Bytes kLongSound = Bytes().pattern(20000, 3);
 const Bytes kBefore = segment(0xFFE1, Bytes().pattern(300, 9));  // longer than the read buffer
 
 // A photo with its sound index behind `before`, and behind the image an SD header of 16 bytes and
@@ -17,22 +17,26 @@ struct Photo {
   std::string_view sdHead = {"SD_HEAD\0", 8};
 
   Bytes image(size_t soundOffset) const {
-    Bytes index =
-        directory(big, {{0xB000, 1, version}, {0xB001, countOfCount, count}, {0xB002, 1, list}});
-    for (const Numbers& s : sounds)
+    const std::vector<Numbers> tags = {
+        {0xB000, 1, version}, {0xB001, countOfCount, count}, {0xB002, 1, list}};
+    Bytes index = Bytes().text("SPF").u8(0) + directory(big, tags);
+    for (const Numbers& s : sounds) {
       index.add(u32(big, 1) + u32(big, s[0]) + u32(big, soundOffset + s[1])).fill(4, 0xEE);
-    return kSoi + before + segment(0xFFE3, Bytes().text("SPF").u8(0) + index) + kFrameSegment +
-           scan(kData);
+    }
+    return kSoi + before + segment(0xFFE3, index) + kFrameSegment + scan(kData);
   }
   Bytes file() const {
-    return image(image(0).size() - before.size() - 10) +
-           Bytes().text(sdHead).u16be(sdLength).fill(6, 0x77) + sound;
+    const Bytes sdHeader = Bytes().text(sdHead).u16be(sdLength).fill(6, 0x77);
+    return image(image(0).size() - before.size() - 10) + sdHeader + sound;
   }
 };
 
 TEST(Spf, AddsTheSoundToTheMetaDigest) {
   const Bytes meta = Bytes().u64be(488) + kSound.part(0, 488);  // without the last twelve bytes
   const Bytes longMeta = Bytes().u64be(19988) + sampled(kLongSound.part(0, 19988));
+  const Bytes tiny = Bytes().u64be(UINT64_MAX) + kSound;
+  const Bytes noBody = Bytes().u64be(494).fill(6, 0x77) + kSound.part(0, 488);
+  constexpr size_t kBack = 500;
   const std::tuple<const char*, Photo, Bytes> rows[] = {
       {"one sound, and no more than that", {.sound = kSound + kData}, meta},
       {"big-endian, index in the read buffer", {.big = true, .before = {}}, meta},
@@ -41,43 +45,34 @@ TEST(Spf, AddsTheSoundToTheMetaDigest) {
       {"an unreadable last entry", {.sounds = {{516, 0}, {1, 5}}, .count = 0x10000002}, meta},
       {"a count that does not fit its entry", {.countOfCount = 2}, meta},
       {"a long sound is sampled", {.sounds = {{20016, 0}}, .sound = kLongSound}, longMeta},
-      {"a sound below twelve bytes wraps",
-       {.sounds = {{27, 0}}},
-       Bytes().u64be(UINT64_MAX) + kSound},
-      {"the last sound ends before the first",
-       {.sounds = {{516, 0}, {1, size_t{0} - 500}}},
-       Bytes().u64be(0)},
+      {"a sound below twelve bytes wraps", {.sounds = {{27, 0}}}, tiny},
+      {"the last sound ends before the first", {.sounds = {{516, 0}, {1, 0 - kBack}}}, Bytes(8)},
       {"no last sound", {.sounds = {{516, 0}, {0, 116}}}, {}},
-      {"an SD header without a body",
-       {.sdLength = 2},
-       Bytes().u64be(494).fill(6, 0x77) + kSound.part(0, 488)},
+      {"an SD header without a body", {.sdLength = 2}, noBody},
       {"an SD header that ends beyond the file", {.sdLength = 9999}, {}},
       {"no SD header", {.sdHead = "SD_HEAD!"}, {}},
   };
   for (const auto& [rule, photo, soundMeta] : rows) {
     SCOPED_TRACE(rule);
     expectHash(photo.file(), 1, "SPF ", "PHOTO", scanContent(kData), kFrameMeta + soundMeta);
-    const HashText labels =
-        hashOf(photo.file(), KMHASH_MODE_IDENTIFY);  // the sound's size, no sound
-    EXPECT_EQ(labels.formatType() + labels.meta(),
-              "SPF " + sha1Hex(kFrameMeta + soundMeta.part(0, 8)));
+    const HashText labels = hashOf(photo.file(), KMHASH_MODE_IDENTIFY);  // the size, no sound
+    EXPECT_EQ(labels.formatType(), "SPF ");
+    EXPECT_EQ(labels.meta(), sha1Hex(kFrameMeta + soundMeta.part(0, 8)));
   }
 }
 
 TEST(Spf, BrokenIndexFailsTheFile) {
-  const auto codeOf = [](const Photo& photo) { return hashOf(photo.file()).code; };
-  EXPECT_EQ(codeOf({.version = 0x3030303A}), HASHCREATE_FORMAT_ERROR) << "the character behind 9";
-  EXPECT_EQ(codeOf({.count = 0}), HASHCREATE_FORMAT_ERROR);
-  EXPECT_EQ(codeOf({.list = 0}), HASHCREATE_FORMAT_ERROR);
-  EXPECT_EQ(hashOf(patched(Photo().file(), kBefore.size() + 10, 0)).code, HASHCREATE_FORMAT_ERROR)
-      << "TIFF header";
-  EXPECT_EQ(hashOf(patched(Photo().file(), kBefore.size() + 14, 65)).code, HASHCREATE_FILE_NOTFOUND)
-      << "directory";
-  EXPECT_EQ(hashOf(kSoi + segment(0xFFE3, Bytes().text("SPF").u8(0)) + scan(kData)).code,
-            HASHCREATE_FORMAT_ERROR);
-  EXPECT_EQ(codeOf({.list = 51}), HASHCREATE_FORMAT_ERROR) << "read past the segment";
-  EXPECT_EQ(codeOf({.list = Photo().file().size() - kBefore.size() - 25}), HASHCREATE_READ_ERROR)
-      << "cut";
+  const Bytes whole = Photo().file(), noIndex = kSoi + segment(0xFFE3, Bytes().text("SPF").u8(0));
+  const size_t header = kBefore.size() + 10;
+  expectCode(HASHCREATE_FORMAT_ERROR,
+             {{"version: the character behind 9", Photo{.version = 0x3030303A}.file()},
+              {"no sounds", Photo{.count = 0}.file()},
+              {"no list", Photo{.list = 0}.file()},
+              {"TIFF header", patched(whole, header, 0)},
+              {"nothing", noIndex + scan(kData)},
+              {"read past the segment", Photo{.list = 51}.file()}});
+  expectCode(HASHCREATE_FILE_NOTFOUND, {{"directory", patched(whole, header + 4, 65)}});
+  expectCode(HASHCREATE_READ_ERROR, {{"cut", Photo{.list = whole.size() - header - 15}.file()}});
 }
 
 TEST(Spf, SoundOfAMultiPictureFile) {

@@ -35,7 +35,7 @@ Bytes fileOf(const Image& image) {
          ifd(false, {width, length, compression, colours, image.offsets, image.sizes}) + image.late;
 }
 
-void expectImage(const char* rule, const Image& image, int code, const Bytes& content) {
+void expectImage(const char* rule, const Image& image, int code, const Bytes& content = {}) {
   SCOPED_TRACE(rule);
   const Bytes file = fileOf(image);
   const Bytes places = u32(false, image.offsets[3]) + u32(false, image.sizes[3]);
@@ -56,115 +56,125 @@ TEST(Tiff, FailuresCountAsLongAsNothingIsHashed) {
   const Bytes longs = Bytes().fill(10, 9).u32le(124).fill(16, 0).u32le(3).u32le(4).fill(7, 5);
   const Numbers five = {273, kLong, 5, 96}, fiveLater = {273, kLong, 5, 97};
   const Numbers sizes = {279, kLong, 2, 116}, sizesLater = {279, kLong, 2, 117};
-  const int unreachable = HASHCREATE_FILE_NOTFOUND, format = HASHCREATE_FORMAT_ERROR;
-  const std::tuple<const char*, Image, int, Bytes> rows[] = {
-      {"one strip", {.sizes = size(20000)}, 0, sized(kBig)},
-      {"compressed", {.sizes = size(20000), .compression = 5}, 0, sampled(kBig).u64be(20000)},
-      {"cut short", {.sizes = size(999), .late = kPixels}, HASHCREATE_READ_ERROR, {}},
-      {"inside the directory", {.offsets = at(85)}, format, {}},
-      {"a zero count", {{}, shortOffsets, shortSizes, 1, shorts}, 0, sized(kPixels.part(0, 100))},
-      {"sum over 32 bits",
-       {{}, at(94), sizesInOne, 5, most},
-       0,
-       most.part(8).u64be(1ULL << 32 | 1)},
-      {"inline SHORTs", {{}, twoOffsets, twoSizes, 5, kPixels}, 0, Bytes(kPixels).u64be(0x10002)},
-      {"length wraps to inline", {{}, {273, 4, 1 << 30 | 1, 96}}, 0, sized(kBig.part(10, 300))},
-      {"list out of reach", {.offsets = {273, kLong, 2, 99999}}, unreachable, {}},
-      {"list of a strange type", {.offsets = {273, kRational, 1, 86}}, format, {}},
-      {"four offsets", {{}, {273, kLong, 4, 97}, size(999), 1, longs}, format, {}},
-      {"five offsets", {{}, five, sizes, 1, longs}, 0, sized(longs.part(38))},
-      {"five, strips behind", {{}, fiveLater, sizesLater, 1, longs}, 0, sized(longs.part(0, 11))},
-  };
-  for (const auto& [rule, image, code, content] : rows) expectImage(rule, image, code, content);
+  const Numbers wrapping = {273, kLong, 1 << 30 | 1, 96}, strange = {273, kRational, 1, 86};
+  const Numbers tooFar = {273, kLong, 2, 99999}, four = {273, kLong, 4, 97};
+  expectImage("one strip", {.sizes = size(20000)}, 0, sized(kBig));
+  expectImage("compressed", {.sizes = size(20000), .compression = 5}, 0,
+              sampled(kBig).u64be(20000));
+  expectImage("a zero count", {.offsets = shortOffsets, .sizes = shortSizes, .late = shorts}, 0,
+              sized(kPixels.part(0, 100)));
+  expectImage("sum over 32 bits",
+              {.offsets = at(94), .sizes = sizesInOne, .compression = 5, .late = most}, 0,
+              most.part(8).u64be(1ULL << 32 | 1));
+  expectImage("inline SHORTs",
+              {.offsets = twoOffsets, .sizes = twoSizes, .compression = 5, .late = kPixels}, 0,
+              Bytes(kPixels).u64be(0x10002));
+  expectImage("length wraps to inline", {.offsets = wrapping}, 0, sized(kBig.part(10, 300)));
+  expectImage("five offsets", {.offsets = five, .sizes = sizes, .late = longs}, 0,
+              sized(longs.part(38)));
+  expectImage("five, strips behind", {.offsets = fiveLater, .sizes = sizesLater, .late = longs}, 0,
+              sized(longs.part(0, 11)));
+
+  expectImage("cut short", {.sizes = size(999), .late = kPixels}, HASHCREATE_READ_ERROR);
+  expectImage("inside the directory", {.offsets = at(85)}, HASHCREATE_FORMAT_ERROR);
+  expectImage("list out of reach", {.offsets = tooFar}, HASHCREATE_FILE_NOTFOUND);
+  expectImage("list of a strange type", {.offsets = strange}, HASHCREATE_FORMAT_ERROR);
+  const Image fourOffsets = {.offsets = four, .sizes = size(999), .late = longs};
+  expectImage("four offsets", fourOffsets, HASHCREATE_FORMAT_ERROR);
 }
 
 // The bytes before the directory are hashed already. Data is fed 1024 bytes at a time.
 TEST(Tiff, NoFailureCountsOnceBytesAreHashed) {
-  const Bytes early = Bytes().fill(2, 0xE0).u32le(106).fill(14, 0xE0);
-  const Numbers behind = {273, kLong, 2, 10}, own = {273, kLong, 2, 106},
-                far = {273, kLong, 5, 99999};
+  const Bytes early = Bytes(2, 0xE0).u32le(106).fill(14, 0xE0), list = Bytes().u32le(113).u32le(0);
+  const Numbers behind = {273, kLong, 2, 10}, own = {273, kLong, 2, 106};
+  const Numbers far = {273, kLong, 5, 99999};
   const std::tuple<const char*, Image, Bytes> rows[] = {
-      {"offsets are behind", {early, behind}, sized(early)},
+      {"offsets are behind", {.early = early, .offsets = behind}, sized(early)},
       {"counts are behind", {early, at(106), size(105)}, sized(early)},
-      {"all is ahead", {early, at(106)}, sized(kPixels)},
-      {"strip in its list", {early, own, size(300), 1, Bytes().u32le(113).u32le(0)}, sized(early)},
-      {"strip beyond the file", {early, at(99999)}, sized(early)},
+      {"all is ahead", {.early = early, .offsets = at(106)}, sized(kPixels)},
+      {"strip in its list", {.early = early, .offsets = own, .late = list}, sized(early)},
+      {"strip beyond the file", {.early = early, .offsets = at(99999)}, sized(early)},
       {"cut short", {early, at(106), size(20001)}, kBig.part(0, 19456)},
-      {"five, beyond the file", {early, far}, kBig.part(0, 19456)},
+      {"five, beyond the file", {.early = early, .offsets = far}, kBig.part(0, 19456)},
   };
   for (const auto& [rule, image, content] : rows) expectImage(rule, image, 0, content);
 }
 
 // An inline SHORT stands in the upper half of its field, so Compression 1 is not "uncompressed".
 TEST(Tiff, DirectoriesAddUpAndBigEndianShortsCount65536Fold) {
-  const Bytes first =
-      ifd(true, {shortTag(256, 640 << 16), shortTag(259, 1 << 16), shortTag(262, 0)}, 50);
-  const Numbers offsets = {273, kLong, 2, 152}, width = shortTag(256, 641 << 16);
-  const Bytes second =
-      ifd(true, {width, longTag(257, 480), offsets, size(5 << 16), longTag(282, 77),
-                 longTag(283, 88), longTag(513, 1), longTag(514, 1)}) +
-      Bytes().u32be(160).u32be(0);
-  const Bytes meta =
-      Bytes().u32le(641 << 16).u32le(480).u32le(152).u32le(5 << 16).u32le(77).u32le(88);
-  expectHash(header(true, 8) + first + second + kBig, 6, "TIFF", "PHOTO",
-             sampled(kBig).u64be(5 << 16), meta);
+  const std::vector<Numbers> one = {shortTag(256, 640 << 16), shortTag(259, 1 << 16),
+                                    shortTag(262, 0)};
+  const Numbers width = shortTag(256, 641 << 16), offsets = {273, kLong, 2, 152};
+  const std::vector<Numbers> two = {width,           longTag(257, 480), offsets,
+                                    size(5 << 16),   longTag(282, 77),  longTag(283, 88),
+                                    longTag(513, 1), longTag(514, 1)};
+  const Bytes list = Bytes().u32be(160).u32be(0);
+  const Bytes file = header(true, 8) + ifd(true, one, 50) + ifd(true, two) + list + kBig;
+  const Bytes meta = Bytes().u32le(641 << 16).u32le(480).u32le(152).u32le(5 << 16);
+  const Bytes content = sampled(kBig).u64be(5 << 16), resolutions = Bytes().u32le(77).u32le(88);
+  expectHash(file, 6, "TIFF", "PHOTO", content, meta + resolutions);
 }
 
 TEST(Tiff, ChainsOfDirectoriesEnd) {
-  const Bytes start = header(false, 8);
-  const Bytes far =
-      start + ifd(false, {}, 300) + ifd(false, {}, 20) + ifd(false, {}, 300) + Bytes().fill(274, 0);
+  const Bytes start = header(false, 8), chain = ifd(false, {}, 20) + ifd(false, {}, 300);
+  const Bytes far = start + ifd(false, {}, 300) + chain + Bytes(274);
   const Bytes hidden = fileOf({.offsets = at(480), .sizes = size(1)}).part(8);
-  const std::tuple<const char*, Bytes, int> rows[] = {
-      {"another mark", Bytes({0x49, 0x49, 0, 42, 8, 0, 0, 0}) + ifd(false, {}),
-       HASHCREATE_NON_SUPPORTED},
-      {"no directory's offset", Bytes({0x49, 0x49, 42, 0}), HASHCREATE_READ_ERROR},
-      {"a circle of one", start + ifd(false, {}, 8), HASHCREATE_FORMAT_ERROR},
-      {"... for want of another offset", start + ifd(false, {longTag(256, 1)}).part(0, 14),
-       HASHCREATE_FORMAT_ERROR},
-      {"back, which no source goes", far + ifd(false, {}, 300), HASHCREATE_SEEK_ERROR},
-      {"back in the buffer: 300 is now where 406 was",
-       far + ifd(false, {}, 14) + Bytes().fill(100, 0) + hidden, HASHCREATE_FORMAT_ERROR},
-      {"no room for a directory", start + ifd(false, {}, 15) + Bytes().fill(2, 0),
-       HASHCREATE_FILE_NOTFOUND},
-  };
-  for (const auto& [rule, file, code] : rows) {
-    EXPECT_EQ(hashOf(file).code, code) << rule;
-    EXPECT_EQ(identify(file), code) << rule;
-  }
-  const std::vector<Numbers> mandatory = {longTag(256, 1), longTag(257, 1), longTag(262, 1), at(74),
-                                          size(20000)};
-  EXPECT_EQ(hashOf(start + ifd(false, mandatory) + kBig).content(),
-            sha1Hex(sampled(kBig).u64be(20000)));
-  for (const unsigned missing : {256u, 257u, 262u, 273u, 279u}) {
-    std::vector<Numbers> tags = mandatory;
-    std::erase_if(tags, [&](const Numbers& tag) { return tag[0] == missing; });
-    EXPECT_EQ(hashOf(start + ifd(false, tags) + kBig).code, HASHCREATE_FORMAT_ERROR) << missing;
-  }
-  EXPECT_EQ(hashOf(header(false, 0)).version(),
-            std::string(8, '\0'));  // no directory: no failure, and no label
+  const Bytes withinBuffer = far + ifd(false, {}, 14) + Bytes(100) + hidden;
+  const Bytes otherMark = Bytes({0x49, 0x49, 0, 42, 8, 0, 0, 0}) + ifd(false, {});
+  const Bytes noOther = start + ifd(false, {longTag(256, 1)}).part(0, 14);
+  expectCode(HASHCREATE_NON_SUPPORTED, {{"another mark", otherMark}});
+  expectCode(HASHCREATE_READ_ERROR, {{"no directory's offset", {0x49, 0x49, 42, 0}}});
+  expectCode(HASHCREATE_FORMAT_ERROR, {{"a circle of one", start + ifd(false, {}, 8)},
+                                       {"... for want of another offset", noOther},
+                                       {"back in the buffer: 300 is where 406 was", withinBuffer}});
+  expectCode(HASHCREATE_SEEK_ERROR, {{"back, which no source goes", far + ifd(false, {}, 300)}});
   EXPECT_EQ(identify(header(false, 9999) + kPixels), HASHCREATE_SEEK_ERROR);
-  EXPECT_EQ(identify(header(false, 40) + Bytes(22)),
-            HASHCREATE_FILE_NOTFOUND);  // what is buffered is passed over beyond the end
+  expectCode(HASHCREATE_FILE_NOTFOUND, {{"no room", start + ifd(false, {}, 15) + Bytes(2)}});
+  // What is buffered is passed over beyond the end.
+  EXPECT_EQ(identify(header(false, 40) + Bytes(22)), HASHCREATE_FILE_NOTFOUND);
+  const std::string noVersion(8, '\0');
+  EXPECT_EQ(hashOf(header(false, 0)).version(), noVersion) << "no directory is no failure";
 }
 
-// ---- Camera raw: header, directory at 8, Exif directory at 62, maker note at 80, preview, one
-// byte more ----
+TEST(Tiff, MandatoryTagsMakeAStandardFile) {
+  const std::vector<Numbers> mandatory = {longTag(256, 1), longTag(257, 1), longTag(262, 1), at(74),
+                                          size(20000)};
+  const auto fileWith = [](const std::vector<Numbers>& tags) {
+    return header(false, 8) + ifd(false, tags) + kBig;
+  };
+  EXPECT_EQ(hashOf(fileWith(mandatory)).content(), sha1Hex(sampled(kBig).u64be(20000)));
+  for (size_t missing = 0; missing < mandatory.size(); ++missing) {
+    std::vector<Numbers> tags = mandatory;
+    tags.erase(tags.begin() + static_cast<std::ptrdiff_t>(missing));
+    EXPECT_EQ(hashOf(fileWith(tags)).code, HASHCREATE_FORMAT_ERROR) << missing;
+  }
+}
+
+// ---- Camera raw: directory at 8, Exif at 62, maker note at 80, preview, a byte ----
 
 const Bytes kScan = Bytes().pattern(60);
 const Bytes kPreview = kSoi + kFrameSegment + scan(kScan);
 
-Bytes raw(const std::vector<Numbers>& makerNote, bool big = false, size_t offset = 160,
-          size_t length = kPreview.size(), const Numbers& more = {0, 0, 0, 0}, size_t next = 0) {
-  Bytes file =
-      header(big, 8) +
-      ifd(big, {longTag(513, offset), longTag(514, length), longTag(34665, 62), more}, next) +
-      ifd(big, {{37500, 7, 99, 80}}) + ifd(big, makerNote);
-  return file.fill(offset - file.size(), 0).add(kPreview).u8(0);
-}
 const std::vector<Numbers> kNote = {{0xB000, kByte, 4, 2}};
 
+struct Raw {
+  std::vector<Numbers> makerNote = kNote;
+  bool big = false;
+  size_t offset = 160, length = kPreview.size();
+  Numbers more = {0, 0, 0, 0};
+  size_t next = 0;
+};
+
+Bytes raw(const Raw& of) {
+  const std::vector<Numbers> tags = {longTag(513, of.offset), longTag(514, of.length),
+                                     longTag(34665, 62), of.more};
+  Bytes file = header(of.big, 8) + ifd(of.big, tags, of.next);
+  file.add(ifd(of.big, {{37500, 7, 99, 80}}) + ifd(of.big, of.makerNote));
+  return file.fill(of.offset - file.size(), 0).add(kPreview).u8(0);
+}
+
 void expectRaw(const Bytes& file, const char* label, const Bytes& early = {}) {
+  SCOPED_TRACE(label);
   expectHash(file, KMHASH_ALGORITHM_RAW, label, "PHOTO", early + scanContent(kScan), kFrameMeta);
   EXPECT_EQ(identify(file), KMHASH_ALGORITHM_RAW);
 }
@@ -173,42 +183,43 @@ TEST(Tiff, MakerNotesLabelRawFiles) {
   const std::pair<size_t, const char*> versions[] = {
       {0x100, "VRF "}, {1, "VR21"},   {2, "VR22"},      {3, "V300"},
       {0x20D, "V302"}, {100, "Qr10"}, {0xFE63, "V9fe"}, {0xFF63, "V900"}};
-  for (const auto& [version, label] : versions)
-    expectRaw(raw({{0xB000, kByte, 4, version}}), label);
-  expectRaw(raw({{0xB000, kByte, 4, 2}, shortTag(0xB001, 256)}), "Qr10");
-  expectRaw(raw({{0xB000, 7, 4, 2}, shortTag(0xB001, 0xFF0100)}), "Qr10");
-  expectRaw(raw({{0xB000, kByte, 4, 2}, {0xB001, kByte, 2, 256}}), "VR22");
-  expectRaw(raw({{0xB000, 7, 4, 2}}), "V500");
-  expectRaw(raw({shortTag(0xB001, 256)}), "V500");
-  expectRaw(raw({{0xB000, kByte, 4, 2}, shortTag(0xB001, 256 << 16)}, true), "VR22");
-  expectRaw(raw(kNote, false, 159), "VRF ");  // 80 + 80 is not before the preview
+  for (const auto& [version, label] : versions) {
+    expectRaw(raw({.makerNote = {{0xB000, kByte, 4, version}}}), label);
+  }
+  const Numbers two = kNote[0], noByte = {0xB000, 7, 4, 2}, noShort = {0xB001, kByte, 2, 256};
+  expectRaw(raw({.makerNote = {two, shortTag(0xB001, 256)}}), "Qr10");
+  expectRaw(raw({.makerNote = {noByte, shortTag(0xB001, 0xFF0100)}}), "Qr10");
+  expectRaw(raw({.makerNote = {two, noShort}}), "VR22");
+  expectRaw(raw({.makerNote = {noByte}}), "V500");
+  expectRaw(raw({.makerNote = {shortTag(0xB001, 256)}}), "V500");
+  expectRaw(raw({.makerNote = {two, shortTag(0xB001, 256 << 16)}, .big = true}), "VR22");
+  expectRaw(raw({.offset = 159}), "VRF ");  // 80 + 80 is not before the preview
 }
 
 TEST(Tiff, PreviewsMustBeWithinReach) {
-  const Bytes file = raw(kNote);
-  expectRaw(raw(kNote, false, 160, 0).part(0, file.size() - 1), "VR22");  // length 0: to the end
-  const Bytes endsAtTheEnd = file.part(0, file.size() - 1);
-  EXPECT_EQ(hashOf(endsAtTheEnd).code, HASHCREATE_FORMAT_ERROR);
-  const Bytes noJpeg = file.part(0, 160) + Bytes().fill(300, 9);
-  EXPECT_EQ(hashOf(noJpeg).code, HASHCREATE_SEEK_ERROR);
-  // In the second directory: no maker note is read, and the content begins with the bytes before
-  // the first.
-  const Bytes second = header(false, 150) + file.part(8, 142) + ifd(false, {}, 8) + file.part(156);
-  expectRaw(second, "VRF ", sized(second.part(8, 142)));
-  const Bytes endWraps = raw(kNote, false, 160, 0xFFFFFFFF);  // to a place in the file
-  EXPECT_EQ(hashOf(endWraps).code, HASHCREATE_READ_ERROR);
+  const Bytes file = raw({}), toTheEnd = raw({.length = 0});
+  expectRaw(toTheEnd.part(0, file.size() - 1), "VR22");
   const Numbers beyond = longTag(513, 9999), backIntoIt = longTag(514, 0xFFFFFFFF - 9990);
-  EXPECT_EQ(hashOf(header(false, 8) + ifd(false, {beyond, backIntoIt})).code,
-            HASHCREATE_FORMAT_ERROR);
-  // A text behind the preview is read first, unless one was found before or it ends behind the next
-  // offset.
+  EXPECT_EQ(hashOf(raw({.length = 0xFFFFFFFF})).code, HASHCREATE_READ_ERROR) << "the end wraps";
+  expectCode(HASHCREATE_FORMAT_ERROR,
+             {{"ends exactly at the end", file.part(0, file.size() - 1)},
+              {"beyond the file", header(false, 8) + ifd(false, {beyond, backIntoIt})}});
+  expectCode(HASHCREATE_SEEK_ERROR, {{"no JPEG", file.part(0, 160) + Bytes(300, 9)}});
+}
+
+// No maker note is read, and the content begins with the bytes in front of the first directory.
+TEST(Tiff, PreviewsOfTheSecondDirectory) {
+  const Bytes file = raw({}), front = header(false, 150);
+  expectRaw(front + file.part(8, 142) + ifd(false, {}, 8) + file.part(156), "VRF ",
+            sized(file.part(8, 142)));
+  // A text behind the preview is read first, unless one was found before or it ends behind the
+  // next offset.
   const Numbers text = {271, kAscii, 9, 500};
-  const Bytes behind = raw(kNote, false, 260, kPreview.size(), text) + Bytes(500);
-  EXPECT_EQ(hashOf(behind).code, HASHCREATE_SEEK_ERROR);
-  expectRaw(header(false, 150) + behind.part(8, 142) + ifd(false, {{305, kAscii, 1, 0}}, 8) +
-                behind.part(168),
-            "VRF ", sized(behind.part(8, 142)));
-  expectRaw(raw(kNote, false, 260, kPreview.size(), text, 300) + Bytes(500), "VR22");
+  const Bytes behind = raw({.offset = 260, .more = text}) + Bytes(500);
+  expectCode(HASHCREATE_SEEK_ERROR, {{"a text behind the preview", behind}});
+  const Bytes found = ifd(false, {{305, kAscii, 1, 0}}, 8) + behind.part(168);
+  expectRaw(front + behind.part(8, 142) + found, "VRF ", sized(behind.part(8, 142)));
+  expectRaw(raw({.offset = 260, .more = text, .next = 300}) + Bytes(500), "VR22");
 }
 
 TEST(Tiff, DamageAndFaultsAreSurvived) {
@@ -217,9 +228,7 @@ TEST(Tiff, DamageAndFaultsAreSurvived) {
   const Bytes farLists = Bytes().u32le(402).u32le(0).u32le(300).u32le(20000).pattern(20300);
   const Bytes far =
       fileOf({Bytes(300, 1), {273, kLong, 2, 386}, {279, kLong, 2, 394}, 5, farLists});
-  for (const Bytes& file : {standard, far, raw(kNote), raw(kNote, false, 460)}) {
-    expectSurvives(file);
-  }
+  for (const Bytes& file : {standard, far, raw({}), raw({.offset = 460})}) expectSurvives(file);
 }
 
 // ---- What parsing leaves in a table, and what the table answers ----

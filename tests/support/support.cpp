@@ -198,6 +198,13 @@ int identify(const Bytes& bytes) {
   return getAlgorithmId(file.path(), callbacks());
 }
 
+void expectCode(int code, const std::vector<Case>& cases) {
+  for (const Case& one : cases) {
+    EXPECT_EQ(hashOf(one.file).code, code) << one.rule;
+    EXPECT_EQ(identify(one.file), code) << one.rule;
+  }
+}
+
 void expectHash(const Bytes& file, int algorithmId, std::string_view formatType,
                 std::string_view fileType, const Bytes& content, const Bytes& meta) {
   const HashText hash = hashOf(file);

@@ -116,6 +116,13 @@ HashText hashOf(const Bytes& file, int32_t mode = KMHASH_MODE_NORMAL);
 HashText hashOf(MemoryFile& file, int32_t mode = KMHASH_MODE_NORMAL);
 int identify(const Bytes& file);  // getAlgorithmId
 
+// Succeeds when hashing and identifying each of these files ends with this code.
+struct Case {
+  const char* rule;
+  Bytes file;
+};
+void expectCode(int code, const std::vector<Case>& cases);
+
 // Succeeds when the hash is of this algorithm with these labels and the digests of these bytes.
 void expectHash(const Bytes& file, int algorithmId, std::string_view formatType,
                 std::string_view fileType, const Bytes& content, const Bytes& meta);
