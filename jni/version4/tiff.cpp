@@ -288,18 +288,18 @@ ResultCode findDirectories(Tiff* tiff, uint64_t first) {
 
 // ---- Images ----
 
-// Where an image's data are: two lists.
+// Where an image's data are: two lists of values, or none.
 struct Lists {
-  const Entry* offsets;  // null: no lists
-  const Entry* sizes;
+  Entry offsets;
+  Entry sizes;
 };
 
 Lists listsOf(const Directory& directory) {
-  const Lists tiles = {&entryOf(directory, kTileOffsets), &entryOf(directory, kTileSizes)};
-  const Lists strips = {&entryOf(directory, kStripOffsets), &entryOf(directory, kStripSizes)};
-  if (hasValues(*tiles.offsets) && hasValues(*tiles.sizes)) return tiles;
-  if (hasValues(*strips.offsets) && hasValues(*strips.sizes)) return strips;
-  return {nullptr, nullptr};
+  const Lists tiles = {entryOf(directory, kTileOffsets), entryOf(directory, kTileSizes)};
+  const Lists strips = {entryOf(directory, kStripOffsets), entryOf(directory, kStripSizes)};
+  if (hasValues(tiles.offsets) && hasValues(tiles.sizes)) return tiles;
+  if (hasValues(strips.offsets) && hasValues(strips.sizes)) return strips;
+  return {};
 }
 
 const Entry& rawOffsetOf(const Directory& directory) {
@@ -309,9 +309,9 @@ const Entry& rawOffsetOf(const Directory& directory) {
 
 ResultCode checkLists(const Tiff& tiff, const Lists& lists) {
   Values offsets, sizes;
-  if (const ResultCode rc = takeValues(tiff, *lists.offsets, &offsets)) return rc;
-  if (const ResultCode rc = takeValues(tiff, *lists.sizes, &sizes)) return rc;
-  return lists.offsets->count == lists.sizes->count ? HASHCREATE_SUCCESS : HASHCREATE_FORMAT_ERROR;
+  if (const ResultCode rc = takeValues(tiff, lists.offsets, &offsets)) return rc;
+  if (const ResultCode rc = takeValues(tiff, lists.sizes, &sizes)) return rc;
+  return lists.offsets.count == lists.sizes.count ? HASHCREATE_SUCCESS : HASHCREATE_FORMAT_ERROR;
 }
 
 ResultCode checkRaw(const Tiff& tiff, const Entry& entry) {
@@ -324,7 +324,7 @@ ResultCode checkRaw(const Tiff& tiff, const Entry& entry) {
 ResultCode takeImage(Tiff* tiff, uint64_t place, const Directory& directory) {
   const Lists lists = listsOf(directory);
   const Entry& raw = rawOffsetOf(directory);
-  if (tiff->isRw2 ? !hasValues(raw) : lists.offsets == nullptr) return HASHCREATE_SUCCESS;
+  if (!hasValues(tiff->isRw2 ? raw : lists.offsets)) return HASHCREATE_SUCCESS;
   if (const ResultCode rc = tiff->isRw2 ? checkRaw(*tiff, raw) : checkLists(*tiff, lists)) return rc;
   return append(&tiff->images, place) ? HASHCREATE_SUCCESS : HASHCREATE_MEM_ALLOC_ERROR;
 }
@@ -344,8 +344,8 @@ ResultCode findImages(Tiff* tiff, uint32_t reduced) {
 
 ResultCode addLists(const Tiff& tiff, const Lists& lists) {
   Values offsets, sizes;
-  if (const ResultCode rc = openValues(tiff, *lists.offsets, &offsets)) return rc;
-  if (const ResultCode rc = openValues(tiff, *lists.sizes, &sizes)) return rc;
+  if (const ResultCode rc = openValues(tiff, lists.offsets, &offsets)) return rc;
+  if (const ResultCode rc = openValues(tiff, lists.sizes, &sizes)) return rc;
   while (remaining(offsets.bytes) > 0) {
     uint64_t offset = 0, size = 0;
     if (const ResultCode rc = next(&offsets, &offset)) return rc;
