@@ -184,7 +184,7 @@ ResultCode readASFAudioProperties(Stream* stream, uint64_t, AsfInformation* info
 
 // A format data size below the BITMAPINFOHEADER's own would be a negative amount of extra data, which no memory holds.
 ResultCode readASFVideoProperties(Stream* stream, uint64_t, AsfInformation* info) {
-  ImageFormat format;
+  ImageFormat format = {};
   if (const ResultCode rc = readFields(stream, &format)) return rc;
   if (const ResultCode rc = readFields(stream, &info->video)) return rc;
   const uint32_t formatDataSize = fieldsOf(format.bytes, kLittleEndian).u16(kFormatDataSize);
@@ -213,8 +213,8 @@ ResultCode readStreamProperties(Stream* stream, const Guid& streamType, uint32_t
 
 ResultCode parseStreamPropertiesObject(Stream* stream, uint64_t payloadSize, AsfInformation* info) {
   const uint64_t end = payloadEnd(stream, payloadSize);
-  std::array<Guid, 2> types;  // of the stream, of its error correction
-  StreamProperties properties;
+  std::array<Guid, 2> types = {};  // of the stream, of its error correction
+  StreamProperties properties = {};
   if (const ResultCode rc = callbackRead(stream, types.data(), sizeof(types))) return rc;
   if (const ResultCode rc = readFields(stream, &properties)) return rc;
   info->streamTypeFlags |= getStreamTypeFlag(types[0]);
