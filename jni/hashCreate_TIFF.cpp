@@ -271,9 +271,11 @@ ResultCode readStripValues(Stream* stream, const DirEntryInfo* row, StripInfo* s
   if (size != 2 && size != 4) return HASHCREATE_FORMAT_ERROR;
   bool isEnded = false;
   for (uint32_t i = 0; i < row->count; i++) {
-    uint8_t stored[4];
-    if (const ResultCode rc = callbackRead(stream, stored, static_cast<uint32_t>(size))) return rc;
-    const uint32_t value = size == 2 ? getUShort(stored, 2, byteOrder) : getULong(stored, 4, byteOrder);
+    uint16_t shortValue = 0;
+    uint32_t value = 0;
+    const ResultCode rc = size == 2 ? readUShort(stream, &shortValue, byteOrder) : readULong(stream, &value, byteOrder);
+    if (rc != HASHCREATE_SUCCESS) return rc;
+    if (size == 2) value = shortValue;
     if (i == 0) strips->first = value;
     isEnded = isEnded || value == 0;
     if (!isEnded) strips->sum += value;

@@ -34,12 +34,6 @@ void reset_read_buff(ReadBuffer* rb) {
   rb->invalid = (rb->loadedBase == nullptr || rb->loadedLength == 0) ? 1 : 0;
 }
 
-int is_read_buff_empty(const ReadBuffer* rb) { return (rb->invalid != 0 || rb->origin == nullptr) ? 1 : 0; }
-
-uint32_t get_read_buff_remain(const ReadBuffer* rb) {
-  return is_read_buff_empty(rb) ? 0 : static_cast<uint32_t>(held(rb));
-}
-
 uint32_t get_read_buff_length(const ReadBuffer* rb) { return rb->length; }
 
 void set_read_buff_length(ReadBuffer* rb, uint32_t n) {
@@ -51,10 +45,6 @@ void set_read_buff_length(ReadBuffer* rb, uint32_t n) {
 void set_read_buff_startPosition(ReadBuffer* rb, uint64_t position) { rb->startPosition = position; }
 
 void set_read_buff_invalid_flag(ReadBuffer* rb, int32_t flag) { rb->invalid = flag; }
-
-int is_inside_read_buff(const ReadBuffer* rb, uint64_t position) {
-  return (position >= rb->startPosition && position - rb->startPosition <= rb->length) ? 1 : 0;
-}
 
 ResultCode set_read_buff_position(ReadBuffer* rb, uint64_t offset, int whence) {
   uint64_t distance = offset;

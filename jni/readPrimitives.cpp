@@ -8,61 +8,13 @@ namespace {
 constexpr uint32_t kPieceSize = 1024;       // bytes read and fed at a time
 constexpr uint64_t kSamplesPerRange = 100;  // the sampling rule's divisor
 
-uint64_t valueOf(const uint8_t* bytes, uint32_t size, uint32_t order) {
-  uint64_t value = 0;
-  for (uint32_t i = 0; i < size; ++i) value = value << 8 | bytes[order == kBigEndian ? i : size - 1 - i];
-  return value;
-}
-
-template <typename Value>
-ResultCode readValue(Stream* stream, Value* destination, uint32_t order) {
-  uint8_t bytes[sizeof(Value)];
-  if (const ResultCode rc = callbackRead(stream, bytes, sizeof(bytes))) return rc;
-  *destination = static_cast<Value>(valueOf(bytes, sizeof(bytes), order));
-  return HASHCREATE_SUCCESS;
-}
-
 }  // namespace
 
-// ---- Integers ----
-
-uint16_t getUShort(const uint8_t* bytes, uint32_t available, uint32_t order) {
-  return available < 2 ? 0 : static_cast<uint16_t>(valueOf(bytes, 2, order));
-}
-
-uint32_t getULong(const uint8_t* bytes, uint32_t available, uint32_t order) {
-  return available < 4 ? 0 : static_cast<uint32_t>(valueOf(bytes, 4, order));
-}
-
-uint64_t getULongLong(const uint8_t* bytes, uint32_t available, uint32_t order) {
-  return available < 8 ? 0 : valueOf(bytes, 8, order);
-}
-
-ResultCode readUShort(Stream* stream, uint16_t* destination, uint32_t order) {
-  return readValue(stream, destination, order);
-}
-
-ResultCode readULong(Stream* stream, uint32_t* destination, uint32_t order) {
-  return readValue(stream, destination, order);
-}
-
-ResultCode readULongLong(Stream* stream, uint64_t* destination, uint32_t order) {
-  return readValue(stream, destination, order);
-}
-
 // ---- Moving ----
-
-ResultCode skip(Stream* stream, uint64_t size) {
-  return callbackSeek(stream, static_cast<int64_t>(size), kSeekRelative);
-}
-
-ResultCode seekForwardTo(Stream* stream, uint64_t position) { return skip(stream, position - c_ftell(stream)); }
 
 ResultCode seekTo(Stream* stream, uint64_t position) {
   return callbackSeek(stream, static_cast<int64_t>(position), kSeekAbsolute);
 }
-
-uint64_t remaining(const Stream* stream) { return c_get_file_size(stream) - c_ftell(stream); }
 
 // ---- Feeding a byte range into a digest ----
 
@@ -131,6 +83,18 @@ ResultCode inputSpecifiedDataEx(Stream* stream, uint64_t size, uint32_t which) {
 
 // ---- Zero bytes ----
 
+namespace {
+
+// How many of at most kReadBufferSize bytes come before the first that is not zero; mostly it is all of them.
+uint32_t countZeros(const uint8_t* bytes, uint32_t count) {
+  static constexpr uint8_t kZeros[kReadBufferSize] = {};
+  if (std::memcmp(bytes, kZeros, count) == 0) return count;
+  const auto isOther = [](uint8_t byte) { return byte != 0; };
+  return static_cast<uint32_t>(std::find_if(bytes, bytes + count, isOther) - bytes);
+}
+
+}  // namespace
+
 ResultCode kmhNullSkip(Stream* stream, uint8_t* storage, uint32_t size, uint32_t* skipped) {
   *skipped = 0;
   if (size == 0) return HASHCREATE_INVALID_PARAM;
@@ -143,8 +107,7 @@ ResultCode kmhNullSkip(Stream* stream, uint8_t* storage, uint32_t size, uint32_t
       uint8_t piece[kReadBufferSize];
       const uint32_t length = std::min(held, kReadBufferSize);
       if (const ResultCode rc = callbackRead(stream, piece, length)) return rc;
-      const auto isOther = [](uint8_t byte) { return byte != 0; };
-      const uint32_t zeros = static_cast<uint32_t>(std::find_if(piece, piece + length, isOther) - piece);
+      const uint32_t zeros = countZeros(piece, length);
       *skipped += zeros;
       if (zeros < length) return seekTo(stream, position + zeros);
     }

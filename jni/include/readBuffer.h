@@ -24,8 +24,10 @@ void init_read_buff(ReadBuffer* rb, uint8_t* storage, uint32_t length, uint64_t 
 void reset_read_buff(ReadBuffer* rb);
 
 // 1 or 0. A buffer whose cursor has reached its end is not empty until a read asks for more than it holds.
-int is_read_buff_empty(const ReadBuffer* rb);
-uint32_t get_read_buff_remain(const ReadBuffer* rb);
+inline int is_read_buff_empty(const ReadBuffer* rb) { return (rb->invalid != 0 || rb->origin == nullptr) ? 1 : 0; }
+inline uint32_t get_read_buff_remain(const ReadBuffer* rb) {
+  return is_read_buff_empty(rb) ? 0 : static_cast<uint32_t>(rb->end - rb->cursor);
+}
 uint32_t get_read_buff_length(const ReadBuffer* rb);
 
 // The next n bytes from the cursor become the whole buffer.
@@ -34,7 +36,9 @@ void set_read_buff_startPosition(ReadBuffer* rb, uint64_t position);
 void set_read_buff_invalid_flag(ReadBuffer* rb, int32_t flag);
 
 // 1 or 0; both ends count as inside, and an invalid buffer is asked all the same.
-int is_inside_read_buff(const ReadBuffer* rb, uint64_t position);
+inline int is_inside_read_buff(const ReadBuffer* rb, uint64_t position) {
+  return (position >= rb->startPosition && position - rb->startPosition <= rb->length) ? 1 : 0;
+}
 
 // Moves the cursor: whence 0 to a file offset, whence 1 to a distance from the origin. 0, or HASHCREATE_READ_ERROR.
 ResultCode set_read_buff_position(ReadBuffer* rb, uint64_t offset, int whence);

@@ -15,15 +15,47 @@ inline constexpr uint32_t kBigEndian = 2;
 
 // ---- Integers ----
 
+// Compilers make one load, and a swap where the processor's order is the other one, of each loop.
+template <typename Value>
+Value valueOf(const uint8_t* bytes, uint32_t order) {
+  constexpr uint32_t kSize = sizeof(Value);
+  uint64_t value = 0;
+  if (order == kBigEndian) {
+    for (uint32_t i = 0; i < kSize; ++i) value |= uint64_t{bytes[i]} << 8 * (kSize - 1 - i);
+  } else {
+    for (uint32_t i = 0; i < kSize; ++i) value |= uint64_t{bytes[i]} << 8 * i;
+  }
+  return static_cast<Value>(value);
+}
+
 // The value of the first bytes in the given order; 0 when fewer than 2, 4 or 8 are available.
-uint16_t getUShort(const uint8_t* bytes, uint32_t available, uint32_t order);
-uint32_t getULong(const uint8_t* bytes, uint32_t available, uint32_t order);
-uint64_t getULongLong(const uint8_t* bytes, uint32_t available, uint32_t order);
+inline uint16_t getUShort(const uint8_t* bytes, uint32_t available, uint32_t order) {
+  return available < 2 ? uint16_t{0} : valueOf<uint16_t>(bytes, order);
+}
+inline uint32_t getULong(const uint8_t* bytes, uint32_t available, uint32_t order) {
+  return available < 4 ? 0 : valueOf<uint32_t>(bytes, order);
+}
+inline uint64_t getULongLong(const uint8_t* bytes, uint32_t available, uint32_t order) {
+  return available < 8 ? 0 : valueOf<uint64_t>(bytes, order);
+}
 
 // Read 2, 4 or 8 bytes. The destination is written only when all of them arrived.
-ResultCode readUShort(Stream* stream, uint16_t* destination, uint32_t order);
-ResultCode readULong(Stream* stream, uint32_t* destination, uint32_t order);
-ResultCode readULongLong(Stream* stream, uint64_t* destination, uint32_t order);
+template <typename Value>
+ResultCode readValue(Stream* stream, Value* destination, uint32_t order) {
+  uint8_t bytes[sizeof(Value)];
+  if (const ResultCode rc = callbackRead(stream, bytes, sizeof(bytes))) return rc;
+  *destination = valueOf<Value>(bytes, order);
+  return HASHCREATE_SUCCESS;
+}
+inline ResultCode readUShort(Stream* stream, uint16_t* destination, uint32_t order) {
+  return readValue(stream, destination, order);
+}
+inline ResultCode readULong(Stream* stream, uint32_t* destination, uint32_t order) {
+  return readValue(stream, destination, order);
+}
+inline ResultCode readULongLong(Stream* stream, uint64_t* destination, uint32_t order) {
+  return readValue(stream, destination, order);
+}
 
 // The numbers of a header that was read, by their offsets in it; 0 for one that does not lie in it whole.
 struct Fields {
@@ -48,17 +80,19 @@ Fields fieldsOf(const uint8_t (&bytes)[size], uint32_t order) {
 // also a difference that went below zero, is refused with HASHCREATE_SEEK_ERROR: a source is never moved backwards.
 
 // Passes over the next size bytes.
-ResultCode skip(Stream* stream, uint64_t size);
+inline ResultCode skip(Stream* stream, uint64_t size) {
+  return callbackSeek(stream, static_cast<int64_t>(size), kSeekRelative);
+}
 
 // Passes over what lies in front of a file position; one behind the current position is refused.
-ResultCode seekForwardTo(Stream* stream, uint64_t position);
+inline ResultCode seekForwardTo(Stream* stream, uint64_t position) { return skip(stream, position - c_ftell(stream)); }
 
 // Moves to a file position: ahead, or back within the bytes that are buffered.
 ResultCode seekTo(Stream* stream, uint64_t position);
 
 // Bytes from the current position to the end of the file. Past the end it is below zero, a huge number: the feeders and
 // the seeks stand that.
-uint64_t remaining(const Stream* stream);
+inline uint64_t remaining(const Stream* stream) { return c_get_file_size(stream) - c_ftell(stream); }
 
 // ---- Feeding a byte range into a digest ----
 //
