@@ -23,12 +23,12 @@ constexpr uint64_t kNear = 3072;  // a jump ahead no longer than this is cheaper
 
 struct File {
   const KmhashSource* source;
-  FileSource own;            // source is its own, or another's that outlives this
-  uint64_t position = 0;     // of the next byte to deliver
-  uint64_t bufferStart = 0;  // file offset of buffer[0]
-  uint32_t bufferLength = 0;
-  uint32_t lastFetch = 0;  // how many bytes the last fetch asked for
-  bool failed = false;     // a read was reported to have failed
+  FileSource own;                 // source is its own, or another's that outlives this
+  ReadAhead ahead = {buffer, 0};  // what of the buffer was not delivered yet
+  uint64_t position = 0;          // of the first byte behind that
+  uint64_t fetchEnd = 0;          // where the last fetch ended
+  uint32_t lastFetch = 0;         // how many bytes it asked for
+  bool failed = false;            // a read was reported to have failed
   // Last, and with own the one member that open leaves as it is: most calls use little of it.
   uint8_t buffer[kBufferSize];
 };
@@ -48,20 +48,16 @@ uint32_t readAt(File* file, void* destination, uint32_t count, uint64_t position
 
 uint32_t fetchSize(const File* file, uint32_t count) {
   if (file->lastFetch == 0) return file->source->size <= kWholeFetch ? kWholeFetch : kFirstFetch;
-  const uint64_t bufferEnd = file->bufferStart + file->bufferLength;
-  const bool goesOn = file->position >= bufferEnd && file->position - bufferEnd <= kNear;
+  const bool goesOn = file->position - file->fetchEnd <= kNear;
   if (goesOn)
     return static_cast<uint32_t>(std::min<uint64_t>(2 * std::max<uint64_t>(file->lastFetch, count), kBufferSize));
   return count <= kFieldSize ? kFieldFetch : count;
 }
 
-// Delivers from the buffer what it holds of the current position.
-uint32_t takeBuffered(File* file, uint8_t* destination, uint32_t count) {
-  if (file->position < file->bufferStart || file->position - file->bufferStart >= file->bufferLength) return 0;
-  const uint32_t offset = static_cast<uint32_t>(file->position - file->bufferStart);
-  const uint32_t taken = std::min(count, file->bufferLength - offset);
-  std::memcpy(destination, file->buffer + offset, taken);
-  file->position += taken;
+uint32_t takeAhead(File* file, uint8_t* destination, uint32_t count) {
+  const uint32_t taken = std::min(count, file->ahead.count);
+  std::memcpy(destination, file->ahead.bytes, taken);
+  file->ahead.pass(taken);
   return taken;
 }
 
@@ -83,22 +79,20 @@ void* openSource(const char* path) {
 uint32_t read_impl(void* buffer, uint32_t count, void* handle) {
   File* file = static_cast<File*>(handle);
   uint8_t* destination = static_cast<uint8_t*>(buffer);
-  uint32_t done = takeBuffered(file, destination, count);
+  const uint32_t done = takeAhead(file, destination, count);
   if (done == count) return done;
 
   const uint32_t rest = count - done;
   const uint32_t fetch = fetchSize(file, rest);
   file->lastFetch = std::min(fetch, kBufferSize);
-  file->bufferStart = file->position;
-  if (rest >= fetch) {  // nothing to fetch ahead
-    const uint32_t n = readAt(file, destination + done, rest, file->position);
-    file->position += n;
-    file->bufferStart = file->position;
-    file->bufferLength = 0;
-    return done + n;
-  }
-  file->bufferLength = readAt(file, file->buffer, fetch, file->position);
-  return done + takeBuffered(file, destination + done, rest);
+  const bool isBuffered = rest < fetch;  // else there is nothing to fetch ahead
+  const uint32_t n = isBuffered ? readAt(file, file->buffer, fetch, file->position)
+                                : readAt(file, destination + done, rest, file->position);
+  file->position += n;
+  file->fetchEnd = file->position;
+  if (!isBuffered) return done + n;
+  file->ahead = {file->buffer, n};
+  return done + takeAhead(file, destination + done, rest);
 }
 
 int seek_impl(int64_t offset, int whence, void* handle) {
@@ -107,7 +101,10 @@ int seek_impl(int64_t offset, int whence, void* handle) {
     errno = EINVAL;
     return -1;
   }
-  file->position += static_cast<uint64_t>(offset);
+  const uint64_t distance = static_cast<uint64_t>(offset);
+  const uint32_t passed = static_cast<uint32_t>(std::min<uint64_t>(distance, file->ahead.count));
+  file->ahead.pass(passed);
+  file->position += distance - passed;
   return 0;
 }
 
@@ -126,11 +123,14 @@ int64_t fsize_impl(const char*, void* handle) {
 const KmhashFileCallbacks kBuiltInCallbacks = {open_impl, read_impl, seek_impl, close_impl, fsize_impl};
 const KmhashFileCallbacks kSourceCallbacks = {openSource, read_impl, seek_impl, close_impl, fsize_impl};
 
+ReadAhead* aheadOf(void* handle) { return &static_cast<File*>(handle)->ahead; }
+
 bool hasSystemFailed(const void* handle) { return static_cast<const File*>(handle)->failed; }
 
 void expectSamples(void* handle, const Samples& samples) {
   File* file = static_cast<File*>(handle);
-  const uint64_t first = file->position - std::min<uint64_t>(file->position, samples.buffered);
+  const uint64_t next = file->position - file->ahead.count;
+  const uint64_t first = next - std::min(next, samples.buffered);
   if (samples.distance - samples.size <= kNear) file->lastFetch = kBufferSize;  // they are read through
   FileSource* disk = fileSourceOf(*file->source);
   if (disk == nullptr) return;

@@ -5,6 +5,14 @@
 
 #include "debugLog.h"
 
+namespace {
+
+bool isBuiltIn(const Stream* stream) {
+  return stream->handle != nullptr && stream->callbacks.read == kBuiltInCallbacks.read;
+}
+
+}  // namespace
+
 // ---- Opening, size, position ----
 
 int c_init_callback(Stream* stream, const KmhashFileCallbacks* table) {
@@ -16,6 +24,7 @@ int c_init_callback(Stream* stream, const KmhashFileCallbacks* table) {
 
 int c_open(Stream* stream, const char* path) {
   stream->handle = stream->callbacks.open(path);
+  stream->ahead = isBuiltIn(stream) ? aheadOf(stream->handle) : nullptr;
   return c_is_open(stream);
 }
 
@@ -34,23 +43,11 @@ int c_fsize(Stream* stream, const char* path) {
   return 0;
 }
 
-namespace {
-bool isBuiltIn(const Stream* stream) {
-  return stream->handle != nullptr && stream->callbacks.read == kBuiltInCallbacks.read;
-}
-}  // namespace
-
 int c_has_failed(const Stream* stream) { return isBuiltIn(stream) && hasSystemFailed(stream->handle) ? 1 : 0; }
-
-uint64_t c_get_file_size(const Stream* stream) { return stream->fileSize; }
-void c_set_file_size(Stream* stream, uint64_t size) { stream->fileSize = size; }
-uint64_t c_ftell(const Stream* stream) { return stream->currentPosition; }
 
 void c_set_file_current_file_pos(Stream* stream, uint64_t position) {
   stream->currentPosition = std::min(position, stream->fileSize);
 }
-
-int c_is_valid_file_pos(const Stream* stream, uint64_t position) { return position < stream->fileSize ? 1 : 0; }
 
 // ---- Reading ----
 
@@ -81,7 +78,7 @@ uint32_t c_hybrid_read(Stream* stream, void* buffer, uint32_t count) {
   return total;
 }
 
-ResultCode callbackRead(Stream* stream, void* buffer, uint32_t count) {
+ResultCode readByCallback(Stream* stream, void* buffer, uint32_t count) {
   errno = 0;
   if (c_hybrid_read(stream, buffer, count) == count) return HASHCREATE_SUCCESS;
   return errno != 0 ? errno : HASHCREATE_READ_ERROR;
@@ -126,7 +123,7 @@ ResultCode c_hybrid_seek(Stream* stream, uint64_t offset, int whence) {
   return HASHCREATE_SUCCESS;
 }
 
-ResultCode callbackSeek(Stream* stream, int64_t offset, int whence) {
+ResultCode seekByCallback(Stream* stream, int64_t offset, int whence) {
   if (offset < 0) return HASHCREATE_SEEK_ERROR;
   errno = 0;
   if (c_hybrid_seek(stream, static_cast<uint64_t>(offset), whence) == HASHCREATE_SUCCESS) return HASHCREATE_SUCCESS;

@@ -116,6 +116,42 @@ TEST_F(OnDisk, FilesOfEverySizeReadAsTheyAre) {
   c_close(&stream);
 }
 
+// Whole, cut short, with something behind, and behind zeros.
+TEST_F(OnDisk, HashesAreThoseOfTheSameBytesInMemory) {
+  for (const auto& entry : std::filesystem::directory_iterator(KMHASH_TEST_MEDIA)) {
+    const Bytes whole = media(entry.path().filename().string());
+    for (const Bytes& bytes :
+         {whole.part(0, whole.size() / 2), whole + whole, Bytes(300) + whole}) {
+      const HashText fromDisk = hash(write("file", bytes)), fromMemory = hashOf(bytes);
+      ASSERT_EQ(fromDisk.code, fromMemory.code) << entry;
+      ASSERT_EQ(fromDisk.code == 0 ? fromDisk.text : "", fromMemory.text) << entry;
+    }
+  }
+}
+
+TEST_F(OnDisk, WhatIsFetchedAheadIsDeliveredUpToTheEndOnly) {
+  Stream stream = {};
+  c_init_callback(&stream, nullptr);
+  const std::string path = write("file", Bytes().pattern(300'000));
+  ASSERT_EQ(c_open(&stream, path.c_str()), 0);
+  ASSERT_EQ(c_fsize(&stream, path.c_str()), 0);
+  uint8_t piece[100];
+  for (int i = 0; i < 3000; ++i) EXPECT_EQ(callbackRead(&stream, piece, sizeof(piece)), 0);
+  EXPECT_LT(disk.reads, 20);
+  c_close(&stream);
+
+  ASSERT_EQ(c_open(&stream, path.c_str()), 0);
+  c_set_file_current_file_pos(&stream, 0);
+  EXPECT_EQ(callbackRead(&stream, piece, 60), 0);
+  c_set_file_size(&stream, 100);  // as of a slice
+  EXPECT_EQ(callbackSeek(&stream, 41, kSeekRelative), HASHCREATE_SEEK_ERROR);
+  EXPECT_EQ(callbackRead(&stream, piece, 41), HASHCREATE_READ_ERROR);
+  EXPECT_EQ(c_ftell(&stream), 100u);
+  c_set_file_size(&stream, 99);
+  EXPECT_EQ(callbackRead(&stream, piece, 1), HASHCREATE_READ_ERROR);
+  c_close(&stream);
+}
+
 TEST_F(OnDisk, LargeFileWithADateFarAhead) {
   constexpr uint64_t kSize = uint64_t{5} << 30;
   const std::string path = write("file", Bytes().fill(163, 0));

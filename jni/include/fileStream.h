@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
 #include "readBuffer.h"
 #include "resultCode.h"
@@ -14,9 +15,21 @@
 // Bytes of the read buffer that a call puts in front of a file, a slice or a run of zeros.
 inline constexpr uint32_t kReadBufferSize = 200;
 
+// What the built-in callbacks have fetched and deliver next.
+struct ReadAhead {
+  const uint8_t* bytes;
+  uint32_t count;
+
+  void pass(uint32_t n) {
+    bytes += n;
+    count -= n;
+  }
+};
+
 struct Stream {
   void* handle;
   KmhashFileCallbacks callbacks;
+  ReadAhead* ahead;  // of the built-in callbacks, which are spared calls for it; null for others
   ReadBuffer readBuffer;
   SHA1Context contentSha1;
   SHA1Context metaSha1;
@@ -41,15 +54,15 @@ int c_fsize(Stream* stream, const char* path);
 // the analyzer made of the bytes that did not come.
 int c_has_failed(const Stream* stream);
 
-uint64_t c_get_file_size(const Stream* stream);
-void c_set_file_size(Stream* stream, uint64_t size);
-uint64_t c_ftell(const Stream* stream);
+inline uint64_t c_get_file_size(const Stream* stream) { return stream->fileSize; }
+inline void c_set_file_size(Stream* stream, uint64_t size) { stream->fileSize = size; }
+inline uint64_t c_ftell(const Stream* stream) { return stream->currentPosition; }
 
 // Clamped to the file size.
 void c_set_file_current_file_pos(Stream* stream, uint64_t position);
 
 // 1 when position is below the file size, else 0.
-int c_is_valid_file_pos(const Stream* stream, uint64_t position);
+inline int c_is_valid_file_pos(const Stream* stream, uint64_t position) { return position < stream->fileSize ? 1 : 0; }
 
 // Reads past the buffer, straight from the callback; does not move the current position. Returns the bytes read.
 uint32_t c_read(Stream* stream, void* buffer, uint32_t count);
@@ -95,13 +108,43 @@ void c_expect_samples(Stream* stream, uint64_t size, uint64_t distance, uint64_t
 
 // c_hybrid_read and c_hybrid_seek with results as codes: 0 when all of count was read, else errno when the C library
 // set it, else HASHCREATE_READ_ERROR; for a seek HASHCREATE_SEEK_ERROR likewise, also for a negative offset.
-ResultCode callbackRead(Stream* stream, void* buffer, uint32_t count);
-ResultCode callbackSeek(Stream* stream, int64_t offset, int whence);
+//
+// Small reads and seeks are most of the work of a file of many small pieces, and built-in callbacks have most of their
+// bytes fetched already: those take no call.
+ResultCode readByCallback(Stream* stream, void* buffer, uint32_t count);
+ResultCode seekByCallback(Stream* stream, int64_t offset, int whence);
+
+// True when the next count bytes are fetched already, and within the file.
+inline bool isAhead(const Stream* stream, uint64_t count) {
+  return stream->ahead != nullptr && count <= stream->ahead->count && is_read_buff_empty(&stream->readBuffer) &&
+         stream->currentPosition <= stream->fileSize && count <= stream->fileSize - stream->currentPosition;
+}
+
+inline void passAhead(Stream* stream, uint32_t count) {
+  stream->ahead->pass(count);
+  stream->currentPosition += count;
+}
+
+inline ResultCode callbackRead(Stream* stream, void* buffer, uint32_t count) {
+  if (!isAhead(stream, count)) return readByCallback(stream, buffer, count);
+  std::memcpy(buffer, stream->ahead->bytes, count);
+  passAhead(stream, count);
+  return HASHCREATE_SUCCESS;
+}
+
+inline ResultCode callbackSeek(Stream* stream, int64_t offset, int whence) {
+  if (whence != kSeekRelative || !isAhead(stream, static_cast<uint64_t>(offset))) {
+    return seekByCallback(stream, offset, whence);
+  }
+  passAhead(stream, static_cast<uint32_t>(offset));
+  return HASHCREATE_SUCCESS;
+}
 
 // The built-in callbacks, over the file system, and whether the system has reported a failing read to an open handle of
 // theirs.
 extern const KmhashFileCallbacks kBuiltInCallbacks;
 bool hasSystemFailed(const void* handle);
+ReadAhead* aheadOf(void* handle);
 
 // The same over a source that outlives the call; its path is sourcePath(source).
 extern const KmhashFileCallbacks kSourceCallbacks;
