@@ -22,7 +22,7 @@ struct GrowingList {
 
 // False when memory ends; the values are then as they were.
 template <typename Value>
-bool append(GrowingList<Value>* list, const Value& value) {
+bool append(GrowingList<Value>* list, Value value) {
   using Block = typename GrowingList<Value>::Block;
   const size_t block = list->size / list->kBlockSize;
   if (block == list->capacity) {
@@ -37,6 +37,6 @@ bool append(GrowingList<Value>* list, const Value& value) {
     list->blocks[block].reset(new (std::nothrow) Value[list->kBlockSize]);
     if (list->blocks[block] == nullptr) return false;
   }
-  (*list)[list->size++] = value;
+  (*list)[list->size++] = std::move(value);
   return true;
 }

@@ -22,6 +22,7 @@ constexpr const Algorithm* kAlgorithms[] = {
     &kOgg,        // 25
     &kAiff,       // 26
     &kAdts,       // 27
+    &kIsoMedia,   // 28
     &kWave,       // 2B
     &kFlac,       // 2E
     &kMpegAudio,  // 2A

@@ -513,6 +513,6 @@ ResultCode analyseHeif(Analysis* analysis) {
 
 }  // namespace
 
-const Algorithm kHeif = {0x21, "HEIF", "PHOTO", recogniseHeif, analyseHeif, nullptr};
+const Algorithm kHeif = {0x21, "HEIF", "PHOTO", recogniseHeif, analyseHeif, &kIsoMedia};
 
 }  // namespace version4

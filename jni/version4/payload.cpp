@@ -23,10 +23,6 @@ struct Reader {
   uint64_t position = 0;  // offset in the payload
 };
 
-const Range& rangeAt(const Payload& payload, size_t index) {
-  return index < payload.closed.size ? payload.closed[index] : payload.last;
-}
-
 // Goes on to a position within the payload, or to its end.
 void moveTo(Reader* reader, uint64_t position) {
   uint64_t distance = position - reader->position;
@@ -120,6 +116,10 @@ ResultCode closeLast(Payload* payload) {
 }  // namespace
 
 // ---- Making a payload ----
+
+const Range& rangeAt(const Payload& payload, size_t index) {
+  return index < payload.closed.size ? payload.closed[index] : payload.last;
+}
 
 ResultCode addRange(Payload* payload, uint64_t fileSize, uint64_t offset, uint64_t count) {
   const Range& last = payload->last;

@@ -25,6 +25,11 @@ struct Payload {
   uint64_t length = 0;        // of all, UINT64_MAX at most
 };
 
+inline size_t rangeCount(const Payload& payload) { return payload.closed.size + (payload.last.count > 0 ? 1 : 0); }
+
+// The range of an index below rangeCount.
+const Range& rangeAt(const Payload& payload, size_t index);
+
 // Appends a range of the file; one that goes on where the last one ends becomes part of it, one of 0 bytes is nothing.
 // HASHCREATE_READ_ERROR when it ends behind the file, HASHCREATE_FORMAT_ERROR for the 2^20 + 1st range,
 // HASHCREATE_MEM_ALLOC_ERROR.

@@ -9,6 +9,7 @@ extern const Algorithm kAdts;
 extern const Algorithm kAiff;
 extern const Algorithm kFlac;
 extern const Algorithm kHeif;
+extern const Algorithm kIsoMedia;
 extern const Algorithm kJpeg2000;
 extern const Algorithm kJpegXl;
 extern const Algorithm kMatroska;
