@@ -1,0 +1,33 @@
+// What the tests of version 4 share: a MemoryFile read at any offset, hashes of version 4 alone,
+// and what every format must stand.
+#pragma once
+
+#include "support.h"
+
+namespace support {
+
+// Reads the file; its failing read, if it has one, answers -1. The file counts the reads.
+KmhashSource sourceOf(MemoryFile& file);
+
+// By version 4, without version 3 behind it: a code is the one that its analyzer answers.
+HashText hash4Of(MemoryFile& file, bool isWhole = false);
+HashText hash4Of(const Bytes& file, bool isWhole = false);
+
+// 100 samples of a payload of 16,384 bytes and more, and its length.
+Bytes content4(const Bytes& payload);
+
+// Succeeds when the hashes, sampled and whole, are of this algorithm with these labels and the
+// digests of these bytes.
+void expectHash4(const Bytes& file, int algorithmId, std::string_view formatType,
+                 std::string_view fileType, const Bytes& payload, const Bytes& meta);
+
+// For small files. Damage: each prefix, each byte set to 0x00, to 0xFF and inverted, sampled and
+// whole: a public result code, the output untouched by a failure, reads bounded. Faults: for every
+// n, the n-th read gives up, which is the answer.
+void expectSurvives4(const Bytes& file);
+
+// Both.
+void expectFormat4(const Bytes& file, int algorithmId, std::string_view formatType,
+                   std::string_view fileType, const Bytes& payload, const Bytes& meta);
+
+}  // namespace support
