@@ -22,7 +22,7 @@ constexpr uint32_t kCues = 0x1C53BB6B, kCuePoint = 0xBB, kCueTrackPositions = 0x
 constexpr uint32_t kCluster = 0x1F43B675;
 constexpr uint32_t kClusterChildren[] = {0xE7, 0x5854, 0xA7, 0xAB, 0xA3, 0xA0, 0xAF, 0xEC, 0xBF};
 
-constexpr uint64_t kVideoTrack = 1, kAudioTrack = 2;
+constexpr uint32_t kVideoTrack = 1, kAudioTrack = 2;
 constexpr uint64_t kUnknownSize = UINT64_MAX;
 constexpr uint32_t kLongestId = 4, kLongestSize = 8;
 
@@ -154,13 +154,14 @@ ResultCode takeTrack(Film* film, const Element& track) {
   if (const ResultCode rc = findChild(reader, track, kAudio, &audio)) return rc;
   if (const ResultCode rc = readInteger(reader, audio, kChannels, &channels)) return rc;
 
-  if (type == kVideoTrack) film->hasVideo = true;
-  inputMetaU32(film->analysis, static_cast<uint32_t>(type));
+  const uint32_t kind = static_cast<uint32_t>(type);
+  if (kind == kVideoTrack) film->hasVideo = true;
+  inputMetaU32(film->analysis, kind);
   inputMetaU32(film->analysis, static_cast<uint32_t>(codec.size));
   if (const ResultCode rc = inputMetaFrom(film->analysis, codec.body, codec.size)) return rc;
   inputMetaU32(film->analysis, static_cast<uint32_t>(width));
   inputMetaU32(film->analysis, static_cast<uint32_t>(height));
-  inputMetaU32(film->analysis, type == kAudioTrack ? static_cast<uint32_t>(channels) : 0);
+  inputMetaU32(film->analysis, kind == kAudioTrack ? static_cast<uint32_t>(channels) : 0);
   return HASHCREATE_SUCCESS;
 }
 
