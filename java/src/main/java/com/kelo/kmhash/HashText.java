@@ -102,6 +102,8 @@ public final class HashText {
         MATROSKA,
         /** An Ogg file. */
         OGG,
+        /** ISO media, in version 4: MP4, MOV, CR3. */
+        ISOMEDIA,
         /** AIFF audio. */
         AIFF,
         /** AAC audio in ADTS frames. */
