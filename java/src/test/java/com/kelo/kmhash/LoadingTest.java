@@ -49,10 +49,10 @@ class LoadingTest {
         Path source = Files.writeString(folder.resolve("Classes.java"), classes);
         assertEquals(0, ToolProvider.getSystemJavaCompiler().run(null, null, null, "-d", folder + "", source + ""));
         File libraries = new File(KeloMediaHashGenerator.class.getResource("native").toURI()).listFiles()[0];
-        String copy = Files.copy(libraries.listFiles()[0].toPath(), folder.resolve("library")).toString();
+        Path copy = Files.copy(libraries.listFiles()[0].toPath(), folder.resolve("library").toAbsolutePath());
         Method hash = load().getDeclaredMethod("hash", String.class);
         hash.setAccessible(true);
-        return (String) hash.invoke(null, copy);
+        return (String) hash.invoke(null, copy.toString());
     }
 
     @Test

@@ -3,6 +3,7 @@ package com.kelo.kmhash;
 import static org.junit.jupiter.api.Assertions.*;
 
 import java.nio.file.*;
+import java.util.jar.JarFile;
 import java.util.regex.*;
 import org.junit.jupiter.api.Test;
 
@@ -24,5 +25,13 @@ class ReadmeExampleIT {
                 source.toAbsolutePath().toString(), example.group(3))
                 .directory(Path.of("..").toFile()).redirectError(ProcessBuilder.Redirect.INHERIT).start();
         assertEquals(example.group(4), new String(process.getInputStream().readAllBytes()));
+    }
+
+    @Test
+    void theJarHasItsLicences() throws Exception {
+        try (JarFile jar = new JarFile(System.getProperty("jar"))) {
+            assertNotNull(jar.getEntry("META-INF/LICENSE"));
+            assertNotNull(jar.getEntry("META-INF/NOTICE"));
+        }
     }
 }
