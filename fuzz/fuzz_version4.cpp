@@ -165,9 +165,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const Answer together = hash(run, both);
   if (plan.failingRead != 0) return 0;
 
+  // Where a version 3 hash counts on bytes that are not there, samples may miss that and all of them not.
   Answer apart = hash(run, sampled);
-  std::memcpy(apart.whole, hash(run, whole).whole, sizeof(apart.whole));
-  if (plan.statedSize <= 0) check(isSame(together, apart), "both at once are those that each call gives");
+  const Answer all = hash(run, whole);
+  std::memcpy(apart.whole, all.whole, sizeof(apart.whole));
+  check((together.code == 0) <= (apart.code == 0 && all.code == 0), "both at once need both");
+  const bool isWhole = plan.statedSize <= 0 && all.code == 0 && apart.code == 0;
+  if (isWhole) check(isSame(together, apart), "both at once are those that each call gives");
 
   Run otherReads = run;
   otherReads.plan.mostPerRead = plan.mostPerRead == 0 ? 7 : 0;

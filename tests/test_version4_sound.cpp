@@ -304,4 +304,17 @@ TEST(MpegAudio, AFrameThatInformsIsLeftOut) {
   expectLeftOut(0xFD, 0x00, 32, "Xing", false);
 }
 
+// ---- Reads ----
+
+TEST(Sound, HoursCostAsFewReadsAsMinutes) {
+  const Layer layer = {"", 0xFB, 0x10, 0, 104, {}};
+  for (const Bytes& begin :
+       {wave(le("fmt ", kPcm) + Bytes().text("data") + kStream), kFlac + kInfoAlone + kFrames,
+        kFooted + adts(20) + adts(20), layer.frame() + layer.frame() + layer.frame()}) {
+    MemoryFile file(begin, uint64_t{1} << 33, kId3v1);
+    EXPECT_EQ(hash4Of(file).code, HASHCREATE_SUCCESS);
+    EXPECT_LE(file.reads, 105);
+  }
+}
+
 }  // namespace
