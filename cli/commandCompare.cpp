@@ -83,11 +83,11 @@ bool haveSameVersion(const Answers& answers) {
 
 // Two files of which the preferred version knows only one are hashed by the other version if that knows both.
 Answers hashesOf(const Operands& operands, Method method) {
-  const Answers answers = {hashOf(operands[0], method), hashOf(operands[1], method)};
+  Answers answers = {hashOf(operands[0], method), hashOf(operands[1], method)};
   const bool areHashed = answers[0].failure.code == 0 && answers[1].failure.code == 0;
   if (!areHashed || !areFiles(operands) || haveSameVersion(answers)) return answers;
   method.flags ^= KMHASH_PREFER_VERSION_4;
-  const Answers others = {hashOf(operands[0], method), hashOf(operands[1], method)};
+  Answers others = {hashOf(operands[0], method), hashOf(operands[1], method)};
   return haveSameVersion(others) ? others : answers;
 }
 

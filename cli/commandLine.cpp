@@ -8,7 +8,7 @@
 namespace cli {
 namespace {
 
-constexpr size_t kHelpWidth = 80, kHelpColumn = 26;
+constexpr size_t kHelpColumn = 26;
 
 // What the parser left over: operands, in their order, and options that it does not know. The operands are not declared
 // to it because it would take a path in square brackets for a list.
@@ -51,7 +51,8 @@ struct CommandLine::Parser {
 
   // The parser's own words speak of its types.
   std::string wordsFor(const CLI::ArgumentMismatch& error) const {
-    const std::string what = error.what(), name = what.substr(0, what.find_first_of(": "));
+    std::string what = error.what();
+    const std::string name = what.substr(0, what.find_first_of(": "));
     for (const Option& option : options) {
       if (!option.names.ends_with(name)) continue;
       const std::string usage = usageOf(option);
@@ -124,10 +125,15 @@ std::vector<std::string> CommandLine::read(std::vector<std::string> arguments) {
   return operandsOf(parser_->app.remaining());
 }
 
+std::vector<std::string> namesOf(const Option& option) {
+  const size_t comma = option.names.find(',');
+  if (comma == std::string::npos) return {option.names};
+  return {option.names.substr(0, comma), option.names.substr(comma + 1)};
+}
+
 std::string usageOf(const Option& option) {
-  std::string names = option.names;
-  if (const size_t comma = names.find(','); comma != std::string::npos) names.insert(comma + 1, " ");
-  return option.placeholder.empty() ? names : names + ' ' + option.placeholder;
+  return fmt::format("{}{}{}", fmt::join(namesOf(option), ", "), option.placeholder.empty() ? "" : " ",
+                     option.placeholder);
 }
 
 std::vector<std::string> wrapped(std::string_view words, size_t width) {
@@ -147,12 +153,16 @@ std::vector<std::string> wrapped(std::string_view words, size_t width) {
   return lines;
 }
 
-std::string helpOf(const Command& command) {
+std::vector<Option> optionsOf(const Command& command) {
   CommandLine line;
   command.declare(line);
+  return line.options();
+}
+
+std::string helpOf(const Command& command) {
   std::string text = fmt::format("Usage: kmhash {} [OPTION]... {}\n{}.\n\nOptions:\n", command.name, command.operands,
                                  command.summary);
-  for (const Option& option : line.options()) text += helpLines(option);
+  for (const Option& option : optionsOf(command)) text += helpLines(option);
   if (*command.notes == '\0') return text;
   text += '\n';
   for (const std::string& note : wrapped(command.notes, kHelpWidth)) text += note + '\n';

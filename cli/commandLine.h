@@ -42,8 +42,13 @@ struct Option {
   std::string help;                  // one or more sentences, to be wrapped
 };
 
+// "-j" and "--jobs"
+std::vector<std::string> namesOf(const Option& option);
+
 // "-j, --jobs N"
 std::string usageOf(const Option& option);
+
+inline constexpr size_t kHelpWidth = 80;
 
 // The words wrapped to lines of at most width columns; a newline in them ends a line.
 std::vector<std::string> wrapped(std::string_view words, size_t width);
@@ -77,6 +82,8 @@ class CommandLine {
   struct Parser;
   std::unique_ptr<Parser> parser_;
 };
+
+std::vector<Option> optionsOf(const Command& command);
 
 // The text of `kmhash COMMAND --help`.
 std::string helpOf(const Command& command);

@@ -1,5 +1,7 @@
 #include "commands.h"
 
+#include <fmt/format.h>
+
 namespace cli {
 
 std::span<const Command* const> allCommands() {
@@ -13,6 +15,18 @@ const Command* findCommand(std::string_view name) {
     if (name == command->name) return command;
   }
   return nullptr;
+}
+
+std::string helpOfAll() {
+  std::string text = "Usage: kmhash COMMAND [OPTION]... OPERAND...\n";
+  for (const std::string& line : wrapped(kOverview, kHelpWidth)) text += line + '\n';
+  text += "\nCommands:\n";
+  for (const Command* command : allCommands()) {
+    text += fmt::format("  {:8}  {:12}  {}\n", command->name, command->operands, command->summary);
+  }
+  text += "\nkmhash COMMAND --help shows a command's options, kmhash --version the version.\n\nExit status:\n";
+  for (const ExitStatus& row : kExitStatuses) text += fmt::format("  {}  {}\n", row.status, row.meaning);
+  return text;
 }
 
 }  // namespace cli

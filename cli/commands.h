@@ -2,8 +2,11 @@
 #pragma once
 
 #include <span>
+#include <string>
+#include <string_view>
 
 #include "commandLine.h"
+#include "output.h"
 
 namespace cli {
 
@@ -15,6 +18,24 @@ extern const Command kShowCommand;
 extern const Command kVersionCommand;
 
 std::span<const Command* const> allCommands();
+
+// What the commands have in common, for help and manual.
+inline constexpr const char* kOverview =
+    "Identity hashes of photos, videos and music: they name the media in a file and stay the same when tags, captions "
+    "or covers are edited.";
+
+struct ExitStatus {
+  int status;
+  const char* meaning;
+};
+inline constexpr ExitStatus kExitStatuses[] = {
+    {kAllWell, "all well"},
+    {kSomethingFailed, "a difference was found, some file failed, or output could not be written"},
+    {kWrongUsage, "wrong usage, or compare could not tell"},
+};
+
+// The text of `kmhash --help`.
+std::string helpOfAll();
 
 // Null for a name that no command has.
 const Command* findCommand(std::string_view name);

@@ -10,22 +10,6 @@
 namespace cli {
 namespace {
 
-std::string helpText() {
-  std::string text =
-      "Usage: kmhash COMMAND [OPTION]... OPERAND...\n"
-      "Identity hashes of photos, videos and music: they name the media in a file and stay\n"
-      "the same when tags, captions or covers are edited.\n\nCommands:\n";
-  for (const Command* command : allCommands()) {
-    text += fmt::format("  {:8}  {:12}  {}\n", command->name, command->operands, command->summary);
-  }
-  text +=
-      "\nkmhash COMMAND --help shows a command's options.\n"
-      "kmhash --version shows its version.\n"
-      "Exit status: 0 all well; 1 a difference was found or some file failed; 2 wrong usage, or\n"
-      "compare could not tell.\n";
-  return text;
-}
-
 int runCommand(const Command& command, std::vector<std::string> arguments, Output& output) {
   try {
     CommandLine line;
@@ -52,7 +36,7 @@ int run(std::vector<std::string> arguments, Output& output) {
     arguments = {"--help"};
   }
   if (name == "help" || name == "--help" || name == "-h") {
-    output.write(helpText());
+    output.write(helpOfAll());
     return kAllWell;
   }
   if (name == "--version" || name == "-V") {

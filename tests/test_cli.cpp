@@ -11,8 +11,11 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <regex>
+#include <sstream>
 #include <thread>
 
+#include "commands.h"
 #include "hashList.h"
 #include "hashText.h"
 #include "inputPaths.h"
@@ -167,7 +170,7 @@ struct Program : support::InFolder {
     write(name, Bytes().text(text));
   }
 
-  std::string read(const std::string& name) const {
+  std::string read(const std::filesystem::path& name) const {
     std::ifstream file(folder / name, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
   }
@@ -549,6 +552,54 @@ TEST_F(Program, ShowsControlCharactersOnATerminal) {
   EXPECT_EQ(kmhash("hash --quick ?*").out, quickLine("\x1B[2J\xC2\x9B", 1));
   close(held);
   close(terminal);
+}
+
+// The names in a help text, "-j --jobs" of "  -j, --jobs N   Use N threads".
+std::string optionNames(const std::string& help) {
+  std::vector<std::string> names;
+  std::istringstream lines(help);
+  for (std::string line; std::getline(lines, line);) {
+    std::istringstream words(line.starts_with("  -") ? line : "");
+    for (std::string word; words >> word && word[0] == '-';) {
+      names.push_back(word.substr(0, word.find(',')));
+      if (!word.ends_with(',')) break;
+    }
+  }
+  return fmt::format("{}", fmt::join(names, " "));
+}
+
+TEST_F(Program, IsDescribedOptionByOptionInManualAndCompletions) {
+  const std::filesystem::path pages = KMHASH_PAGES;
+  const auto completed = [&](const std::string& words) {
+    return shell(
+               "bash -c '. \"$0\"; COMP_WORDS=(kmhash \"$@\"); COMP_CWORD=$#; _kmhash; "
+               "echo \"${COMPREPLY[*]}\"' " +
+               support::quoted(pages / "kmhash.bash") + ' ' + words)
+        .out;
+  };
+  const std::string zsh = read(pages / "_kmhash"), fish = read(pages / "kmhash.fish");
+  for (const Command* command : allCommands()) {
+    const std::string name = command->name, names = optionNames(kmhash(name + " --help").out);
+    EXPECT_EQ(completed(name + " -"), names + '\n');
+    const std::string manual = read(pages / ("kmhash-" + name + ".1"));
+    const size_t begin = zsh.find(' ' + name + ") _arguments");
+    const std::string zshPart = zsh.substr(begin, zsh.find(";;", begin) - begin);
+    std::istringstream words(names);
+    for (std::string option; words >> option;) {
+      const bool isLong = option.starts_with("--");
+      const std::string fishRow = fmt::format("from {}' ", name),
+                        fishName = (isLong ? "-l " : "-s ") + option.substr(isLong ? 2 : 1) + ' ';
+      EXPECT_NE(manual.find("\\fB" + std::regex_replace(option, std::regex("-"), "\\-") + "\\fR"),
+                std::string::npos)
+          << option << manual;
+      EXPECT_NE(zshPart.find(option), std::string::npos) << option << zshPart;
+      EXPECT_TRUE(std::regex_search(fish, std::regex(fishRow + ".*" + fishName))) << option << fish;
+    }
+    EXPECT_NE(read(pages / "kmhash.1").find("kmhash\\-" + name), std::string::npos);
+  }
+  EXPECT_EQ(completed("ch"), "check\n");
+  EXPECT_EQ(completed("hash --progress ''"), "auto always never\n");
+  EXPECT_EQ(completed("hash --progress = al"), "always\n");
 }
 
 #ifdef KMHASH_ENDING_MEMORY

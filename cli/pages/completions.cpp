@@ -1,0 +1,155 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "pages/pages.h"
+
+namespace cli {
+namespace {
+
+// Up to its first full stop or semicolon.
+std::string beginningOf(const std::string& help) {
+  const size_t end = std::min(help.find(". "), help.find("; "));
+  return end != std::string::npos ? help.substr(0, end) : help.substr(0, help.size() - (help.ends_with('.') ? 1 : 0));
+}
+
+// The text with a backslash before each of these characters.
+std::string escaped(std::string_view text, std::string_view characters) {
+  std::string out;
+  for (const char c : text) {
+    if (characters.find(c) != std::string_view::npos) out += '\\';
+    out += c;
+  }
+  return out;
+}
+
+// For a shell, in single quotes.
+std::string quoted(std::string_view text) {
+  std::string out = "'";
+  for (const char c : text) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return out + '\'';
+}
+
+std::string commandNames() {
+  std::string names;
+  for (const Command* command : allCommands()) names += std::string(command->name) + ' ';
+  return names + "help";
+}
+
+// ---- bash ----
+
+std::string bashCase(const Command& command) {
+  std::string words, values;
+  for (const Option& option : optionsOf(command)) {
+    const std::vector<std::string> names = namesOf(option);
+    words += fmt::format("{}{}", words.empty() ? "" : " ", fmt::join(names, " "));
+    if (option.choices.empty()) continue;
+    values += fmt::format("        {}) values='{}' ;;\n", fmt::join(names, "|"), fmt::join(option.choices, " "));
+  }
+  if (!values.empty()) values = "      case $previous in\n" + values + "      esac\n";
+  return fmt::format("    {})\n      options='{}'\n{}      ;;\n", command.name, words, values);
+}
+
+// ---- zsh ----
+
+std::string zshOption(const Option& option) {
+  const bool hasValue = option.value != Option::Value::none;
+  std::vector<std::string> names = namesOf(option);
+  for (std::string& name : names) name += !hasValue ? "" : name.starts_with("--") ? "=" : "+";
+  std::string value = hasValue ? ":" + option.placeholder + ':' : "";
+  if (option.value == Option::Value::file) value += "_files";
+  if (option.value == Option::Value::choice) value += fmt::format("({})", fmt::join(option.choices, " "));
+  const std::string help = quoted(fmt::format("[{}]{}", escaped(beginningOf(option.help), "[]:\\"), value));
+  if (names.size() == 1) return fmt::format("'*'{}{}", names[0], help);
+  return fmt::format("'*'{{{}}}{}", fmt::join(names, ","), help);
+}
+
+// ---- fish ----
+
+std::string fishOption(const Command& command, const Option& option) {
+  std::string text = fmt::format("complete -c kmhash -n '__fish_seen_subcommand_from {}'", command.name);
+  for (const std::string& name : namesOf(option)) {
+    text += name.starts_with("--") ? " -l " + name.substr(2) : " -s " + name.substr(1);
+  }
+  if (option.value == Option::Value::file) text += " -r -F";
+  if (option.value == Option::Value::text) text += " -x";
+  if (option.value == Option::Value::choice) text += fmt::format(" -x -a '{}'", fmt::join(option.choices, " "));
+  return text + fmt::format(" -d '{}'\n", escaped(beginningOf(option.help), "'\\"));
+}
+
+}  // namespace
+
+std::string bashCompletion() {
+  std::string text =
+      "# Completion of kmhash for bash.\n"
+      "_kmhash() {\n"
+      "  local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} options= values=\n"
+      "  COMPREPLY=()\n"
+      "  if [ \"$COMP_CWORD\" = 1 ]; then\n"
+      "    COMPREPLY=($(compgen -W " +
+      quoted(commandNames() + " --help --version") +
+      " -- \"$current\"))\n"
+      "    return\n"
+      "  fi\n"
+      "  if [ \"$current\" = = ]; then\n"
+      "    current=\n"
+      "  elif [ \"$previous\" = = ]; then\n"
+      "    previous=${COMP_WORDS[COMP_CWORD-2]}\n"
+      "  fi\n"
+      "  case ${COMP_WORDS[1]} in\n";
+  for (const Command* command : allCommands()) text += bashCase(*command);
+  text += "    help) COMPREPLY=($(compgen -W " + quoted(commandNames()) + " -- \"$current\")) ;;\n";
+  return text +
+         "  esac\n"
+         "  if [ -n \"$values\" ]; then\n"
+         "    COMPREPLY=($(compgen -W \"$values\" -- \"$current\"))\n"
+         "  elif [ \"${current#-}\" != \"$current\" ]; then\n"
+         "    COMPREPLY=($(compgen -W \"$options\" -- \"$current\"))\n"
+         "  fi\n"
+         "}\n"
+         "complete -o default -F _kmhash kmhash\n";
+}
+
+std::string zshCompletion() {
+  std::string rows, cases;
+  for (const Command* command : allCommands()) {
+    rows += "    " + quoted(command->name + std::string(":") + escaped(command->summary, ":\\")) + '\n';
+    cases += fmt::format("    {}) _arguments -s", command->name);
+    for (const Option& option : optionsOf(*command)) cases += " \\\n      " + zshOption(option);
+    cases += *command->operands == '\0' ? " ;;\n" : " \\\n      '*:file:_files' ;;\n";
+  }
+  return "#compdef kmhash\n"
+         "# Completion of kmhash for zsh.\n"
+         "_kmhash() {\n"
+         "  local -a commands\n"
+         "  commands=(\n" +
+         rows +
+         "    'help:Show the commands, or the options of one'\n"
+         "  )\n"
+         "  if (( CURRENT == 2 )); then\n"
+         "    _describe command commands\n"
+         "    return\n"
+         "  fi\n"
+         "  local command=$words[2]\n"
+         "  shift words\n"
+         "  (( CURRENT-- ))\n"
+         "  case $command in\n" +
+         cases +
+         "    help) _describe command commands ;;\n"
+         "  esac\n"
+         "}\n"
+         "_kmhash \"$@\"\n";
+}
+
+std::string fishCompletion() {
+  std::string text = "# Completion of kmhash for fish.\n";
+  for (const Command* command : allCommands()) {
+    text += fmt::format("complete -c kmhash -f -n __fish_use_subcommand -a {} -d '{}'\n", command->name,
+                        escaped(command->summary, "'\\"));
+    for (const Option& option : optionsOf(*command)) text += fishOption(*command, option);
+  }
+  text += "complete -c kmhash -f -n __fish_use_subcommand -a help -d 'Show the commands, or the options of one'\n";
+  return text + "complete -c kmhash -f -n '__fish_seen_subcommand_from help' -a '" + commandNames() + "'\n";
+}
+
+}  // namespace cli
