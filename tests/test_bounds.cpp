@@ -1,54 +1,11 @@
 // What a call may take at most: memory, stack and callback calls; and what it answers when memory
 // ends.
-#include <malloc.h>
-#include <pthread.h>
-
-#include <algorithm>
 #include <chrono>
-#include <cstdlib>
-#include <filesystem>
-#include <functional>
-#include <new>
 
 #include "jpegBytes.h"
-#include "version4.h"
-#include "version4/version4.h"
+#include "watched.h"
 
 using namespace support;
-
-// ---- The heap, watched during a call of the library ----
-
-namespace {
-
-thread_local struct {
-  bool watched;
-  size_t live, peak;
-  int taken, failing;  // the failing-th block taken is refused; 0: none
-} heap;
-
-void* take(size_t size) {
-  if (heap.watched && ++heap.taken == heap.failing) return nullptr;
-  if (heap.watched) heap.peak = std::max(heap.peak, heap.live + size);
-  void* block = std::malloc(size);
-  if (heap.watched && block != nullptr) heap.live += malloc_usable_size(block);
-  return block;
-}
-
-void giveBack(void* block) {
-  if (block != nullptr && heap.watched) heap.live -= malloc_usable_size(block);
-  std::free(block);
-}
-
-}  // namespace
-
-void* operator new(size_t size) { return take(size); }
-void* operator new[](size_t size) { return take(size); }
-void* operator new(size_t size, const std::nothrow_t&) noexcept { return take(size); }
-void* operator new[](size_t size, const std::nothrow_t&) noexcept { return take(size); }
-void operator delete(void* block) noexcept { giveBack(block); }
-void operator delete[](void* block) noexcept { giveBack(block); }
-void operator delete(void* block, size_t) noexcept { giveBack(block); }
-void operator delete[](void* block, size_t) noexcept { giveBack(block); }
 
 namespace {
 
@@ -61,36 +18,18 @@ struct Cost {
   char text[KMHASH_TEXT_SIZE];
 };
 
-template <typename Work>
-Cost measured(MemoryFile* file, int failingBlock, Work hash) {
-  file->recording = false;
+Cost costOf(const Bytes& bytes, int failingBlock = 0, bool sizeIsKnown = true) {
+  MemoryFile source(bytes);
+  source.recording = false;
+  if (!sizeIsKnown) source.statedSize = -1;
   Cost cost = {};
-  heap = {true, 0, 0, 0, failingBlock};
-  cost.code = hash(cost.text);
-  heap.watched = false;
-  EXPECT_EQ(heap.live, 0u) << "memory kept";
+  watchHeap(
+      [&] { cost.code = createHash(source.path(), cost.text, sizeof(cost.text), callbacks()); },
+      failingBlock);
   cost.heap = heap.peak;
   cost.blocks = heap.taken;
-  cost.calls = static_cast<size_t>(file->reads) + static_cast<size_t>(file->seeks);
+  cost.calls = static_cast<size_t>(source.reads) + static_cast<size_t>(source.seeks);
   return cost;
-}
-
-Cost costOf(const Bytes& bytes, int failingBlock = 0, bool sizeIsKnown = true) {
-  MemoryFile file(bytes);
-  if (!sizeIsKnown) file.statedSize = -1;
-  return measured(&file, failingBlock, [&file](char* text) {
-    return createHash(file.path(), text, KMHASH_TEXT_SIZE, callbacks());
-  });
-}
-
-// Of version 4, whole and sampled.
-Cost costOf4(const Bytes& bytes, int failingBlock = 0) {
-  MemoryFile file(bytes);
-  const KmhashSource source = sourceOf(file);
-  return measured(&file, failingBlock, [&source](char* text) {
-    char whole[KMHASH_TEXT_SIZE];
-    return version4::createHash(&source, text, whole);
-  });
 }
 
 // ---- Files of one MiB that are as laborious as their format allows ----
@@ -197,53 +136,6 @@ std::vector<Family> families() {
   };
 }
 
-Bytes oggPage(uint32_t serial, const Bytes& packet) {
-  const auto length = static_cast<unsigned>(packet.size());
-  return Bytes()
-      .text("OggS")
-      .u16be(0)
-      .fill(8, 0)
-      .u32le(serial)
-      .fill(8, 0)
-      .u8(length > 0)
-      .add(length > 0 ? Bytes().u8(length) + packet : packet);
-}
-Bytes oggStreams() {
-  Bytes file;
-  for (uint32_t i = 0; file.size() + 27 <= kMiB; ++i) file.add(oggPage(i << 16 | i, {}));
-  return file;
-}
-
-// Rows of nine frames, four bytes apart, of the longest frames that there are.
-Bytes mpegAudioRows() {
-  Bytes file = Bytes(1, 1), frames;
-  while (frames.size() < 2880) frames.add({0xFF, 0xE5, 0xE8, 0x00});
-  while (file.size() < kMiB)
-    file.add(frames + frames + frames)
-        .add(frames + frames + frames)
-        .add(frames + frames + frames)
-        .fill(2880, 0);
-  return file;
-}
-
-std::vector<Family> families4() {
-  const Bytes flac = Bytes().text("fLaC").u32be(0x80000022).fill(34, 7).u16be(0xFFF8);
-  const Bytes ape = Bytes().text("APETAGEX").fill(15, 0).u8(0x80).fill(8, 0);
-  return {
-      {"tags in front", repeated({}, Bytes().text("ID3").fill(7, 0))},
-      {"tags behind", repeated(flac, ape)},
-      {"Ogg, streams", oggStreams()},
-      {"Ogg, ranges", repeated(oggPage(7, {1}), oggPage(7, {1}))},
-      {"Ogg, no pages", repeated(oggPage(7, {1}), Bytes().text("OggS"))},
-      {"AIFF, chunks", repeated(Bytes().text("FORM....AIFF"), Bytes().text("NAME").u32be(0))},
-      {"WAVE, chunks", repeated(Bytes().text("RIFF....WAVE"), Bytes().text("LIST").u32le(0))},
-      {"FLAC, blocks",
-       repeated(flac.part(0, 4) + Bytes(1).u24be(34).fill(34, 0), Bytes().u32be(0x01000000))},
-      {"MPEG audio, rows of frames", mpegAudioRows()},
-      {"MPEG audio, no frames", repeated(Bytes(1, 1), {0xFF, 0xE5, 0xE8, 0x00})},
-  };
-}
-
 std::vector<Family> testMedia() {
   std::vector<Family> files;
   for (const fs::directory_entry& entry : fs::directory_iterator(KMHASH_TEST_MEDIA)) {
@@ -267,74 +159,30 @@ TEST(Bounds, CallsAndMemoryGrowWithTheBytesPresentOnly) {
   }
 }
 
-TEST(Bounds, CallsAndMemoryOfVersion4GrowWithTheBytesPresentOnly) {
-  for (const auto& rows : {families(), families4()}) {
-    for (const Family& family : rows) {
-      const Cost cost = costOf4(family.file);
-      EXPECT_LE(cost.calls, family.file.size() / 3) << family.name;
-      EXPECT_LE(cost.heap, 7 * family.file.size()) << family.name;
-    }
-  }
-}
-
 TEST(Bounds, MemoryThatEndsIsAnAnswer) {
   std::vector<Family> files = testMedia();
   files.push_back({"MPO", mpoImages(1000), 0});
   files.push_back({"TIFF", tiffDirectories(10'000), 0});
-  int refused = 0, refused4 = 0;
+  int refused = 0;
   for (const Family& file : files) {
-    const Cost whole = costOf(file.file), whole4 = costOf4(file.file);
+    const Cost whole = costOf(file.file);
     for (int n = 1; n <= whole.blocks; ++n, ++refused) {
       EXPECT_EQ(costOf(file.file, n).code, HASHCREATE_MEM_ALLOC_ERROR);
     }
-    for (int n = 1; n <= whole4.blocks; ++n, ++refused4) {
-      EXPECT_EQ(costOf4(file.file, n).code, HASHCREATE_MEM_ALLOC_ERROR);
-    }
   }
-  EXPECT_GT(std::min(refused, refused4), 10);
-}
-
-#ifndef __has_feature
-#define __has_feature(feature) 0
-#endif
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) && \
-    !__has_feature(address_sanitizer) && !__has_feature(thread_sanitizer)
-
-// Runs on a stack of painted bytes and tells how many of them were touched.
-size_t stackOf(const std::function<void()>& work) {
-  constexpr uint8_t kPaint = 0xA5;
-  static std::vector<uint8_t> memory(1 << 20);
-  std::fill(memory.begin(), memory.end(), kPaint);
-  pthread_attr_t attributes;
-  pthread_attr_init(&attributes);
-  pthread_attr_setstack(&attributes, memory.data(), memory.size());
-  pthread_t thread;
-  const auto start = [](void* argument) -> void* {
-    (*static_cast<const std::function<void()>*>(argument))();
-    return nullptr;
-  };
-  EXPECT_EQ(pthread_create(&thread, &attributes, start, const_cast<std::function<void()>*>(&work)),
-            0);
-  pthread_join(thread, nullptr);
-  const auto touched =
-      std::find_if(memory.begin(), memory.end(), [](uint8_t byte) { return byte != kPaint; });
-  return static_cast<size_t>(memory.end() - touched);
+  EXPECT_GT(refused, 10);
 }
 
 TEST(Bounds, StackStaysBelow64KiB) {
+  if (!kStackIsKnown) GTEST_SKIP();
   const size_t bare = stackOf([] {});  // what a thread takes by itself
   size_t most = 0;
-  size_t most4 = 0;
-  for (const auto& files : {families(), families4(), testMedia()}) {
-    for (const Family& file : files) {
+  for (const auto& files : {families(), testMedia()}) {
+    for (const Family& file : files)
       most = std::max(most, stackOf([&] { costOf(file.file); }) - bare);
-      most4 = std::max(most4, stackOf([&] { costOf4(file.file); }) - bare);
-    }
   }
-  std::printf("%zu and %zu bytes of stack at most\n", most, most4);
-  EXPECT_LT(std::max(most, most4), 65536u);
+  std::printf("%zu bytes of stack at most\n", most);
+  EXPECT_LT(most, 65536u);
 }
-
-#endif
 
 }  // namespace

@@ -42,6 +42,16 @@ ResultCode findBox(Part list, const char* type, Part* body) {
   return findBoxes(list, wanted);
 }
 
+ResultCode forEachBox(Part list, const char* type, IsoFilm* film, ResultCode (*takeBody)(IsoFilm*, const Part&)) {
+  for (;;) {
+    Box box;
+    if (const ResultCode rc = readBox(&list, &box)) return rc;
+    if (!isWhole(box)) return HASHCREATE_SUCCESS;
+    if (!isBox(box, type)) continue;
+    if (const ResultCode rc = takeBody(film, box.body)) return rc;
+  }
+}
+
 ResultCode addMedia(IsoFilm* film, IsoTrack* track, uint64_t offset, uint64_t count) {
   if (count == 0) return HASHCREATE_SUCCESS;
   const uint64_t fileSize = film->analysis->source->size;

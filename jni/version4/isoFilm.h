@@ -18,8 +18,11 @@ struct IsoTrack {
   Payload ranges;         // these, where fragments make the tracks take turns; else they are in the analysis's payload
 };
 
-struct IsoDefault {
-  uint32_t trackId;
+// What fragments ask for by a track's id.
+struct IsoId {
+  uint32_t id;
+  IsoTrack* track;     // the first one that is hashed; null when there is none
+  bool hasSampleSize;  // the film has a default
   uint32_t sampleSize;
 };
 
@@ -31,8 +34,9 @@ struct IsoFilm {
   GrowingList<uint64_t> fragments;  // where each moof begins
   GrowingList<Range> media;         // the bodies of mdat, in file order; the last one may end behind the file
   GrowingList<IsoTrack> tracks;     // of moov, without one those that fragments name
-  GrowingList<IsoDefault> defaults;
-  size_t ranges = 0;  // of all tracks so far
+  GrowingList<IsoId> ids;           // ascending
+  size_t defaults = 0;              // of these
+  size_t ranges = 0;                // of all tracks so far
 };
 
 inline constexpr size_t kMostTracks = 1024;
@@ -47,6 +51,7 @@ struct WantedBox {
 };
 ResultCode findBoxes(Part list, std::span<const WantedBox> wanted);
 ResultCode findBox(Part list, const char* type, Part* body);
+ResultCode forEachBox(Part list, const char* type, IsoFilm* film, ResultCode (*takeBody)(IsoFilm*, const Part&));
 
 // ---- Media ----
 
@@ -56,6 +61,9 @@ ResultCode addMedia(IsoFilm* film, IsoTrack* track, uint64_t offset, uint64_t co
 
 // Width and height, and what the sample tables of a track tell.
 ResultCode takeSamples(IsoFilm* film, IsoTrack* track);
+
+// The sample sizes that fragments need not state.
+ResultCode takeDefaults(IsoFilm* film);
 
 // The runs of all fragments.
 ResultCode takeFragments(IsoFilm* film);

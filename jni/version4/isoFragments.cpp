@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <bit>
 #include <limits>
+#include <utility>
 
 #include "version4/isoFilm.h"
 #include "version4/tableReader.h"
@@ -44,31 +45,79 @@ int64_t moved(int64_t place, int32_t distance) {
   return std::max(place, kNearest - distance) + distance;
 }
 
-// ---- Tracks ----
+// ---- Tracks and their defaults, by id ----
 
-ResultCode findTrack(IsoFilm* film, uint32_t id, IsoTrack** track) {
-  GrowingList<IsoTrack>& tracks = film->tracks;
-  for (size_t i = 0; i < tracks.size; ++i) {
-    *track = &tracks[i];
-    if (tracks[i].isHashed && tracks[i].id == id) return HASHCREATE_SUCCESS;
+// The index of the first one that is not below an id.
+size_t indexOf(const GrowingList<IsoId>& ids, uint32_t id) {
+  size_t low = 0, high = ids.size;
+  while (low < high) {
+    const size_t middle = low + (high - low) / 2;
+    if (ids[middle].id < id) {
+      low = middle + 1;
+    } else {
+      high = middle;
+    }
   }
-  *track = nullptr;
-  if (film->hasMovie) return HASHCREATE_SUCCESS;
-  if (tracks.size == kMostTracks) return HASHCREATE_FORMAT_ERROR;
-  IsoTrack fresh;
-  fresh.id = id;
-  fresh.isHashed = true;
-  if (!append(&tracks, std::move(fresh))) return HASHCREATE_MEM_ALLOC_ERROR;
-  *track = &tracks[tracks.size - 1];
+  return low;
+}
+
+// The one of an id, null when there is none.
+IsoId* findId(const GrowingList<IsoId>& ids, uint32_t id) {
+  const size_t index = indexOf(ids, id);
+  return index < ids.size && ids[index].id == id ? &ids[index] : nullptr;
+}
+
+// The same, made when there is none; null when memory ends.
+IsoId* needId(GrowingList<IsoId>* ids, uint32_t id) {
+  if (IsoId* row = findId(*ids, id)) return row;
+  const size_t index = indexOf(*ids, id);
+  if (!append(ids, IsoId{})) return nullptr;
+  for (size_t i = ids->size - 1; i > index; --i) (*ids)[i] = (*ids)[i - 1];
+  (*ids)[index] = {id, nullptr, false, 0};
+  return &(*ids)[index];
+}
+
+ResultCode takeDefault(IsoFilm* film, const Part& trex) {
+  uint8_t bytes[20];
+  if (remaining(trex) < sizeof(bytes)) return HASHCREATE_SUCCESS;
+  if (const ResultCode rc = readBytes(trex.source, trex.position, bytes, sizeof(bytes))) return rc;
+  IsoId* row = needId(&film->ids, u32be(bytes + 4));
+  if (row == nullptr) return HASHCREATE_MEM_ALLOC_ERROR;
+  if (!row->hasSampleSize && ++film->defaults > kMostTracks) return HASHCREATE_FORMAT_ERROR;
+  row->hasSampleSize = true;
+  row->sampleSize = u32be(bytes + 16);
   return HASHCREATE_SUCCESS;
 }
 
-void takeDefaultSize(const IsoFilm& film, uint32_t id, Fragment* fragment) {
-  for (size_t i = 0; i < film.defaults.size; ++i) {
-    if (film.defaults[i].trackId != id) continue;
-    fragment->sampleSize = film.defaults[i].sampleSize;
-    fragment->hasSampleSize = true;
+ResultCode nameTrack(IsoFilm* film, IsoTrack* track) {
+  IsoId* row = needId(&film->ids, track->id);
+  if (row == nullptr) return HASHCREATE_MEM_ALLOC_ERROR;
+  if (row->track == nullptr) row->track = track;
+  return HASHCREATE_SUCCESS;
+}
+
+ResultCode addTrack(IsoFilm* film, uint32_t id) {
+  GrowingList<IsoTrack>& tracks = film->tracks;
+  if (tracks.size == kMostTracks) return HASHCREATE_FORMAT_ERROR;
+  IsoTrack track;
+  track.id = id;
+  track.isHashed = true;
+  if (!append(&tracks, std::move(track))) return HASHCREATE_MEM_ALLOC_ERROR;
+  return nameTrack(film, &tracks[tracks.size - 1]);
+}
+
+// What is known of a fragment's track; where no movie tells of the tracks, a new id is a new track.
+ResultCode takeTrack(IsoFilm* film, uint32_t id, Fragment* fragment) {
+  const IsoId* row = findId(film->ids, id);
+  if (row == nullptr && !film->hasMovie) {
+    if (const ResultCode rc = addTrack(film, id)) return rc;
+    row = findId(film->ids, id);
   }
+  if (row == nullptr) return HASHCREATE_SUCCESS;
+  fragment->track = row->track;
+  fragment->hasSampleSize = row->hasSampleSize;
+  fragment->sampleSize = row->sampleSize;
+  return HASHCREATE_SUCCESS;
 }
 
 // ---- Runs ----
@@ -134,7 +183,7 @@ ResultCode takeHeader(IsoFilm* film, uint64_t moof, Part header, Fragment* fragm
     if ((flags & field) == 0) continue;
     if (const ResultCode rc = pass(&header, 4)) return rc;
   }
-  takeDefaultSize(*film, static_cast<uint32_t>(id), fragment);
+  if (const ResultCode rc = takeTrack(film, static_cast<uint32_t>(id), fragment)) return rc;
   if ((flags & kHasSize) != 0) {
     uint64_t size = 0;
     if (const ResultCode rc = takeNumber(&header, 4, ByteOrder::big, &size)) return rc;
@@ -142,7 +191,7 @@ ResultCode takeHeader(IsoFilm* film, uint64_t moof, Part header, Fragment* fragm
     fragment->hasSampleSize = true;
   }
   fragment->base = fragment->position;
-  return findTrack(film, static_cast<uint32_t>(id), &fragment->track);
+  return HASHCREATE_SUCCESS;
 }
 
 // *position is where the runs of the last fragment ended, and then where these do.
@@ -178,7 +227,17 @@ ResultCode takeMoof(IsoFilm* film, uint64_t moof) {
 
 }  // namespace
 
+ResultCode takeDefaults(IsoFilm* film) {
+  Part mvex;
+  if (const ResultCode rc = findBox(film->movie, "mvex", &mvex)) return rc;
+  return forEachBox(mvex, "trex", film, takeDefault);
+}
+
 ResultCode takeFragments(IsoFilm* film) {
+  for (size_t i = 0; i < film->tracks.size && film->fragments.size > 0; ++i) {
+    if (!film->tracks[i].isHashed) continue;
+    if (const ResultCode rc = nameTrack(film, &film->tracks[i])) return rc;
+  }
   for (size_t i = 0; i < film->fragments.size; ++i) {
     if (const ResultCode rc = takeMoof(film, film->fragments[i])) return rc;
   }

@@ -125,38 +125,10 @@ void chooseTracks(IsoFilm* film) {
   for (size_t i = 0; i < tracks.size && !isAny; ++i) tracks[i].isHashed = true;
 }
 
-ResultCode takeDefault(IsoFilm* film, const Part& trex) {
-  uint8_t bytes[20];
-  if (remaining(trex) < sizeof(bytes)) return HASHCREATE_SUCCESS;
-  if (const ResultCode rc = readBytes(trex.source, trex.position, bytes, sizeof(bytes))) return rc;
-  const IsoDefault fresh = {u32be(bytes + 4), u32be(bytes + 16)};
-  GrowingList<IsoDefault>& defaults = film->defaults;
-  for (size_t i = 0; i < defaults.size; ++i) {
-    if (defaults[i].trackId != fresh.trackId) continue;
-    defaults[i] = fresh;
-    return HASHCREATE_SUCCESS;
-  }
-  if (defaults.size == kMostTracks) return HASHCREATE_FORMAT_ERROR;
-  return append(&defaults, fresh) ? HASHCREATE_SUCCESS : HASHCREATE_MEM_ALLOC_ERROR;
-}
-
-// Runs take over the boxes of a type in a list.
-ResultCode forEach(Part list, const char* type, IsoFilm* film, ResultCode (*takeBody)(IsoFilm*, const Part&)) {
-  for (;;) {
-    Box box;
-    if (const ResultCode rc = readBox(&list, &box)) return rc;
-    if (!isWhole(box)) return HASHCREATE_SUCCESS;
-    if (!isBox(box, type)) continue;
-    if (const ResultCode rc = takeBody(film, box.body)) return rc;
-  }
-}
-
 ResultCode takeMovieTracks(IsoFilm* film) {
-  Part mvex;
-  if (const ResultCode rc = forEach(film->movie, "trak", film, takeTrack)) return rc;
+  if (const ResultCode rc = forEachBox(film->movie, "trak", film, takeTrack)) return rc;
   chooseTracks(film);
-  if (const ResultCode rc = findBox(film->movie, "mvex", &mvex)) return rc;
-  if (const ResultCode rc = forEach(mvex, "trex", film, takeDefault)) return rc;
+  if (const ResultCode rc = takeDefaults(film)) return rc;
   for (size_t i = 0; i < film->tracks.size; ++i) {
     if (!film->tracks[i].isHashed) continue;
     if (const ResultCode rc = takeSamples(film, &film->tracks[i])) return rc;

@@ -42,9 +42,14 @@ struct Piece {
   uint8_t bytes[16384];
 };
 
-// Makes the piece begin at offset with at least one of the count bytes there, or with fetch bytes when these are more.
+// Makes the piece begin at offset with at least one of the count bytes there. Small ranges may lie anywhere: more is
+// fetched where they go on behind the last ones, twice as much each time, and at first; fetch bytes at most.
 ResultCode load(Piece* piece, Source* source, uint64_t offset, uint64_t count, uint32_t fetch) {
-  const uint64_t wanted = std::min<uint64_t>(std::max<uint64_t>(count, fetch), sizeof(piece->bytes));
+  const uint64_t end = piece->start + piece->length;
+  const bool goesOn = offset >= end && offset - end <= sizeof(piece->bytes);
+  uint32_t ahead = goesOn ? std::min(2 * piece->length, fetch) : kSampleSize;
+  if (piece->length == 0) ahead = fetch;
+  const uint64_t wanted = std::min<uint64_t>(std::max<uint64_t>(count, ahead), sizeof(piece->bytes));
   piece->start = offset;
   piece->length = static_cast<uint32_t>(std::min(wanted, source->size - offset));
   return readPayload(source, offset, piece->bytes, piece->length);

@@ -42,11 +42,13 @@ uint32_t takeFrom(const Window& window, uint64_t offset, uint8_t* destination, u
   return taken;
 }
 
-// Where a walk goes on behind a window, twice as much is fetched each time.
+// Where a walk goes on behind a window, or a little further, twice as much is fetched each time.
 uint32_t fetchSize(const Source& source, uint64_t offset) {
   if (offset == 0) return kWindowSize;
   for (const Window& window : source.windows) {
-    if (window.length > 0 && window.start + window.length == offset) return std::min(2 * window.length, kWindowSize);
+    const uint64_t end = window.start + window.length;
+    const bool goesOn = window.length > 0 && offset >= end && offset - end <= kJumpFetch;
+    if (goesOn) return std::min(2 * window.length, kWindowSize);
   }
   return kJumpFetch;
 }

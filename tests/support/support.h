@@ -85,6 +85,7 @@ struct MemoryFile {
 
   uint64_t position = 0;
   int opened = 0, closed = 0, reads = 0, seeks = 0;
+  uint64_t delivered = 0;  // bytes, of a source
   std::vector<Call> calls;
 
   // The path that makes callbacks() work on this file.

@@ -15,6 +15,7 @@ int64_t readAt(void* user, uint64_t offset, void* buffer, uint32_t count) {
   EXPECT_LT(offset, size);
   const auto delivered = static_cast<uint32_t>(
       std::min<uint64_t>({count, file.mostPerRead, size - std::min(size, offset)}));
+  file.delivered += delivered;
   if (offset + delivered <= file.bytes.size()) {
     std::copy_n(file.bytes.begin() + static_cast<std::ptrdiff_t>(offset), delivered,
                 static_cast<uint8_t*>(buffer));
