@@ -139,9 +139,21 @@ class HashTextTest {
     @Test
     void whatAChannelThrowsComesThrough() throws Exception {
         for (Option[] options : new Option[][] {{}, {Option.PREFER_VERSION_4}}) {
-            TestChannel broken = new TestChannel(Media.named("jpeg-large.jpg").bytes());
-            broken.failure = new IOException("read");
-            assertSame(broken.failure, assertThrows(IOException.class, () -> make(broken, options)));
+            for (Media media : Media.all()) {
+                for (int n = 1;; n += 1 + n / 10) {
+                    TestChannel channel = new TestChannel(media.bytes());
+                    channel.readThatThrows = n;
+                    Exception thrown = null;
+                    try {
+                        make(channel, options);
+                    } catch (IOException | KeloMediaHashException e) {
+                        thrown = e;
+                    }
+                    if (channel.readCalls < n) break;
+                    assertSame(channel.failure, thrown, media.path() + ", read " + n);
+                    assertEquals(n, channel.readCalls);
+                }
+            }
         }
         TestChannel empty = new TestChannel(PNG.bytes());
         empty.reads = count -> (int) new File("/no/such/file").length(); // 0, by a system call that fails

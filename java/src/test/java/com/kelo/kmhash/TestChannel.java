@@ -10,11 +10,13 @@ final class TestChannel implements SeekableByteChannel {
     /** How many of the bytes that a call asks for it delivers. */
     IntUnaryOperator reads = count -> count;
 
-    /** What the second read throws. */
-    IOException failure;
+    /** Which read throws the failure, counted from 1; 0 for none. */
+    int readThatThrows;
 
+    int readCalls;
+    final IOException failure = new IOException("read");
     private final byte[] bytes;
-    private int position, readCalls;
+    private int position;
 
     TestChannel(byte[] bytes) {
         this.bytes = bytes;
@@ -22,7 +24,7 @@ final class TestChannel implements SeekableByteChannel {
 
     @Override
     public int read(ByteBuffer to) throws IOException {
-        if (++readCalls == 2 && failure != null) throw failure;
+        if (++readCalls == readThatThrows) throw failure;
         int count = Math.min(reads.applyAsInt(to.remaining()), bytes.length - position);
         to.put(bytes, position, count);
         position += count;
