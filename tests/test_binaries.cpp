@@ -54,12 +54,13 @@ TEST(Exports, AreTheInterfaceAndNothingElse) {
                                      "&& $7 != \"ABS\" { print $8 }'"));
   EXPECT_EQ(std::set<std::string>(std::istream_iterator<std::string>(defined), {}), expected);
 
-  // The static library has the same names, without their versions.
+  // The static library has the same names, without their versions; what is weak are templates that
+  // a build without optimisation keeps.
   std::set<std::string> plain;
   for (const std::string& name : expected) plain.insert(name.substr(0, name.find('@')));
   std::istringstream archived(support::outputOf("nm -g --defined-only " +
                                                 support::quoted(KMHASH_STATIC_LIBRARY) +
-                                                " | awk 'NF == 3 { print $3 }'"));
+                                                " | awk 'NF == 3 && $2 !~ /[VWu]/ { print $3 }'"));
   EXPECT_EQ(std::set<std::string>(std::istream_iterator<std::string>(archived), {}), plain);
 }
 
