@@ -47,9 +47,11 @@ class LoadingTest {
 
     private String hash(String classes) throws Exception {
         Path source = Files.writeString(folder.resolve("Classes.java"), classes);
-        assertEquals(0, ToolProvider.getSystemJavaCompiler().run(null, null, null, "-d", folder + "", source + ""));
-        File libraries = new File(KeloMediaHashGenerator.class.getResource("native").toURI()).listFiles()[0];
-        Path copy = Files.copy(libraries.listFiles()[0].toPath(), folder.resolve("library").toAbsolutePath());
+        String[] arguments = {"-d", folder.toString(), source.toString()};
+        assertEquals(0, ToolProvider.getSystemJavaCompiler().run(null, null, null, arguments));
+        URI natives = KeloMediaHashGenerator.class.getResource("native").toURI();
+        File library = new File(natives).listFiles()[0].listFiles()[0];
+        Path copy = Files.copy(library.toPath(), folder.resolve("library").toAbsolutePath());
         Method hash = load().getDeclaredMethod("hash", String.class);
         hash.setAccessible(true);
         return (String) hash.invoke(null, copy.toString());
@@ -57,7 +59,8 @@ class LoadingTest {
 
     @Test
     void whatOnlyLooksLikeAStreamCannotBeOpened() {
-        var failure = assertThrows(InvocationTargetException.class, () -> hash(GENERATOR + EXCEPTION.formatted("int")));
+        var failure = assertThrows(InvocationTargetException.class,
+                () -> hash(GENERATOR + EXCEPTION.formatted("int")));
         assertEquals("HASHCREATE_FILE_NOTFOUND -1", failure.getCause().getMessage());
     }
 
@@ -69,11 +72,13 @@ class LoadingTest {
 
     @Test
     void aMissingLibraryIsNamedWithItsPlaces() throws Exception {
-        Path generator = Path.of(KeloMediaHashGenerator.class.getResource("KeloMediaHashGenerator.class").toURI());
+        String name = "KeloMediaHashGenerator.class";
+        Path generator = Path.of(KeloMediaHashGenerator.class.getResource(name).toURI());
         Path classes = Files.createDirectories(folder.resolve("com/kelo/kmhash"));
         Files.copy(generator, classes.resolve(generator.getFileName()));
         String message = assertThrows(UnsatisfiedLinkError.class, this::load).getMessage();
-        String wanted = ".* system (\\w+-\\w+): .*java.library.path: /.* native/\\1/\\S+ beside .* does not exist";
+        String wanted = ".* system (\\w+-\\w+): .*java.library.path: /.*"
+                + " native/\\1/\\S+ beside .* does not exist";
         assertTrue(message.matches(wanted), message);
     }
 

@@ -2,6 +2,7 @@ package com.kelo.kmhash;
 
 import static org.junit.jupiter.api.Assertions.*;
 
+import java.io.File;
 import java.nio.file.*;
 import java.util.jar.JarFile;
 import java.util.regex.*;
@@ -17,13 +18,15 @@ class ReadmeExampleIT {
         assertTrue(example.find());
         Path source = Files.writeString(Path.of("target", example.group(2)), example.group(1));
         String home = System.getProperty("java.home");
-        Path installed = Files.createDirectories(source.resolveSibling("installed")).toAbsolutePath();
-        Files.copy(Path.of(home, "lib", System.mapLibraryName("verify")),
-                installed.resolve(System.mapLibraryName("KMHashGenerator")), StandardCopyOption.REPLACE_EXISTING);
+        Path installed = source.toAbsolutePath().resolveSibling("installed");
+        Files.createDirectories(installed);
+        Path other = installed.resolve(System.mapLibraryName("KMHashGenerator"));
+        Files.copy(Path.of(home, "lib", System.mapLibraryName("verify")), other,
+                StandardCopyOption.REPLACE_EXISTING);
         Process process = new ProcessBuilder(home + "/bin/java", "-Djava.library.path=" + installed,
                 "-Djava.io.tmpdir=java/target", "-cp", System.getProperty("jar"),
                 source.toAbsolutePath().toString(), example.group(3))
-                .directory(Path.of("..").toFile()).redirectError(ProcessBuilder.Redirect.INHERIT).start();
+                .directory(new File("..")).redirectError(ProcessBuilder.Redirect.INHERIT).start();
         assertEquals(example.group(4), new String(process.getInputStream().readAllBytes()));
     }
 
