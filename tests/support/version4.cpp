@@ -127,4 +127,8 @@ void expectFormat4(const Bytes& file, int algorithmId, std::string_view formatTy
   if (file.size() <= 1600) expectSurvives4(file);
 }
 
+void expectRefused(const std::vector<Refused>& rows) {
+  for (const auto& [what, file, code] : rows) EXPECT_EQ(hash4Of(file).code, code) << what;
+}
+
 }  // namespace support

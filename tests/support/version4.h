@@ -30,4 +30,12 @@ void expectSurvives4(const Bytes& file);
 void expectFormat4(const Bytes& file, int algorithmId, std::string_view formatType,
                    std::string_view fileType, const Bytes& payload, const Bytes& meta);
 
+// Files and what hash4Of answers for them.
+struct Refused {
+  const char* what;
+  Bytes file;
+  int code = HASHCREATE_FORMAT_ERROR;
+};
+void expectRefused(const std::vector<Refused>& rows);
+
 }  // namespace support
