@@ -47,7 +47,7 @@ struct Widths {
 };
 
 struct Location {
-  uint64_t entry;  // offset behind the id, 0: none
+  uint64_t entry;  // offset behind the id
   Widths widths;
 };
 
@@ -64,8 +64,9 @@ struct Heif {
   GrowingList<Property> properties;
   NumberLists associations;  // properties counted from 1, by id
 
-  NumberSet items;                  // that are hashed, in order
-  GrowingList<Location> locations;  // of items
+  NumberSet items;                    // that are hashed, in order
+  GrowingList<uint32_t> locationsOf;  // of items: how many locations there were with theirs, 0: it has none
+  GrowingList<Location> locations;
 };
 
 ResultCode recogniseHeif(Analysis* analysis) {
@@ -258,7 +259,7 @@ ResultCode enter(Heif* heif, uint32_t id, Level* levels, uint32_t* depth) {
   if (!addNumber(&heif->items, id, &index)) return HASHCREATE_MEM_ALLOC_ERROR;
   if (sizeOf(heif->items) == before) return HASHCREATE_SUCCESS;
   if (*depth == kDeepest) return HASHCREATE_FORMAT_ERROR;
-  if (!append(&heif->locations, {})) return HASHCREATE_MEM_ALLOC_ERROR;
+  if (!append(&heif->locationsOf, 0U)) return HASHCREATE_MEM_ALLOC_ERROR;
   levels[(*depth)++] = {firstLink(heif->derivations, id), 0};
   return HASHCREATE_SUCCESS;
 }
@@ -362,8 +363,9 @@ ResultCode takeLocation(Heif* heif, Part* body, const Widths& widths) {
   uint32_t id = 0, index = 0;
   if (const ResultCode rc = countParts(heif->analysis, 1)) return rc;
   if (const ResultCode rc = takeId(body, widths.version == 2 ? 4 : 2, &id)) return rc;
-  if (findNumber(heif->items, id, &index) && heif->locations[index].entry == 0) {
-    heif->locations[index] = {body->position, widths};
+  if (findNumber(heif->items, id, &index) && heif->locationsOf[index] == 0) {
+    if (!append(&heif->locations, {body->position, widths})) return HASHCREATE_MEM_ALLOC_ERROR;
+    heif->locationsOf[index] = static_cast<uint32_t>(heif->locations.size);
   }
   Entry entry;
   if (const ResultCode rc = takeEntry(body, widths, &entry)) return rc;
@@ -415,8 +417,9 @@ ResultCode addItem(Heif* heif, const Location& location) {
 
 ResultCode addItems(Heif* heif) {
   for (size_t i = 0; i < sizeOf(heif->items); ++i) {
-    if (heif->locations[i].entry == 0) continue;
-    if (const ResultCode rc = addItem(heif, heif->locations[i])) return rc;
+    const uint32_t location = heif->locationsOf[i];
+    if (location == 0) continue;
+    if (const ResultCode rc = addItem(heif, heif->locations[location - 1])) return rc;
   }
   return HASHCREATE_SUCCESS;
 }
