@@ -68,6 +68,18 @@ Bytes trak(const Bytes& tables) {
 Bytes stsz(uint32_t size) { return box("stsz", numbers({0, size, 0xFFFFFFFF})); }
 const Bytes kBrand = box("ftyp", Bytes().text("isomabcd"));
 
+// HEIF whose last boxes go on to the end of the file.
+Bytes heif(const Bytes& boxes) {
+  return box("ftyp", {}) + Bytes(4).text("meta").u32be(0) + box("pitm", Bytes(5).u8(1)) + boxes;
+}
+Bytes heifItems(uint32_t i) {
+  Bytes ids = Bytes().u32be(1).u16be(1000);
+  for (uint32_t id = 1000 * i; id < 1000 * i + 1000; ++id) ids.u32be(id * 2654435761);
+  return box("dimg", ids);
+}
+Bytes heifReference(uint32_t i) { return box("dimg", Bytes().u32be(i).u16be(0)); }
+Bytes heifAssociation(uint32_t i) { return Bytes().u32be(i).u16be(0x0101); }
+
 // Many mdats of one byte, each of them named often.
 Bytes isoChunks() {
   const Bytes media = repeated(kBrand, box("mdat", {1})).part(0, 16 + 9 * 50'000);
@@ -136,12 +148,19 @@ std::vector<Family> families() {
   const Bytes ape = Bytes().text("APETAGEX").fill(15, 0).u8(0x80).fill(8, 0);
   const Bytes png = Bytes().text("\x89PNG\r\n\x1A\n") + Bytes().u32be(13).text("IHDR").fill(17, 0);
   const Bytes jxl = Bytes().u32be(12).text("JXL \r\n\x87\n"), apng = Bytes().u32be(5).text("fdAT");
+  const Bytes jp2 = Bytes().u32be(12).text("jP  \r\n\x87\n");
+  const Bytes iref = heif(Bytes(4).text("iref").u32be(1 << 24));
+  const Bytes ipma = heif(Bytes(4).text("iprp") + Bytes(4).text("ipma").u32be(1 << 24).u32be(~0U));
   return {
       {"WebP, chunks", repeated(webp, Bytes().text("JUNK").u32le(0))},
       {"WebP, pictures", repeated(webp, Bytes().text("ALPH").u32le(1).u16be(0)), 2 * kMiB},
       {"PNG, chunks", repeated(png, Bytes().u32be(0).text("tEXt").u32be(0))},
       {"PNG, pictures", repeated(png, apng + Bytes(9)), kMiB},
       {"JPEG XL, parts", repeated(jxl, box("jxlp", Bytes(5))), 2 * kMiB},
+      {"JPEG 2000, palettes", repeated(jp2 + Bytes(4).text("jp2h"), box("pclr", {})), 2 * kMiB},
+      {"HEIF, items", repeated(iref, heifItems), 5 * kMiB},
+      {"HEIF, references", repeated(iref, heifReference), 4 * kMiB},
+      {"HEIF, associations", repeated(ipma, heifAssociation), 6 * kMiB},
       {"TIFF, directories",
        repeated(header(false, 8), [](uint32_t i) { return Bytes().u16le(0).u32le(14 + 6 * i); }),
        4 * kMiB},
