@@ -32,15 +32,16 @@ struct Writer {
   // A directory at a place, and behind it the values that do not fit into it.
   Bytes directory(const Directory& fields, uint64_t place, uint64_t next) const {
     const int count = width == 4 ? 2 : 8;
+    const size_t wide = static_cast<size_t>(width);
     Bytes out = number(fields.size(), count), behind;
-    place += fields.size() * (4 + 2 * width) + count + width;
+    place += fields.size() * (4 + 2 * wide) + static_cast<size_t>(count) + wide;
     for (const Field& field : fields) {
       constexpr int kWidths[] = {0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8, 4, 0, 0, 8, 8, 8};
       Bytes values;
       for (const uint64_t value : field.values) values.add(number(value, kWidths[field.type]));
       out.add(number(field.tag, 2) + number(field.type, 2) + number(field.values.size(), width));
-      const bool fits = values.size() <= static_cast<size_t>(width);
-      out.add(fits ? values + Bytes(width - values.size()) : number(place + behind.size(), width));
+      const bool fits = values.size() <= wide;
+      out.add(fits ? values + Bytes(wide - values.size()) : number(place + behind.size(), width));
       if (!fits) behind.add(values);
     }
     return out.add(number(next, width)).add(behind);
