@@ -67,7 +67,7 @@ ResultCode analyzeFile(Stream* stream, Labels* labels, const char* path, const K
   resetContentSha1(stream);
   resetMetaSha1(stream);
   if (c_init_callback(stream, callbacks) != 0) return HASHCREATE_INVALID_PARAM;
-  if (c_open(stream, path) != 0) return HASHCREATE_FILE_NOTFOUND;
+  if (c_open(stream, path) != 0) return kCannotOpen;
   if (c_fsize(stream, path) != 0) return HASHCREATE_INVALID_PARAM;
   if (c_get_file_size(stream) == 0) return HASHCREATE_NON_SUPPORTED;
   BufferScope buffer(stream);
@@ -132,11 +132,12 @@ ResultCode createHashOrWhole(const char* path, char* out, uint32_t outSize, cons
   c_close(&stream);
   if (result == HASHCREATE_SUCCESS) result = resultSha1(&stream);
   if (result == HASHCREATE_SUCCESS) result = outputHash(&stream, &labels, out, outSize);
-  return convertError(result);
+  return result == kCannotOpen ? result : convertError(result);
 }
 
 int createHashEx(const char* path, char* out, uint32_t outSize, const KmhashFileCallbacks* callbacks, int32_t mode) {
-  return createHashOrWhole(path, out, outSize, callbacks, mode, false);
+  const ResultCode rc = createHashOrWhole(path, out, outSize, callbacks, mode, false);
+  return rc == kCannotOpen ? HASHCREATE_FILE_NOTFOUND : rc;
 }
 
 int createHash(const char* path, char* out, uint32_t outSize, const KmhashFileCallbacks* callbacks) {

@@ -14,7 +14,6 @@
 namespace {
 
 constexpr int kFirstVersion4Id = 0x20;
-constexpr uint32_t kKnownFlags = KMHASH_PREFER_VERSION_4 | KMHASH_WHOLE;
 
 // Where the bytes come from. Version 3 opens path through callbacks; version 4 reads source, or, where there is none,
 // what these callbacks deliver.
@@ -71,21 +70,19 @@ struct Versions {
 constexpr Versions kCreate = {createHash3, createHash4};
 constexpr Versions kIdentify = {identify3, identify4};
 
+// The other version could do no better.
 bool isFinal(ResultCode rc) {
-  return rc >= HASHCREATE_SUCCESS || rc == HASHCREATE_INVALID_PARAM || rc == HASHCREATE_ERROR;
+  return rc >= HASHCREATE_SUCCESS || rc == kCannotOpen || rc == HASHCREATE_INVALID_PARAM || rc == HASHCREATE_ERROR;
 }
+
+ResultCode publicCode(ResultCode rc) { return rc == kCannotOpen ? HASHCREATE_FILE_NOTFOUND : rc; }
 
 ResultCode make(const Input& input, uint32_t flags, const Versions& versions, const Wanted& wanted) {
   const bool prefers4 = (flags & KMHASH_PREFER_VERSION_4) != 0;
   const ResultCode first = (prefers4 ? versions.version4 : versions.version3)(input, wanted);
-  if (isFinal(first)) return first;
+  if (isFinal(first)) return publicCode(first);
   const ResultCode second = (prefers4 ? versions.version3 : versions.version4)(input, wanted);
   return second >= HASHCREATE_SUCCESS ? second : first;
-}
-
-bool isSource(const KmhashSource* source) {
-  return source != nullptr && source->structSize >= sizeof(KmhashSource) && source->readAt != nullptr &&
-         source->size <= static_cast<uint64_t>(std::numeric_limits<int64_t>::max());
 }
 
 // ---- Files ----
@@ -93,7 +90,6 @@ bool isSource(const KmhashSource* source) {
 // Runs work over the file's source.
 template <typename Work>
 ResultCode withFile(const char* path, Work work) {
-  if (path == nullptr) return HASHCREATE_INVALID_PARAM;
   FileSource file;
   if (!openFileSource(&file, path)) return HASHCREATE_FILE_NOTFOUND;
   const ResultCode rc = work(&file.source);
@@ -130,51 +126,66 @@ ResultCode createLike(const KmhashSource* source, const char* hash, char* text) 
   if (getAlgorithmIdFromHashStr(hash) == KMHASH_ALGORITHM_QUICK) {
     return createQuickFileHash(input.path, text, KMHASH_TEXT_SIZE, input.callbacks);
   }
-  return getAlgorithmMajorVersionFromHashStr(hash) == 4 ? createHash4(input, wanted) : createHash3(input, wanted);
+  return publicCode(getAlgorithmMajorVersionFromHashStr(hash) == 4 ? createHash4(input, wanted)
+                                                                   : createHash3(input, wanted));
 }
+
+// ---- Arguments ----
+
+bool isSource(const KmhashSource* source) {
+  return source != nullptr && source->structSize >= sizeof(KmhashSource) && source->readAt != nullptr &&
+         source->size <= static_cast<uint64_t>(std::numeric_limits<int64_t>::max());
+}
+
+bool areFlags(uint32_t flags, uint32_t known) { return (flags & ~known) == 0; }
+
+bool isOutput(const char* out, uint32_t outSize) { return out != nullptr && outSize >= KMHASH_TEXT_SIZE; }
+
+constexpr uint32_t kPreference = KMHASH_PREFER_VERSION_4;
+constexpr uint32_t kPreferenceAndExtent = KMHASH_PREFER_VERSION_4 | KMHASH_WHOLE;
 
 }  // namespace
 
 // ---- Hashing ----
 
 int kmhashHashSource(const KmhashSource* source, uint32_t flags, char* out, uint32_t outSize) {
-  if (!isSource(source) || out == nullptr || outSize < KMHASH_TEXT_SIZE || (flags & ~kKnownFlags) != 0) {
-    return HASHCREATE_INVALID_PARAM;
-  }
-  return make(inputOf(source), flags, kCreate, wantedText(flags, out));
+  const bool isValid = isSource(source) && areFlags(flags, kPreferenceAndExtent) && isOutput(out, outSize);
+  return isValid ? make(inputOf(source), flags, kCreate, wantedText(flags, out)) : HASHCREATE_INVALID_PARAM;
 }
 
 int kmhashHashFile(const char* path, uint32_t flags, char* out, uint32_t outSize) {
-  if (out == nullptr || outSize < KMHASH_TEXT_SIZE || (flags & ~kKnownFlags) != 0) return HASHCREATE_INVALID_PARAM;
+  const bool isValid = path != nullptr && areFlags(flags, kPreferenceAndExtent) && isOutput(out, outSize);
+  if (!isValid) return HASHCREATE_INVALID_PARAM;
   return withFile(path, [=](const KmhashSource* source) { return kmhashHashSource(source, flags, out, outSize); });
 }
 
 int kmhashHashSourceBoth(const KmhashSource* source, uint32_t flags, char* sampled, char* whole, uint32_t outSize) {
-  const bool isComplete = isSource(source) && sampled != nullptr && whole != nullptr;
-  if (!isComplete || outSize < KMHASH_TEXT_SIZE || (flags & ~uint32_t{KMHASH_PREFER_VERSION_4}) != 0) {
-    return HASHCREATE_INVALID_PARAM;
-  }
-  return make(inputOf(source), flags, kCreate, {sampled, whole});
+  const bool areOutputs = isOutput(sampled, outSize) && isOutput(whole, outSize);
+  const bool isValid = isSource(source) && areFlags(flags, kPreference) && areOutputs;
+  return isValid ? make(inputOf(source), flags, kCreate, {sampled, whole}) : HASHCREATE_INVALID_PARAM;
 }
 
 int kmhashHashFileBoth(const char* path, uint32_t flags, char* sampled, char* whole, uint32_t outSize) {
+  const bool areOutputs = isOutput(sampled, outSize) && isOutput(whole, outSize);
+  if (path == nullptr || !areFlags(flags, kPreference) || !areOutputs) return HASHCREATE_INVALID_PARAM;
   return withFile(
       path, [=](const KmhashSource* source) { return kmhashHashSourceBoth(source, flags, sampled, whole, outSize); });
 }
 
 int kmhashHashCallbacks(const char* path, const KmhashFileCallbacks* callbacks, uint32_t flags, char* out,
                         uint32_t outSize) {
-  const bool isComplete = path != nullptr && callbacks != nullptr && out != nullptr;
-  if (!isComplete || outSize < KMHASH_TEXT_SIZE || (flags & ~kKnownFlags) != 0) return HASHCREATE_INVALID_PARAM;
+  const bool isValid = path != nullptr && callbacks != nullptr && areFlags(flags, kPreferenceAndExtent);
+  if (!isValid || !isOutput(out, outSize)) return HASHCREATE_INVALID_PARAM;
   return make({path, callbacks, nullptr}, flags, kCreate, wantedText(flags, out));
 }
 
 int kmhashIdentifySource(const KmhashSource* source, uint32_t flags) {
-  if (!isSource(source) || (flags & ~uint32_t{KMHASH_PREFER_VERSION_4}) != 0) return HASHCREATE_INVALID_PARAM;
-  return make(inputOf(source), flags, kIdentify, {});
+  const bool isValid = isSource(source) && areFlags(flags, kPreference);
+  return isValid ? make(inputOf(source), flags, kIdentify, {}) : HASHCREATE_INVALID_PARAM;
 }
 
 int kmhashIdentifyFile(const char* path, uint32_t flags) {
+  if (path == nullptr || !areFlags(flags, kPreference)) return HASHCREATE_INVALID_PARAM;
   return withFile(path, [=](const KmhashSource* source) { return kmhashIdentifySource(source, flags); });
 }
 
@@ -196,6 +207,7 @@ int kmhashVerifySource(const KmhashSource* source, const char* storedHash) {
 }
 
 int kmhashVerifyFile(const char* path, const char* storedHash) {
+  if (path == nullptr) return HASHCREATE_INVALID_PARAM;
   const int known = kmhashCanVerify(storedHash);
   if (known <= 0) return known < 0 ? known : HASHCREATE_NON_SUPPORTED;
   return withFile(path, [=](const KmhashSource* source) { return kmhashVerifySource(source, storedHash); });

@@ -1,4 +1,5 @@
 #include "jpegBytes.h"
+#include "version4.h"
 
 using namespace support;
 
@@ -59,6 +60,12 @@ TEST(Spf, AddsTheSoundToTheMetaDigest) {
     EXPECT_EQ(labels.formatType(), "SPF ");
     EXPECT_EQ(labels.meta(), sha1Hex(kFrameMeta + soundMeta.part(0, 8)));
   }
+}
+
+TEST(Spf, AWholeHashTakesAllOfTheSound) {
+  MemoryFile file(Photo{.sounds = {{20016, 0}}, .sound = kLongSound}.file());
+  const Bytes sound = Bytes().u64be(19988) + kLongSound.part(0, 19988);
+  EXPECT_EQ(hashSource(sourceOf(file), KMHASH_WHOLE).meta(), sha1Hex(kFrameMeta + sound));
 }
 
 TEST(Spf, BrokenIndexFailsTheFile) {

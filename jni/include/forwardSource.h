@@ -1,7 +1,7 @@
 // What callbacks deliver that only go forward, as a source: an offset behind the one that was reached cannot be read.
 #pragma once
 
-#include "kmhash.h"
+#include "resultCode.h"
 
 struct ForwardSource {
   KmhashSource source;
@@ -10,7 +10,7 @@ struct ForwardSource {
   uint64_t position;  // of the underlying stream
 };
 
-// 0; HASHCREATE_INVALID_PARAM for an incomplete table or a size that is not told, HASHCREATE_FILE_NOTFOUND.
-// source.user is the ForwardSource, which must stay where it is.
-int openForwardSource(ForwardSource* forward, const char* path, const KmhashFileCallbacks* callbacks);
+// 0; HASHCREATE_INVALID_PARAM for an incomplete table or a size that is not told, kCannotOpen. source.user is the
+// ForwardSource, which must stay where it is.
+ResultCode openForwardSource(ForwardSource* forward, const char* path, const KmhashFileCallbacks* callbacks);
 void closeForwardSource(ForwardSource* forward);

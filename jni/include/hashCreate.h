@@ -24,7 +24,7 @@ KMHASH_API ResultCode reentrantCallCreateHash(Stream* stream, Labels* labels, An
 KMHASH_API ResultCode convertError(ResultCode code);
 }
 
-// createHashEx, sampled or whole.
+// createHashEx, sampled or whole; kCannotOpen when the open callback gives no handle.
 ResultCode createHashOrWhole(const char* path, char* out, uint32_t outSize, const KmhashFileCallbacks* callbacks,
                              int32_t mode, bool isWhole);
 

@@ -182,7 +182,7 @@ KMHASH_API int getAlgorithmId(const char* path, const KmhashFileCallbacks* callb
 /* Bytes that can be read at any offset. Fill it in whole. */
 typedef struct KmhashSource {
   uint32_t structSize; /* sizeof(KmhashSource) */
-  uint64_t size;       /* in bytes */
+  uint64_t size;       /* in bytes, below 2^63 */
   void* user;          /* handed to readAt as it is */
 
   /* Reads up to count bytes, 1 or more, at offset, which is below size, into buffer. Returns how many were read; fewer
@@ -204,9 +204,9 @@ enum {
  *   outSize  at least KMHASH_TEXT_SIZE
  * The preferred version is tried; when it fails for another reason than a file that cannot be opened, a bad argument
  * or an error that the system reported, the other one is tried; when both fail, the preferred one's code is the answer.
- * Returns HASHCREATE_SUCCESS, HASHCREATE_INVALID_PARAM (a null argument, an outSize below 129, unknown flags, a
- * structSize below that of this header), HASHCREATE_FILE_NOTFOUND (the file cannot be opened), or a failure of
- * createHashEx. */
+ * Returns HASHCREATE_SUCCESS, HASHCREATE_INVALID_PARAM (a null argument, an outSize below 129, unknown flags, a source
+ * without readAt, of too large a size, or with a structSize below that of this header; all found before anything is
+ * opened), HASHCREATE_FILE_NOTFOUND (the file cannot be opened), or a failure of createHashEx. */
 KMHASH_API int kmhashHashSource(const KmhashSource* source, uint32_t flags, char* out, uint32_t outSize);
 KMHASH_API int kmhashHashFile(const char* path, uint32_t flags, char* out, uint32_t outSize);
 
@@ -230,7 +230,8 @@ KMHASH_API int kmhashIdentifyFile(const char* path, uint32_t flags);
 /* Hashes the source or the file again as the stored text says (version, id and mark: sampled, whole or quick) and
  * compares. Returns the difference flags (0: the same media), HASHCREATE_NON_SUPPORTED for a text of a version, id or
  * mark that this library does not know, or a file that is not of a supported format; HASHCREATE_INVALID_HASH when
- * storedHash is no hash text, HASHCREATE_INVALID_PARAM, or a failure of kmhashHashSource. Whether the text or the file
+ * storedHash is no hash text or the file succeeds without labels (convention 2), HASHCREATE_INVALID_PARAM, or a failure
+ * of kmhashHashSource. Only a storedHash that is known makes it open the file. Whether the text or the file
  * is not supported, kmhashCanVerify tells. */
 KMHASH_API int kmhashVerifySource(const KmhashSource* source, const char* storedHash);
 KMHASH_API int kmhashVerifyFile(const char* path, const char* storedHash);

@@ -9,3 +9,6 @@ using ResultCode = int;
 
 // An analyzer's answer to a file that is not of its format.
 inline constexpr ResultCode kNotThisFormat = -100;
+
+// Nothing was opened; HASHCREATE_FILE_NOTFOUND, which may have another reason, outside the library.
+inline constexpr ResultCode kCannotOpen = -101;

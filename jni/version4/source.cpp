@@ -16,7 +16,7 @@ ResultCode fetchAll(Source* source, uint64_t offset, uint8_t* destination, uint3
   while (count > 0) {
     const int64_t n = source->from->readAt(source->from->user, offset, destination, count);
     if (n < 0) return source->failure = n == HASHCREATE_SEEK_ERROR ? HASHCREATE_SEEK_ERROR : HASHCREATE_ERROR;
-    if (n == 0 || n > count) return HASHCREATE_READ_ERROR;
+    if (n == 0 || n > count) return source->failure = HASHCREATE_READ_ERROR;
     offset += static_cast<uint64_t>(n);
     destination += n;
     count -= static_cast<uint32_t>(n);

@@ -1,8 +1,9 @@
 // A file that is read at any offset: a walk over headers goes through a small cache, so that it does not cost a system
 // call a header; payload goes past it. Every check against the file's size is made here.
 //
-// Results are 0; HASHCREATE_READ_ERROR for bytes that the file has not got; and, once the source gave up,
-// HASHCREATE_SEEK_ERROR when it said so and HASHCREATE_ERROR else, for every read that it would have to deliver.
+// Results are 0; HASHCREATE_READ_ERROR for bytes that the file has not got; and for every read that the source would
+// have to deliver once it gave up HASHCREATE_SEEK_ERROR when it said so, HASHCREATE_READ_ERROR when it ended in front
+// of its size, and HASHCREATE_ERROR else.
 #pragma once
 
 #include <cstdint>

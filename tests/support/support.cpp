@@ -98,6 +98,7 @@ void* openMemory(const char* path) {
   MemoryFile& file = called(path, {"open"});
   if (file.openFails) return nullptr;
   file.opened++;
+  file.position = 0;
   return &file;
 }
 

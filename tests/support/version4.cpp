@@ -25,28 +25,11 @@ int64_t readAt(void* user, uint64_t offset, void* buffer, uint32_t count) {
   return delivered;
 }
 
-// Calls work with a text to fill, which a failure must leave as it was.
-template <typename Work>
-HashText textOf(Work work) {
-  const std::string untouched(KMHASH_TEXT_SIZE, '\x7e');
-  std::string out = untouched;
-  HashText hash;
-  hash.code = work(out.data());
-  if (hash.code == HASHCREATE_SUCCESS) {
-    hash.text = out.substr(0, KMHASH_TEXT_SIZE - 1);
-  } else {
-    EXPECT_EQ(out, untouched) << "output touched on failure " << hash.code;
-  }
-  return hash;
-}
-
 void expectCleanEnd(const Bytes& bytes, const std::string& what) {
   for (const uint32_t flags : {uint32_t{0}, uint32_t{KMHASH_WHOLE}}) {
     MemoryFile file(bytes);
     const KmhashSource source = sourceOf(file);
-    const HashText hash = textOf([&](char* text) {
-      return kmhashHashSource(&source, KMHASH_PREFER_VERSION_4 | flags, text, KMHASH_TEXT_SIZE);
-    });
+    const HashText hash = hashSource(source, KMHASH_PREFER_VERSION_4 | flags);
     const bool isPublic = hash.code == HASHCREATE_ERROR || (hash.code >= -14 && hash.code <= 0);
     EXPECT_TRUE(isPublic) << what << ": " << hash.code;
     EXPECT_LE(static_cast<size_t>(file.reads), 2 * bytes.size() + 200) << what;
@@ -67,6 +50,11 @@ void expectFaultsAnswered(const Bytes& bytes) {
 
 KmhashSource sourceOf(MemoryFile& file) {
   return {sizeof(KmhashSource), static_cast<uint64_t>(file.size()), &file, readAt};
+}
+
+HashText hashSource(const KmhashSource& source, uint32_t flags) {
+  return textOf(
+      [&](char* text) { return kmhashHashSource(&source, flags, text, KMHASH_TEXT_SIZE); });
 }
 
 HashText hash4Of(MemoryFile& file, bool isWhole) {
@@ -93,7 +81,7 @@ Bytes content4(const Bytes& payload) {
 
 void expectHash4(const Bytes& file, int algorithmId, std::string_view formatType,
                  std::string_view fileType, const Bytes& payload, const Bytes& meta) {
-  const Bytes all = Bytes().text("KMHFULL").u8(0) + payload + Bytes().u64be(payload.size());
+  const Bytes all = kWholeMark + payload + Bytes().u64be(payload.size());
   for (const bool isWhole : {false, true}) {
     const HashText hash = hash4Of(file, isWhole);
     ASSERT_EQ(hash.code, HASHCREATE_SUCCESS);

@@ -9,9 +9,29 @@ namespace support {
 // Reads the file; its failing read, if it has one, answers -1. The file counts the reads.
 KmhashSource sourceOf(MemoryFile& file);
 
+// Calls work with a text to fill, which a failure must leave as it was.
+template <typename Work>
+HashText textOf(Work work) {
+  const std::string untouched(KMHASH_TEXT_SIZE, '\x7e');
+  std::string out = untouched;
+  HashText hash;
+  hash.code = work(out.data());
+  if (hash.code == HASHCREATE_SUCCESS) {
+    hash.text = out.substr(0, KMHASH_TEXT_SIZE - 1);
+  } else {
+    EXPECT_EQ(out, untouched) << "output touched on failure " << hash.code;
+  }
+  return hash;
+}
+
+HashText hashSource(const KmhashSource& source, uint32_t flags);
+
 // By version 4, without version 3 behind it: a code is the one that its analyzer answers.
 HashText hash4Of(MemoryFile& file, bool isWhole = false);
 HashText hash4Of(const Bytes& file, bool isWhole = false);
+
+// What the content digest of a whole hash begins with.
+const Bytes kWholeMark = Bytes().text("KMHFULL").u8(0);
 
 // 100 samples of a payload of 16,384 bytes and more, and its length.
 Bytes content4(const Bytes& payload);
