@@ -130,6 +130,7 @@ const Bytes kFooted = id3("ID3", 0x10) + kItems + id3("3DI", 0x10);
 
 TEST(Tags, InFrontAndBehindAreLeftOut) {
   const Bytes front = id3("ID3", 0) + kItems + kFooted + Bytes(1) + ape(130, kIsHeader) + kItems;
+  const Bytes eightBits = id3("ID3", 0x10, 0x80) + Bytes(128) + id3("3DI", 0x10, 0x80);
   const Bytes behind = kFooted + kItems + ape(162) + lyrics("000141") + kId3v1 + kId3v1;
   const auto expectFlac = [](const Bytes& file, const Bytes& frames) {
     expectHash4(file, 0x2E, "FLAC", "AUDIO", frames, kInfo.part(10, 8));
@@ -142,20 +143,22 @@ TEST(Tags, InFrontAndBehindAreLeftOut) {
   }
   for (const Bytes& sound :
        {kId3v1 + Bytes(1), ape(31), ape(435), ape(999) + Bytes(99), lyrics("000140"),
-        lyrics("00014:"), id3("3DI", 0, 0x80), kFooted.part(1), kId3v1 + kItems + ape(31)}) {
+        lyrics("00014:"), eightBits, kFooted.part(1), kId3v1 + kItems + ape(31)}) {
     expectFlac(kFlac + sound, kFrames + sound);
   }
   expectSurvives4(front + kFlac);
   expectSurvives4(kFlac + behind);
   expectCode(kCut, {id3("ID3", 0) + kItems.part(1)});
-  expectCode(kOther, {id3("ID3\xFF", 0).part(0, 10) + kFlac, ape(0) + kFlac, front});
+  const Bytes version = Bytes().text("ID3\4\xFF").fill(5, 0);
+  expectCode(kOther,
+             {version + kFlac, id3("ID3\xFF", 0).part(0, 10) + kFlac, ape(0) + kFlac, front});
 }
 
 // ---- ADTS ----
 
-Bytes adts(uint32_t length, unsigned channels = 0x80) {
-  return Bytes{0xFF, 0xF1, 0x50}.u8(channels | length >> 11).u16be((length & 0x7FF) << 5) +
-         Bytes().pattern(length - 6);
+Bytes adts(uint32_t length, const Bytes& begin = {0xFF, 0xF1, 0x50, 0xA0}) {
+  const Bytes rest = Bytes().u8(begin[3] | length >> 11).u16be((length & 0x7FF) << 5);
+  return begin.part(0, 3) + rest + Bytes().pattern(length - 6);
 }
 
 TEST(Adts, EverythingBetweenTheTagsIsHashed) {
@@ -163,12 +166,12 @@ TEST(Adts, EverythingBetweenTheTagsIsHashed) {
   const Bytes meta = {0xFF, 0xF1, 0x50, 0x80};
   expectFormat4(kFooted + small + kId3v1, 0x27, "ADTSAAC ", "AUDIO", small, meta);
   expectHash4(sound, 0x27, "ADTSAAC ", "AUDIO", sound, meta);
-  for (const auto& [place, byte] : {std::pair(0, 0xFE), {1, 0xF3}, {2, 0x74}, {4, 0x00}}) {
-    Bytes damaged = small;
-    damaged[static_cast<size_t>(place)] = static_cast<uint8_t>(byte);
-    expectCode(kOther, {damaged});
+  for (const Bytes& begin : {Bytes{0xFE, 0xF1, 0x50, 0xA0}, Bytes{0xFF, 0xF3, 0x50, 0xA0},
+                             Bytes{0xFF, 0xF1, 0x74, 0xA0}}) {
+    expectCode(kOther, {adts(30, begin) + adts(7, begin)});
   }
-  expectCode(kOther, {adts(20) + adts(7, 0x90), adts(20) + adts(7).part(0, 6)});
+  expectCode(kOther, {adts(20) + adts(7, {0xFF, 0xF1, 0x50, 0xB0}), adts(20) + adts(6) + adts(7),
+                      adts(20) + adts(7, {0xFF, 0xF1, 0x54, 0xA0}), sound.part(0, 26)});
 }
 
 // ---- MPEG audio ----
@@ -207,7 +210,7 @@ TEST(MpegAudio, FramesAreAsLongAsTheirHeadersTell) {
 TEST(MpegAudio, EnoughFramesMakeTheFormat) {
   const Layer low = {"MPEG2L3", 0xF2, 0x14, 0x00, 24, {2, 1, 1, 0}};
   const Bytes one = low.frame(), three = one + one + one, nine = three + three + three;
-  const Bytes other = Layer{"MPEG2L3", 0xF3, 0x10, 0x00, 26, {}}.frame(), junk = {0xFF, 1, 1};
+  const Bytes junk = {0xFF, 1, 1};
   for (const auto& [what, file, payload] : std::vector<Hashed>{
            {"one that ends the file", one, one},
            {"three, and anything", three + junk, three + junk},
@@ -220,8 +223,13 @@ TEST(MpegAudio, EnoughFramesMakeTheFormat) {
     SCOPED_TRACE(what);
     expectHash4(file, 0x2A, "MPEG2L3", "AUDIO", payload, {2, 1, 1, 0});
   }
-  expectCode(kOther, {one + one + junk, one + other + one + junk, junk + nine + junk,
-                      junk + one + one, Bytes(262145, 1) + three, Bytes{0xFF, 0xD8, 0xFF} + three,
+  for (const Layer& other : {Layer{"rate", 0xF3, 0x10, 0x00, 26, {}},
+                             {"layer", 0xF5, 0x14, 0x00, 48, {}},
+                             {"version", 0xFB, 0x14, 0x00, 96, {}}}) {
+    expectCode(kOther, {one + other.frame() + one + one + junk});
+  }
+  expectCode(kOther, {one + one + junk, junk + nine + junk, junk + one + one,
+                      Bytes(262145, 1) + three, Bytes{0xFF, 0xD8, 0xFF} + three,
                       Bytes{0, 0, 1} + three, Bytes{0x30, 0x26, 0xB2, 0x75} + three,
                       Bytes().text("RIFF....AVI ") + three, Bytes{0xFF, 0xFB, 0x04, 0}});
 }
