@@ -78,6 +78,7 @@ inline size_t stackOf(const std::function<void()>& work) {
 
 }  // namespace support
 
+// A program includes this once. NOLINTBEGIN(misc-definitions-in-headers)
 void* operator new(size_t size) { return support::take(size); }
 void* operator new[](size_t size) { return support::take(size); }
 void* operator new(size_t size, const std::nothrow_t&) noexcept { return support::take(size); }
@@ -86,3 +87,4 @@ void operator delete(void* block) noexcept { support::giveBack(block); }
 void operator delete[](void* block) noexcept { support::giveBack(block); }
 void operator delete(void* block, size_t) noexcept { support::giveBack(block); }
 void operator delete[](void* block, size_t) noexcept { support::giveBack(block); }
+// NOLINTEND(misc-definitions-in-headers)
