@@ -477,10 +477,11 @@ ResultCode readHeader(Tiff* tiff, uint64_t* first) {
   tiff->order = order == 'M' ? ByteOrder::big : ByteOrder::little;
   const uint32_t wordSize = tiff->signature->wordSize;
   if (wordSize == 8) {
-    uint64_t offsetSize = 0, zero = 0;
-    if (const ResultCode rc = readNumber(*tiff, 4, 2, &offsetSize)) return rc;
+    uint64_t placeSize = 0, zero = 0;
+    if (const ResultCode rc = readNumber(*tiff, 4, 2, &placeSize)) return rc;
+    if (placeSize != 8) return HASHCREATE_FORMAT_ERROR;
     if (const ResultCode rc = readNumber(*tiff, 6, 2, &zero)) return rc;
-    if (offsetSize != 8 || zero != 0) return HASHCREATE_FORMAT_ERROR;
+    if (zero != 0) return HASHCREATE_FORMAT_ERROR;
   }
   return readNumber(*tiff, wordSize, wordSize, first);
 }
