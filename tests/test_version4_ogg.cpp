@@ -105,7 +105,7 @@ TEST(Ogg, Faults) {
   const Bytes file = opus(4, {kLong}) + page(4, 0, {kShort});
   const uint64_t last = file.size() - kShort.size() - 28;
   EXPECT_EQ(hash4Of(file.part(0, last + 4)).code, HASHCREATE_SUCCESS);  // no page begins
-  for (const uint64_t length : {last + 5, last + 27, file.size() - 1}) {
+  for (const uint64_t length : {last + 5, last + 27, uint64_t{file.size()} - 1}) {
     EXPECT_EQ(hash4Of(file.part(0, length)).code, HASHCREATE_READ_ERROR) << length;
   }
   EXPECT_EQ(hash4Of(opus(4, {})).code, HASHCREATE_FORMAT_ERROR);
