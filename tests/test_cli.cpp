@@ -545,7 +545,9 @@ TEST_F(Program, WritesWholeLinesToAReaderThatIsSlow) {
 TEST_F(Program, ShowsControlCharactersOnATerminal) {
   write("\x1B[2J\xC2\x9B", photo(1));
   const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
-  ASSERT_TRUE(terminal >= 0 && grantpt(terminal) == 0 && unlockpt(terminal) == 0);
+  if (terminal < 0 || grantpt(terminal) != 0 || unlockpt(terminal) != 0) {
+    GTEST_SKIP() << "no pseudo-terminals, as under an emulator";
+  }
   const std::string name = ptsname(terminal);
   const int held =
       open(name.c_str(), O_RDWR | O_NOCTTY);  // what was written goes when the last one closes it
