@@ -515,12 +515,13 @@ TEST_F(Program, TellsThatItsOutputIsLost) {
 }
 
 TEST_F(Program, EndsByCtrlCAndKeepsWhatIsDone) {
-  std::signal(SIGINT,
-              SIG_DFL);  // whoever started the test may ignore it, and what is ignored stays so
+  // Whoever started the test may ignore it, and what is ignored stays so.
+  std::signal(SIGINT, SIG_DFL);
   write("a", photo(1));
   ASSERT_EQ(mkfifo((folder / "names").c_str(), 0600), 0);
   const Finished run = shell(
-      "{ printf 'a\\0'; until [ -s .out ]; do sleep 0.1; done; kill -INT $(cat pid); sleep 1; } "
+      "{ printf 'a\\0'; for i in $(seq 100); do [ -s .out ] || sleep 0.1; done; "
+      "kill -INT $(cat pid); sleep 1; } "
       ">names & "
       "echo $$ >pid; exec kmhash hash --quick --files0-from - <names");
   EXPECT_EQ(run.status, -SIGINT);
@@ -549,8 +550,8 @@ TEST_F(Program, ShowsControlCharactersOnATerminal) {
     GTEST_SKIP() << "no pseudo-terminals, as under an emulator";
   }
   const std::string name = ptsname(terminal);
-  const int held =
-      open(name.c_str(), O_RDWR | O_NOCTTY);  // what was written goes when the last one closes it
+  // What was written goes when the last one closes it.
+  const int held = open(name.c_str(), O_RDWR | O_NOCTTY);
   shell("kmhash hash --quick ?* >" + name);
   char text[512] = "";
   ASSERT_GT(::read(terminal, text, sizeof text - 1), 0);
