@@ -1,0 +1,209 @@
+#include "duplicates.h"
+
+#include <strings.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+
+#include "kmhash.h"
+#include "sharedStorage.h"
+
+namespace catalogue {
+namespace {
+
+constexpr size_t kHashLength = 128, kContentStart = 18, kDigestLength = 40;
+constexpr std::string_view kDigestOfNothing = "DA39A3EE5E6B4B0D3255BFEF95601890AFD80709";
+
+// ---- Companions ----
+
+struct Ending {
+  const char* name;
+  Companion::Kind kind;
+};
+constexpr Ending kEndings[] = {
+    {"xmp", Companion::Kind::sidecar},  {"aae", Companion::Kind::sidecar},  {"thm", Companion::Kind::sidecar},
+    {"json", Companion::Kind::sidecar}, {"dop", Companion::Kind::sidecar},  {"pp3", Companion::Kind::sidecar},
+    {"srt", Companion::Kind::sidecar},  {"lrc", Companion::Kind::sidecar},  {"gpx", Companion::Kind::sidecar},
+    {"dng", Companion::Kind::raw},      {"cr2", Companion::Kind::raw},      {"cr3", Companion::Kind::raw},
+    {"crw", Companion::Kind::raw},      {"nef", Companion::Kind::raw},      {"nrw", Companion::Kind::raw},
+    {"arw", Companion::Kind::raw},      {"sr2", Companion::Kind::raw},      {"raf", Companion::Kind::raw},
+    {"orf", Companion::Kind::raw},      {"rw2", Companion::Kind::raw},      {"pef", Companion::Kind::raw},
+    {"srw", Companion::Kind::raw},      {"raw", Companion::Kind::raw},      {"jpg", Companion::Kind::picture},
+    {"jpeg", Companion::Kind::picture}, {"heic", Companion::Kind::picture}, {"heif", Companion::Kind::picture},
+    {"mov", Companion::Kind::film},     {"mp4", Companion::Kind::film},
+};
+
+const Ending* endingOf(std::string_view name) {
+  const size_t dot = name.rfind('.');
+  if (dot == std::string_view::npos) return nullptr;
+  const std::string ending(name.substr(dot + 1));
+  const auto* row = std::find_if(std::begin(kEndings), std::end(kEndings),
+                                 [&](const Ending& it) { return strcasecmp(it.name, ending.c_str()) == 0; });
+  return row != std::end(kEndings) ? row : nullptr;
+}
+
+// ---- What members share ----
+
+bool haveOneInode(const Member& a, const Member& b) {
+  const bool mayBe = a.inode == b.inode && a.inode != 0 && a.links > 1 && b.links > 1 && a.fileSystem == b.fileSystem;
+  if (!mayBe || a.device == b.device) return mayBe;
+  struct stat nowA {
+  }, nowB{};  // a disk has another number after it was away
+  return lstat(a.path.c_str(), &nowA) == 0 && lstat(b.path.c_str(), &nowB) == 0 && nowA.st_dev == nowB.st_dev &&
+         nowA.st_ino == nowB.st_ino;
+}
+
+// Gives each member the number of the first one that it is as, by the key and, among those of one key, the comparison.
+template <class Key, class IsAs>
+void number(std::vector<Member>& members, uint32_t Member::*field, const Key& keyOf, const IsAs& isAs) {
+  std::multimap<decltype(keyOf(members[0])), size_t> firsts;
+  for (size_t i = 0; i < members.size(); ++i) {
+    auto [it, end] = firsts.equal_range(keyOf(members[i]));
+    while (it != end && !isAs(members[it->second], members[i])) ++it;
+    members[i].*field = it != end ? members[it->second].*field : static_cast<uint32_t>(i + 1);
+    if (it == end) firsts.emplace(keyOf(members[i]), i);
+  }
+}
+
+void numberFiles(std::vector<Member>& members) {
+  number(
+      members, &Member::file, [](const Member& member) { return member.inode; }, haveOneInode);
+}
+
+// Digests the members that are not the only ones of their size; names of one file once.
+void completeDigests(const Judgement& judgement, std::vector<Member>& members) {
+  std::map<uint64_t, std::set<uint32_t>> filesOfSize;
+  for (const Member& member : members) filesOfSize[member.size].insert(member.file);
+  std::map<uint32_t, std::string> digests;
+  for (Member& member : members) {
+    if (!member.digest.empty() || filesOfSize[member.size].size() < 2 || !judgement.digestOf) continue;
+    const auto [known, isNew] = digests.try_emplace(member.file);
+    if (isNew) known->second = judgement.digestOf(member);
+    member.digest = known->second;
+  }
+}
+
+// Those of another size than all others are told apart by that.
+void numberCopies(std::vector<Member>& members) {
+  number(
+      members, &Member::copy, [](const Member& member) { return member.size; },
+      [](const Member& a, const Member& b) { return a.file == b.file || (!a.digest.empty() && a.digest == b.digest); });
+  std::map<uint64_t, std::set<uint32_t>> filesOfSize;
+  for (const Member& member : members) filesOfSize[member.size].insert(member.file);
+  for (Member& member : members) {
+    if (member.digest.empty() && filesOfSize[member.size].size() > 1) member.copy = 0;
+  }
+}
+
+void numberStorage(std::vector<Member>& members) {
+  std::map<uint32_t, size_t> files;  // of a copy
+  std::set<std::pair<uint32_t, uint32_t>> seen;
+  for (const Member& member : members) {
+    if (member.copy != 0 && seen.emplace(member.copy, member.file).second) ++files[member.copy];
+  }
+  std::map<uint32_t, std::vector<Extent>> extents;  // of a file
+  for (const Member& member : members) {
+    if (member.copy == 0 || files[member.copy] < 2) continue;
+    const auto [known, isNew] = extents.try_emplace(member.file);
+    if (isNew) known->second = sharedExtents(member.path);
+  }
+  number(
+      members, &Member::storage, [](const Member& member) { return member.copy; },
+      [&](const Member& a, const Member& b) {
+        if (a.file == b.file) return true;
+        const bool areCopies = a.copy != 0 && a.fileSystem == b.fileSystem && a.device == b.device;
+        return areCopies && !extents[a.file].empty() && extents[a.file] == extents[b.file];
+      });
+}
+
+// ---- What goes ----
+
+void choose(const Judgement& judgement, Group* group) {
+  std::vector<Member>& members = group->members;
+  bool anyReference = false;
+  size_t best = 0;
+  for (size_t i = 0; i < members.size(); ++i) {
+    members[i].isReference = std::any_of(judgement.references.begin(), judgement.references.end(),
+                                         [&](const std::string& folder) { return isBelow(members[i].path, folder); });
+    anyReference = anyReference || members[i].isReference;
+    if (isRatherKept(judgement.keep, members[i], members[best])) best = i;
+  }
+  std::set<uint32_t> kept;
+  for (size_t i = 0; i < members.size(); ++i) {
+    if (anyReference ? members[i].isReference : i == best) kept.insert(members[i].file);
+  }
+  for (Member& member : members) member.isKept = kept.contains(member.file);
+  // The one chosen is the first of its names too.
+  if (!anyReference)
+    std::rotate(members.begin(), members.begin() + static_cast<ptrdiff_t>(best),
+                members.begin() + static_cast<ptrdiff_t>(best) + 1);
+  std::stable_partition(members.begin(), members.end(), [](const Member& member) { return member.isKept; });
+}
+
+// A file with more names than go stays.
+uint64_t freeableIn(const std::vector<Member>& members) {
+  std::map<uint32_t, uint64_t> names;  // of a file, that go
+  for (const Member& member : members) ++names[member.file];
+  std::map<uint32_t, uint64_t> freed;  // of a storage
+  std::set<uint32_t> staying;
+  for (const Member& member : members) {
+    if (member.isKept || names[member.file] < member.links) staying.insert(member.storage);
+    freed[member.storage] = member.size;
+  }
+  uint64_t sum = 0;
+  for (const auto& [storage, size] : freed) sum += staying.contains(storage) ? 0 : size;
+  return sum;
+}
+
+}  // namespace
+
+bool agree(Match match, const std::string& hashA, const std::string& hashB) {
+  const int flags = compareBetweenHash(hashA.c_str(), hashB.c_str());
+  if (flags <= 0) return flags == 0;
+  const bool isQuick = getAlgorithmIdFromHash(hashA.c_str()) == KMHASH_ALGORITHM_QUICK ||
+                       getAlgorithmIdFromHash(hashB.c_str()) == KMHASH_ALGORITHM_QUICK;
+  if (match != Match::content || isQuick || kmhashIsWhole(hashA.c_str()) != kmhashIsWhole(hashB.c_str())) return false;
+  return (flags & (KMHASH_DIFFERENT_CONTENT | KMHASH_DIFFERENT_FORMAT)) == 0;
+}
+
+bool tellsContent(std::string_view hash) {
+  return hash.size() == kHashLength && hash.find('.') == std::string_view::npos &&
+         hash.substr(kContentStart, kDigestLength) != kDigestOfNothing;
+}
+
+bool companionKind(std::string_view name, std::string_view beside, Companion::Kind* kind) {
+  const Ending* ending = endingOf(beside);
+  if (ending == nullptr || name == beside) return false;
+  const std::string_view stem = name.substr(0, name.rfind('.'));
+  const std::string_view besideStem = beside.substr(0, beside.rfind('.'));
+  *kind = ending->kind;
+  return besideStem == stem || (besideStem == name && ending->kind == Companion::Kind::sidecar);
+}
+
+void judge(const Judgement& judgement, Group* group) {
+  std::vector<Member>& members = group->members;
+  if (members.empty()) return;
+  numberFiles(members);
+  completeDigests(judgement, members);
+  numberCopies(members);
+  numberStorage(members);
+  choose(judgement, group);
+  group->isExact = std::all_of(members.begin(), members.end(), [&](const Member& member) {
+    return member.copy != 0 && member.copy == members.front().copy;
+  });
+  group->freeable = freeableIn(members);
+}
+
+bool isWorthTelling(const Group& group) {
+  return std::any_of(group.members.begin(), group.members.end(),
+                     [&](const Member& member) { return member.file != group.members.front().file; });
+}
+
+bool isBelow(std::string_view path, std::string_view folder) {
+  while (folder.ends_with('/')) folder.remove_suffix(1);
+  return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
+}
+
+}  // namespace catalogue
