@@ -1,0 +1,126 @@
+"""The package held against the C interface, on every file of tests/media."""
+
+import copy
+import ctypes
+import io
+import mmap
+import os
+import pickle
+import threading
+from concurrent.futures import ThreadPoolExecutor
+from pathlib import Path
+
+import pytest
+
+import kmhash
+from kmhash import Difference, Hash, KmhashError
+
+ROOT = Path(__file__).parents[2]
+MEDIA = ROOT / "tests/media"
+FILES = sorted(file for file in MEDIA.iterdir() if file.is_file())
+PHOTO = MEDIA / "jpeg-baseline.jpg"
+LIBRARY = ctypes.CDLL(os.environ.get("KMHASH_LIBRARY", str(ROOT / "build/release/libKMHashGenerator.so")))
+
+
+def in_c(function, *arguments):
+    """What the C interface answers: a text, or a result code."""
+    text = ctypes.create_string_buffer(129)
+    code = function(*arguments, text, 129, None) if len(arguments) == 1 else function(*arguments, text, 129)
+    return text.raw[:128].decode("latin-1") if code == 0 else code
+
+
+def in_python(function, *arguments, **options):
+    try:
+        return function(*arguments, **options).text
+    except KmhashError as error:
+        return int(error.code)
+
+
+@pytest.mark.parametrize("file", FILES, ids=lambda file: file.name)
+def test_says_what_the_c_interface_says(file):
+    data, path = file.read_bytes(), os.fsencode(file)
+    for flags in range(4):
+        options = {"prefer": 4 if flags & 1 else 3, "whole": bool(flags & 2)}
+        expected = in_c(LIBRARY.kmhashHashFile, path, flags)
+        for source in (file, io.BytesIO(data)):
+            assert in_python(kmhash.hash, source, **options) == expected
+        if isinstance(expected, str):
+            assert kmhash.hash_both(file, prefer=options["prefer"])[options["whole"]].text == expected
+            assert [kmhash.verify(source, expected) for source in (str(file), io.BytesIO(data))] == [0, 0]
+            assert kmhash.identify(io.BytesIO(data), prefer=options["prefer"]).id == Hash(expected).algorithm_id
+    for source in (path, io.BytesIO(data)):
+        assert in_python(kmhash.hash, source, quick=True) == in_c(LIBRARY.createQuickFileHash, path)
+
+
+def test_takes_whatever_reads_and_seeks(tmp_path):
+    expected = kmhash.hash(PHOTO).text
+    with PHOTO.open("rb") as file, mmap.mmap(file.fileno(), 0, prot=mmap.PROT_READ) as mapped:
+        assert [kmhash.hash(source).text for source in (file, mapped, file.fileno())] == [expected] * 3
+        assert not file.closed
+
+
+def test_a_hash_is_a_value():
+    value = kmhash.hash(PHOTO)
+    other = Hash.parse(value.text[:8] + "415544494F" + value.text[18:])  # a file type is not compared
+    assert (value, hash(value)) == (other, hash(other))
+    assert copy.copy(value) == pickle.loads(pickle.dumps(value)) == Hash.parse(str(value))
+    assert (value.file_type, value.format_type, str(value.algorithm)) == ("PHOTO", "JPEG", "JPEG")
+    assert (value.major_version, value.minor_version, value.is_whole) == (3, 0, False)
+    differences = [(0, "VERSION"), (18, "CONTENT"), (58, "META"), (98, "FORMAT"), (114, "ALGORITHM")]
+    for position, name in differences:
+        changed = Hash(value.text[:position] + "9" + value.text[position + 1 :])
+        assert value.compare(changed) == Difference[name]
+        assert value != changed
+    assert Hash(value.text[:116] + "F1" + value.text[118:]).is_whole
+    assert Hash(value.text[:114] + "77" + value.text[116:]).algorithm == (0x77, "UNKNOWN")
+    assert not kmhash.can_verify("9" + value.text[1:])
+    for text in ("", value.text[:-1], value.text + "0", value.text[:-1] + "g", "x" + value.text[1:], value.text + "\n"):
+        with pytest.raises(ValueError, match="no hash text"):
+            Hash.parse(text)
+
+
+def test_what_fails_says_why():
+    error = pickle.loads(pickle.dumps(KmhashError(-3, "a.jpg")))
+    assert (error.code, error.name, error.file) == (-3, "HASHCREATE_FORMAT_ERROR", "a.jpg")
+    with pytest.raises(ValueError, match="version"):
+        kmhash.hash(PHOTO, prefer=5)  # type: ignore[arg-type]
+    with pytest.raises(ValueError, match="quick"):
+        kmhash.hash(PHOTO, quick=True, whole=True)
+
+
+class Failing(io.BytesIO):
+    def read(self, count=-1, /):
+        if self.tell() > 100:
+            raise ConnectionError("gone")
+        return super().read(min(count, 50))
+
+
+@pytest.mark.parametrize("quick", [False, True])
+@pytest.mark.parametrize(
+    ("source", "error", "words"),
+    [
+        ("no-such-file", FileNotFoundError, "no-such-file"),
+        (MEDIA, IsADirectoryError, "media"),
+        (f"{PHOTO}\0", ValueError, "null byte"),
+        (Failing(PHOTO.read_bytes()), ConnectionError, "gone"),
+        (io.StringIO("words" * 1000), TypeError, "bytes"),
+        (io.BytesIO(), KmhashError, r"HASHCREATE_NON_SUPPORTED \(-9\)"),
+        (1.5, TypeError, "float"),
+    ],
+)
+def test_failures(source, error, words, quick):
+    with pytest.raises(error, match=words):
+        kmhash.hash(source, quick=quick)
+
+
+def test_a_path_is_hashed_beside_other_threads(tmp_path):
+    large = tmp_path / "large"
+    large.write_bytes(PHOTO.read_bytes() + bytes(200_000_000))
+    started, turns = threading.Event(), 0
+    with ThreadPoolExecutor(4) as pool:
+        hashing = [pool.submit(lambda: (started.set(), kmhash.hash(large, whole=True))[1]) for _ in range(2)]
+        started.wait()
+        while not all(each.done() for each in hashing):
+            turns += 1
+    assert turns > 1000
+    assert hashing[0].result().text == hashing[1].result().text
