@@ -1,12 +1,12 @@
 #include "inputPaths.h"
 
 #include <fmt/format.h>
-#include <fnmatch.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
 
+#include "globs.h"
 #include "kmhash.h"
 
 namespace cli {
@@ -18,17 +18,6 @@ bool isDirectory(const std::string& path) {
 }
 
 Failure cannotOpen() { return systemFailure(HASHCREATE_FILE_NOTFOUND, errno); }
-
-// One with a slash in it is matched against the path below the directory that was named, others against the name; one
-// with a slash at its end matches directories only.
-bool matches(std::string glob, std::string_view below) {
-  const bool isForDirectories = glob.ends_with('/');
-  if (isForDirectories && !below.ends_with('/')) return false;
-  if (isForDirectories) glob.pop_back();
-  if (below.ends_with('/')) below.remove_suffix(1);
-  if (glob.find('/') == std::string::npos) below.remove_prefix(below.rfind('/') + 1);
-  return fnmatch(glob.c_str(), std::string(below).c_str(), FNM_PATHNAME) == 0;
-}
 
 }  // namespace
 
@@ -151,9 +140,6 @@ bool InputFiles::enter(std::string prefix, InputFile* file) {
   return true;
 }
 
-bool InputFiles::isExcluded(std::string_view below) const {
-  return std::any_of(options_.excluded.begin(), options_.excluded.end(),
-                     [&](const std::string& glob) { return matches(glob, below); });
-}
+bool InputFiles::isExcluded(std::string_view below) const { return catalogue::matchesAny(options_.excluded, below); }
 
 }  // namespace cli

@@ -13,6 +13,9 @@
 
 namespace cli {
 
+using catalogue::Descriptor;
+using catalogue::DirectoryTree;
+
 struct InputOptions {
   std::string names;  // file of names that end with NUL, "-" for standard input; empty: none
   bool recursive = false;

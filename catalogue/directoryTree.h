@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-namespace cli {
+namespace catalogue {
 
 class Descriptor {
  public:
@@ -31,13 +31,22 @@ class DirectoryTree : public std::enable_shared_from_this<DirectoryTree> {
   // below 0 on failure, with the reason in errno.
   Descriptor find(std::string_view below) const;
 
+  // Opens for reading what stands at a path within the tree; an empty one is the tree's own directory. As find; it does
+  // not wait for a pipe's writer.
+  Descriptor openToRead(std::string_view below) const;
+
   // Appends the names of files and, with a slash at their end, of directories in a directory of the tree; an empty path
   // is the tree's own. Everything else is passed over. Gives errno, or 0.
   int readNames(std::string_view below, std::vector<std::string>* names) const;
 
+  // The same of a directory opened to be read, which stays the caller's; the names of everything else go to others,
+  // which may be null.
+  static int readNames(int directory, std::vector<std::string>* names, std::vector<std::string>* others);
+
  private:
   explicit DirectoryTree(Descriptor root) : root_(std::move(root)) {}
   Descriptor openBelow(std::string_view below, int flags) const;
+  Descriptor openAt(std::string_view below, int flags) const;
 
   Descriptor root_;
 };
@@ -45,4 +54,4 @@ class DirectoryTree : public std::enable_shared_from_this<DirectoryTree> {
 // A path that opens what the descriptor stands for; empty where the system has none.
 std::string pathOf(const Descriptor& descriptor);
 
-}  // namespace cli
+}  // namespace catalogue

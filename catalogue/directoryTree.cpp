@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <utility>
 
-namespace cli {
+namespace catalogue {
 namespace {
 
 enum class EntryKind { file, directory, other };
@@ -43,7 +43,13 @@ std::shared_ptr<const DirectoryTree> DirectoryTree::open(const std::string& path
   return std::shared_ptr<const DirectoryTree>(new DirectoryTree(std::move(root)));
 }
 
-Descriptor DirectoryTree::find(std::string_view below) const {
+Descriptor DirectoryTree::find(std::string_view below) const { return openAt(below, O_PATH); }
+
+Descriptor DirectoryTree::openToRead(std::string_view below) const {
+  return openAt(below, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+}
+
+Descriptor DirectoryTree::openAt(std::string_view below, int flags) const {
   // The files of a directory come one after the other.
   thread_local struct {
     std::shared_ptr<const DirectoryTree> tree;
@@ -54,17 +60,23 @@ Descriptor DirectoryTree::find(std::string_view below) const {
   if (last.tree.get() != this || last.path != path) {
     last = {shared_from_this(), std::string(path), openBelow(path.empty() ? "." : path, O_PATH | O_DIRECTORY)};
   }
-  if (last.opened.number() < 0) return openBelow(below, O_PATH);  // for the reason
+  if (last.opened.number() < 0) return openBelow(below, flags);  // for the reason
   below.remove_prefix(path.size());
-  return Descriptor(openat(last.opened.number(), std::string(below).c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+  const std::string name = below.empty() ? "." : std::string(below);
+  return Descriptor(openat(last.opened.number(), name.c_str(), flags | O_NOFOLLOW | O_CLOEXEC));
 }
 
 int DirectoryTree::readNames(std::string_view below, std::vector<std::string>* names) const {
   Descriptor opened = openBelow(below.empty() ? "." : below, O_RDONLY | O_DIRECTORY);
   if (opened.number() < 0) return errno;
-  const std::unique_ptr<DIR, int (*)(DIR*)> directory(fdopendir(opened.number()), closedir);
+  return readNames(opened.number(), names, nullptr);
+}
+
+int DirectoryTree::readNames(int opened, std::vector<std::string>* names, std::vector<std::string>* others) {
+  Descriptor copy(fcntl(opened, F_DUPFD_CLOEXEC, 0));
+  const std::unique_ptr<DIR, int (*)(DIR*)> directory(copy.number() < 0 ? nullptr : fdopendir(copy.number()), closedir);
   if (!directory) return errno;
-  opened.release();
+  copy.release();
   for (;;) {
     errno = 0;
     const dirent* entry = readdir(directory.get());
@@ -74,6 +86,7 @@ int DirectoryTree::readNames(std::string_view below, std::vector<std::string>* n
     const EntryKind kind = kindOf(directory.get(), *entry);
     if (kind == EntryKind::file) names->emplace_back(name);
     if (kind == EntryKind::directory) names->push_back(std::string(name) + '/');
+    if (kind == EntryKind::other && others != nullptr) others->emplace_back(name);
   }
 }
 
@@ -96,4 +109,4 @@ std::string pathOf(const Descriptor& descriptor) {
   return isThere ? "/proc/self/fd/" + std::to_string(descriptor.number()) : "";
 }
 
-}  // namespace cli
+}  // namespace catalogue
