@@ -75,7 +75,7 @@ bool Walk::isWanted(const std::string& path) {
 }
 
 void Walk::enter(std::string path) {
-  Directory directory{std::move(path), {}, {}};
+  Directory directory{std::move(path), {}, Descriptor()};
   directory.opened = tree_->openToRead(directory.path);
   if (directory.opened.number() < 0) return notes_.unreadable(directory.path, errno);
   if (isOtherMount(directory.opened, directory.path)) return;
