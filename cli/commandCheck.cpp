@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "commands.h"
+#include "disk.h"
 #include "hashFile.h"
 #include "hashList.h"
 #include "hashText.h"
@@ -189,7 +190,9 @@ int run(const Options& options, const std::vector<std::string>& names, Output& o
              return std::all_of(names.begin(), names.end(), isRegularFile)
                         ? [again = std::make_shared<Lists>(names, end)](Item& item) { return again->next(item); }
                         : std::function<bool(Item&)>();
-           }});
+           },
+       .isOnRotatingDisk = [](const Item& item) { return isOnRotatingDisk(item.line.path); },
+       .place = [](const Item& item) { return placeOnDisk(item.line.path); }});
   return report.status();
 }
 

@@ -2,8 +2,7 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-
+#include "disk.h"
 #include "jsonLine.h"
 #include "orderedRunner.h"
 
@@ -41,6 +40,11 @@ FileAnswer answerFor(const InputFile& file, const FileRunOptions& options, const
   return answer;
 }
 
+uint64_t placeOf(const InputFile& file) {
+  const Reached reached(file);
+  return reached.failure().code == 0 ? placeOnDisk(reached.path()) : 0;
+}
+
 // The same files once more, to be counted; nothing for a pipe of names.
 std::function<bool(InputFile&)> secondLook(const InputOptions& input, const std::vector<std::string>& operands) {
   if (!input.names.empty() && !isRegularFile(input.names)) return {};
@@ -51,7 +55,7 @@ std::function<bool(InputFile&)> secondLook(const InputOptions& input, const std:
 RunOptions limited(const FileRunOptions& options, size_t operands) {
   RunOptions run = options.run;
   const bool numberIsKnown = !options.input.recursive && options.input.names.empty();
-  if (numberIsKnown) run.jobs = static_cast<unsigned>(std::min<size_t>(run.jobs, operands));
+  if (numberIsKnown) run.mostJobs = operands;
   return run;
 }
 
@@ -82,11 +86,14 @@ int runOnFiles(const FileRunOptions& options, const std::vector<std::string>& op
     output.message(file.path, describe(answer.failure));
     status = kSomethingFailed;
   };
-  runInOrder<InputFile, FileAnswer>(output, limited(options, operands.size()),
-                                    {.next = [&](InputFile& file) { return files.next(&file); },
-                                     .work = [&](const InputFile& file) { return answerFor(file, options, step); },
-                                     .commit = commit,
-                                     .again = [&] { return secondLook(options.input, operands); }});
+  OrderedRunner<InputFile, FileAnswer>::Steps steps = {
+      .next = [&](InputFile& file) { return files.next(&file); },
+      .work = [&](const InputFile& file) { return answerFor(file, options, step); },
+      .commit = commit,
+      .again = [&] { return secondLook(options.input, operands); },
+      .isOnRotatingDisk = [](const InputFile& file) { return isOnRotatingDisk(file.path); }};
+  if (options.input.names != "-") steps.place = placeOf;  // no line waits for the names of other files
+  runInOrder<InputFile, FileAnswer>(output, limited(options, operands.size()), std::move(steps));
   tell(passedOver, output);
   return status;
 }

@@ -1,6 +1,7 @@
 // Does work on several threads and gives the results in the order of the items.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
@@ -15,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "disk.h"
 #include "output.h"
 #include "progress.h"
 #include "runOptions.h"
@@ -59,6 +61,9 @@ class OrderedRunner {
   // How far a thread may be ahead of the first item that is not done.
   static constexpr uint64_t kWindow = 4096;
 
+  // How many items are sorted by their places.
+  static constexpr size_t kSweep = 1024;
+
   struct Steps {
     std::function<bool(Item&)> next;                   // false at the end; never called by two threads at once
     std::function<Result(const Item&)> work;           // called on any number of threads
@@ -66,15 +71,23 @@ class OrderedRunner {
 
     // Gives a second source of the same items to be counted, or an empty one when there is none.
     std::function<std::function<bool(Item&)>()> again = [] { return std::function<bool(Item&)>(); };
+
+    // Asked of the first item: whether all lie on a rotating disk. They are then worked on in the order of their
+    // places, if those are told.
+    std::function<bool(const Item&)> isOnRotatingDisk = [](const Item&) { return false; };
+    std::function<uint64_t(const Item&)> place = {};
   };
 
   OrderedRunner(Output& output, Steps steps) : output_(output), steps_(std::move(steps)) {}
 
-  // Returns when everything is committed.
-  void run(unsigned jobs) {
+  // Returns when everything is committed. Takes as many threads as are named, or as the disk wants when that is 0, and
+  // no more than most.
+  void run(unsigned jobs, size_t most = SIZE_MAX) {
+    const bool rotates = most > 1 && lookAtFirst();
+    if (jobs == 0) jobs = threadsForFiles(rotates);
     std::vector<std::thread> others;
     try {
-      while (others.size() + 1 < jobs) others.emplace_back([this] { workThrough(); });
+      while (others.size() + 1 < std::min<size_t>(jobs, most)) others.emplace_back([this] { workThrough(); });
     } catch (const std::system_error&) {
       // The system gives no more threads: those that there are do the work.
     }
@@ -83,6 +96,25 @@ class OrderedRunner {
   }
 
  private:
+  struct Next {
+    uint64_t place, index;
+    Item item;
+  };
+
+  bool lookAtFirst() try {
+    readNext();
+    const bool rotates = !next_.empty() && steps_.isOnRotatingDisk(next_.front().item);
+    if (!rotates || !steps_.place) return rotates;
+    sweep_ = kSweep;
+    next_.front().place = steps_.place(next_.front().item);
+    readNext();
+    return true;
+  } catch (const std::exception& error) {
+    output_.fail(error);
+    ended_ = true;
+    return false;
+  }
+
   void workThrough() try {
     Item item;
     uint64_t index = 0;
@@ -98,16 +130,26 @@ class OrderedRunner {
   bool take(Item* item, uint64_t* index) {
     std::unique_lock lock(takeMutex_);
     ++waiting_;
-    windowMoved_.wait(lock, [this] { return ended_ || taken_ < committed_ + kWindow; });
+    windowMoved_.wait(lock, [this] { return ended_ || !next_.empty() || taken_ < committed_ + kWindow; });
     --waiting_;
-    if (ended_) return false;
-    if (!steps_.next(*item)) {
-      ended_ = true;
-      windowMoved_.notify_all();
-      return false;
-    }
-    *index = taken_++;
+    if (next_.empty() && !ended_) readNext();
+    if (next_.empty()) return false;
+    *index = next_.back().index;
+    *item = std::move(next_.back().item);
+    next_.pop_back();
     return true;
+  }
+
+  void readNext() {
+    while (next_.size() < sweep_ && !ended_) {
+      Item item;
+      ended_ = !steps_.next(item);
+      if (!ended_) next_.push_back({sweep_ > 1 ? steps_.place(item) : 0, taken_++, std::move(item)});
+    }
+    if (ended_) windowMoved_.notify_all();
+    if (sweep_ == 1) return;
+    std::sort(next_.begin(), next_.end(),
+              [](const Next& a, const Next& b) { return std::pair(a.place, a.index) > std::pair(b.place, b.index); });
   }
 
   void store(uint64_t index, Item item, Result result) {
@@ -135,6 +177,8 @@ class OrderedRunner {
 
   std::mutex takeMutex_;
   std::condition_variable windowMoved_;
+  std::vector<Next> next_;  // that were read and not taken, the one to be taken first at the end
+  size_t sweep_ = 1;
   uint64_t taken_ = 0;
   bool ended_ = false;
 
@@ -150,7 +194,7 @@ template <class Item, class Result>
 void runInOrder(Output& output, const RunOptions& options, typename OrderedRunner<Item, Result>::Steps steps) {
   using Runner = OrderedRunner<Item, Result>;
   Progress progress(output, options.progress);
-  if (!progress.isShown()) return Runner(output, std::move(steps)).run(options.jobs);
+  if (!progress.isShown()) return Runner(output, std::move(steps)).run(options.jobs, options.mostJobs);
 
   std::optional<Counter<Item>> counter;
   if (std::function<bool(Item&)> source = steps.again()) counter.emplace(std::move(source), output, progress);
@@ -164,7 +208,7 @@ void runInOrder(Output& output, const RunOptions& options, typename OrderedRunne
     commit(item, result);
     if (item.isFile()) progress.addDone();
   };
-  Runner(output, std::move(steps)).run(options.jobs);
+  Runner(output, std::move(steps)).run(options.jobs, options.mostJobs);
   counter.reset();
   progress.setAllDone();
 }

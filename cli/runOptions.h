@@ -1,22 +1,24 @@
 // The options of commands that work on many files.
 #pragma once
 
-#include <algorithm>
+#include <cstdint>
 #include <string>
-#include <thread>
 
 #include "commandLine.h"
 
 namespace cli {
 
 struct RunOptions {
-  unsigned jobs = std::max(1U, std::thread::hardware_concurrency());
+  unsigned jobs = 0;           // 0: as many as suit the disk
+  size_t mostJobs = SIZE_MAX;  // more have nothing to do
   std::string progress = "auto";
 };
 
 inline void addRunOptions(CommandLine& line, RunOptions* options) {
-  line.number("-j,--jobs", &options->jobs, 1, 1024,
-              "Use N threads, by default one a processor. The output is the same for every N.");
+  line.number(
+      "-j,--jobs", &options->jobs, 1, 1024,
+      "Use N threads; by default one a processor but 8 at least, for files that have to be waited for, and a single "
+      "one for a rotating disk. The output is the same for every N.");
   line.choice("--progress", "WHEN", &options->progress, {"auto", "always", "never"},
               "Show files done and total, rate and time left. WHEN is auto (a line on a terminal), always (also "
               "elsewhere, once a second) or never. The total is not known while names come through a pipe.");

@@ -158,6 +158,31 @@ TEST(OrderedRunner, CommitsInOrderWhateverFinishesFirst) {
   }
 }
 
+TEST(OrderedRunner, SweepsARotatingDiskOnOneThreadInTheOrderOfPlaces) {
+  using Runner = OrderedRunner<uint64_t, uint64_t>;
+  Output output;
+  uint64_t handedOut = 0;
+  std::vector<uint64_t> worked, committed, inSweeps, inOrder;
+  std::set<std::thread::id> threads;
+  Runner runner(output,
+                {.next = [&](uint64_t& item) { return (item = handedOut++) < Runner::kSweep + 3; },
+                 .work =
+                     [&](const uint64_t& item) {
+                       worked.push_back(item);
+                       threads.insert(std::this_thread::get_id());
+                       return item;
+                     },
+                 .commit = [&](const uint64_t& item, uint64_t&) { committed.push_back(item); },
+                 .isOnRotatingDisk = [](const uint64_t& item) { return item == 0; },
+                 .place = [](const uint64_t& item) { return 9999 - item / 2; }});
+  runner.run(0);
+  EXPECT_EQ(threads.size(), 1U);
+  for (uint64_t item = 0; item < Runner::kSweep + 3; ++item) inOrder.push_back(item);
+  EXPECT_EQ(committed, inOrder);
+  EXPECT_EQ(worked.front(), Runner::kSweep - 2);  // of two in one place the first comes first
+  EXPECT_EQ(worked[Runner::kSweep], Runner::kSweep + 2);
+}
+
 // ---- The program ----
 
 struct Finished {
