@@ -1,7 +1,7 @@
-// A slow file system for measurements: shows a folder read-only, and each read takes a while before it is served, as
-// many at once as are asked for.
+// A slow file system for measurements: shows a folder read-only, and each read takes a while before it is served, up to
+// DEPTH at once (a FUSE file system that says nothing has 10).
 //
-//   slowfs FOLDER MILLISECONDS MOUNTPOINT [OPTION]...
+//   slowfs FOLDER MILLISECONDS DEPTH MOUNTPOINT [OPTION]...
 #define FUSE_USE_VERSION 31
 
 #include <dirent.h>
@@ -22,8 +22,14 @@ namespace {
 
 std::string folder;
 std::chrono::milliseconds wait;
+unsigned depth;
 
 int answer(int result) { return result < 0 ? -errno : result; }
+
+void* start(fuse_conn_info* connection, fuse_config*) {
+  connection->max_background = depth + depth / 5;  // what the kernel asks for ahead: 12 to 10 threads by default
+  return nullptr;
+}
 
 int getAttributes(const char* path, struct stat* status, fuse_file_info*) {
   return answer(lstat((folder + path).c_str(), status));
@@ -54,16 +60,19 @@ int closeFile(const char*, fuse_file_info* file) { return answer(close(static_ca
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc < 4) {
-    std::fputs("usage: slowfs FOLDER MILLISECONDS MOUNTPOINT [OPTION]...\n", stderr);
+  if (argc < 5) {
+    std::fputs("usage: slowfs FOLDER MILLISECONDS DEPTH MOUNTPOINT [OPTION]...\n", stderr);
     return 2;
   }
   folder = argv[1];
   wait = std::chrono::milliseconds(std::atoi(argv[2]));
-  std::vector<char*> arguments = {argv[0]};
-  arguments.insert(arguments.end(), argv + 3, argv + argc);
+  depth = static_cast<unsigned>(std::atoi(argv[3]));
+  std::string threads = "-omax_threads=" + std::to_string(depth);
+  std::vector<char*> arguments = {argv[0], threads.data()};
+  arguments.insert(arguments.end(), argv + 4, argv + argc);
 
   fuse_operations operations = {};
+  operations.init = start;
   operations.getattr = getAttributes;
   operations.readdir = readFolder;
   operations.open = openFile;
