@@ -1,4 +1,4 @@
-// kmhash_pages FOLDER: writes the manual pages and completions into a folder that is there.
+// kmhash_pages FOLDER HEADER: writes the manual pages and completions into a folder that is there.
 #include <cstdio>
 #include <fstream>
 
@@ -17,12 +17,16 @@ bool write(const std::string& path, const std::string& text) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 2) return 2;
+  if (argc != 3) return 2;
   const std::string folder = argv[1] + std::string("/");
   bool done = write(folder + "kmhash.1", cli::manualOfAll()) && write(folder + "kmhash.bash", cli::bashCompletion()) &&
               write(folder + "_kmhash", cli::zshCompletion()) && write(folder + "kmhash.fish", cli::fishCompletion());
   for (const cli::Command* command : cli::allCommands()) {
     done = done && write(folder + "kmhash-" + command->name + ".1", cli::manualOf(*command));
   }
+  std::ifstream header(argv[2]);
+  const cli::Interface interface = cli::readInterface(header);
+  done = done && !interface.names.empty() && write(folder + "kmhash.3", interface.manual);
+  for (const std::string& name : interface.names) done = done && write(folder + name + ".3", ".so man3/kmhash.3\n");
   return done ? 0 : 1;
 }

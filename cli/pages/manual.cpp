@@ -3,10 +3,8 @@
 #include "pages/pages.h"
 
 namespace cli {
-namespace {
 
-// Words in backquotes are set bold, an empty line begins a paragraph.
-std::string prose(std::string_view words) {
+std::string manualProse(std::string_view words) {
   std::string text;
   bool isBold = false;
   for (const char c : words) {
@@ -27,34 +25,38 @@ std::string prose(std::string_view words) {
   return text + '\n';
 }
 
-std::string inLine(std::string_view words) {
-  std::string text = prose(words);
+std::string manualInLine(std::string_view words) {
+  std::string text = manualProse(words);
   text.pop_back();
   return text;
 }
 
-std::string bold(std::string_view words) { return "\\fB" + inLine(words) + "\\fR"; }
+std::string manualBold(std::string_view words) { return "\\fB" + manualInLine(words) + "\\fR"; }
 
-std::string heading(std::string_view name, std::string_view summary) {
+std::string manualHeading(std::string_view name, int section, std::string_view summary) {
   std::string upper;
   for (const char c : name) upper += static_cast<char>(c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c);
-  return fmt::format(".TH {} 1 \"\" \"kmhash {}\" \"User commands\"\n.SH NAME\n{} \\- {}", upper, KMHASH_VERSION,
-                     inLine(name), prose(summary));
+  return fmt::format(".TH {} {} \"\" \"kmhash {}\" \"{}\"\n.SH NAME\n{} \\- {}", upper, section, KMHASH_VERSION,
+                     section == 1 ? "User commands" : "Library functions", manualInLine(name), manualProse(summary));
 }
 
-std::string item(std::string_view tag, std::string_view words) { return fmt::format(".TP\n{}\n{}", tag, prose(words)); }
+std::string manualItem(std::string_view tag, std::string_view words) {
+  return fmt::format(".TP\n{}\n{}", tag, manualProse(words));
+}
+
+namespace {
 
 std::string exitStatuses() {
   std::string text = ".SH EXIT STATUS\n";
-  for (const ExitStatus& row : kExitStatuses) text += item(fmt::format("\\fB{}\\fR", row.status), row.meaning);
+  for (const ExitStatus& row : kExitStatuses) text += manualItem(fmt::format("\\fB{}\\fR", row.status), row.meaning);
   return text;
 }
 
 std::string optionItem(const Option& option) {
   std::string tag;
-  for (const std::string& name : namesOf(option)) tag += (tag.empty() ? "" : ", ") + bold(name);
+  for (const std::string& name : namesOf(option)) tag += (tag.empty() ? "" : ", ") + manualBold(name);
   if (!option.placeholder.empty()) tag += " \\fI" + option.placeholder + "\\fR";
-  return item(tag, option.help);
+  return manualItem(tag, option.help);
 }
 
 std::string reference(const Command& command) { return fmt::format("\\fBkmhash\\-{}\\fR(1)", command.name); }
@@ -62,21 +64,22 @@ std::string reference(const Command& command) { return fmt::format("\\fBkmhash\\
 }  // namespace
 
 std::string manualOfAll() {
-  std::string text = heading("kmhash", "identity hashes of media files");
+  std::string text = manualHeading("kmhash", 1, "identity hashes of media files");
   text += ".SH SYNOPSIS\n\\fBkmhash\\fR \\fICOMMAND\\fR [\\fIOPTION\\fR]... \\fIOPERAND\\fR...\n";
-  text += ".SH DESCRIPTION\n" + prose(kOverview) + ".SH COMMANDS\n";
-  for (const Command* command : allCommands()) text += item(reference(*command), std::string(command->summary) + '.');
-  text += ".SH OPTIONS\n" + item(bold("-h") + ", " + bold("--help"), "Show the commands.") +
-          item(bold("-V") + ", " + bold("--version"), "Show the version.");
+  text += ".SH DESCRIPTION\n" + manualProse(kOverview) + ".SH COMMANDS\n";
+  for (const Command* command : allCommands())
+    text += manualItem(reference(*command), std::string(command->summary) + '.');
+  text += ".SH OPTIONS\n" + manualItem(manualBold("-h") + ", " + manualBold("--help"), "Show the commands.") +
+          manualItem(manualBold("-V") + ", " + manualBold("--version"), "Show the version.");
   return text + exitStatuses();
 }
 
 std::string manualOf(const Command& command) {
   const std::string name = std::string("kmhash-") + command.name;
-  std::string text = heading(name, command.summary);
+  std::string text = manualHeading(name, 1, command.summary);
   text +=
       fmt::format(".SH SYNOPSIS\n\\fBkmhash {}\\fR [\\fIOPTION\\fR]... \\fI{}\\fR\n", command.name, command.operands);
-  if (*command.notes != '\0') text += ".SH DESCRIPTION\n" + prose(command.notes);
+  if (*command.notes != '\0') text += ".SH DESCRIPTION\n" + manualProse(command.notes);
   text += ".SH OPTIONS\n";
   for (const Option& option : optionsOf(command)) text += optionItem(option);
   text += exitStatuses() + ".SH SEE ALSO\n\\fBkmhash\\fR(1)";
