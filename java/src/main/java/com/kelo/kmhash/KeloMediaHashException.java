@@ -62,6 +62,7 @@ public class KeloMediaHashException extends Exception {
 
     private static final long serialVersionUID = 1L;
 
+    /** One of the constants above. */
     private final int code;
 
     /**
