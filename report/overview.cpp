@@ -1,0 +1,56 @@
+#include "overview.h"
+
+#include <algorithm>
+
+#include "kmhash.h"
+
+namespace report {
+namespace {
+
+using catalogue::Catalogue;
+using catalogue::Statement;
+
+// One row for each format, kind and year. Files of no supported format have neither of the first two.
+constexpr const char* kSumsSql =
+    "SELECT hashes.algorithm, hashes.file_type, CAST(strftime('%Y', files.mtime_ns / 1000000000, 'unixepoch') AS "
+    "INTEGER),"
+    " count(*), sum(files.size) FROM files LEFT JOIN hashes ON hashes.file = files.id"
+    " AND hashes.kind IN ('sampled', 'quick')"
+    " WHERE files.missing_since IS NULL AND files.size IS NOT NULL GROUP BY 1, 2, 3";
+
+void add(Sum* sum, const Statement& row) {
+  sum->files += static_cast<uint64_t>(row.number(3));
+  sum->bytes += static_cast<uint64_t>(row.number(4));
+}
+
+void addSums(Catalogue& catalogue, Overview* overview) {
+  Statement row = catalogue.database().prepare(kSumsSql);
+  while (row.next()) {
+    const Kind kind = kindOf(row.text(1));
+    add(&overview->all, row);
+    add(&overview->formats[{formatOf(row.isNull(0) ? -1 : row.number(0)), kind}], row);
+    add(&overview->years[{row.number(2), kind}], row);
+  }
+}
+
+}  // namespace
+
+Kind kindOf(const std::string& fileType) {
+  if (fileType == "PHOTO") return Kind::photo;
+  if (fileType == "VIDEO") return Kind::video;
+  return fileType == "AUDIO" ? Kind::audio : Kind::other;
+}
+
+std::string formatOf(int64_t algorithm) {
+  if (algorithm == KMHASH_ALGORITHM_QUICK) return "other";
+  const char* name = algorithm >= 0 ? kmhashAlgorithmName(static_cast<uint32_t>(algorithm)) : nullptr;
+  return name != nullptr ? name : "other";
+}
+
+Overview overviewOf(std::vector<Catalogue>& catalogues) {
+  Overview overview;
+  for (Catalogue& catalogue : catalogues) addSums(catalogue, &overview);
+  return overview;
+}
+
+}  // namespace report

@@ -1,0 +1,9 @@
+// The page but for its data, put together from page.html, page.css and page.js when the program is built.
+#pragma once
+
+namespace report {
+
+extern const char kBeforeData[];
+extern const char kAfterData[];
+
+}  // namespace report

@@ -1,0 +1,242 @@
+#include "reportData.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+
+#include "json.h"
+#include "pageText.h"
+
+namespace report {
+namespace {
+
+using catalogue::Companion;
+using catalogue::Group;
+using catalogue::Member;
+
+constexpr const char* kKindNames[] = {"photo", "video", "audio", "other"};
+
+const char* nameOf(Kind kind) { return kKindNames[static_cast<size_t>(kind)]; }
+
+// ---- What a hash text tells ----
+
+unsigned hexByte(const std::string& hash, size_t at) {
+  const auto digit = [&](size_t i) {
+    const char c = i < hash.size() ? hash[i] : '0';
+    return static_cast<unsigned>(c <= '9' ? c - '0' : c - 'A' + 10) & 15U;
+  };
+  return digit(at) << 4U | digit(at + 1);
+}
+
+Kind kindOfHash(const std::string& hash) {
+  std::string fileType;
+  for (size_t at = 8; at < 18; at += 2) fileType += static_cast<char>(hexByte(hash, at));
+  return kindOf(fileType);
+}
+
+std::string formatOfHash(const std::string& hash) {
+  const bool isLabelled = hash.size() == 128 && hash[114] != '.';
+  return formatOf(isLabelled ? static_cast<int64_t>(hexByte(hash, 114)) : -1);
+}
+
+// ---- Groups ----
+
+// About as many bytes as the group takes in JSON.
+uint64_t sizeOf(const Group& group) {
+  uint64_t size = 100;
+  for (const Member& member : group.members) {
+    size += 250 + member.path.size() + member.whole.size() + (member.hash == group.members[0].hash ? 0 : 131);
+    for (const Companion& companion : member.companions) size += companion.path.size() + 3;
+  }
+  return size;
+}
+
+bool freesMore(const Group& a, const Group& b) {
+  return a.freeable != b.freeable ? a.freeable > b.freeable : a.members[0].path < b.members[0].path;
+}
+
+// As the number of something in the order in which it came first.
+size_t numberOf(std::vector<std::string>* known, const std::string& item) {
+  const auto found = std::find(known->begin(), known->end(), item);
+  const auto number = static_cast<size_t>(found - known->begin());
+  if (found == known->end()) known->push_back(item);
+  return number;
+}
+
+// "1699999999.000000005", also before 1970
+std::string timeText(int64_t nanoseconds) {
+  constexpr uint64_t kSecond = 1'000'000'000;
+  const auto bits = static_cast<uint64_t>(nanoseconds);
+  const uint64_t amount = nanoseconds < 0 ? 0 - bits : bits;
+  return fmt::format("{}{}.{:09}", nanoseconds < 0 ? "-" : "", amount / kSecond, amount % kSecond);
+}
+
+class GroupWriter {
+ public:
+  GroupWriter(const std::vector<std::string>& roots, const std::map<const Member*, size_t>& pictures)
+      : roots_(roots), pictures_(pictures) {}
+
+  std::string write(const Group& group) {
+    group_ = &group;
+    hashes_.clear();
+    const std::string files = jsonList('[', group.members, ']', [&](const Member& member) { return file(member); });
+    const std::string& hash = group.members[0].hash;
+    return fmt::format(R"({{"format":{},"kind":"{}","freeable":{},"hashes":{},"files":{}}})",
+                       jsonText(formatOfHash(hash)), nameOf(kindOfHash(hash)), group.freeable,
+                       jsonList('[', hashes_, ']', jsonText), files);
+  }
+
+ private:
+  std::string file(const Member& member) {
+    std::string out = fmt::format(R"({{"path":{},"root":{},"size":{},"time":"{}","hash":{})", jsonText(member.path),
+                                  rootOf(member), member.size, timeText(member.mtime), numberOf(&hashes_, member.hash));
+    if (!member.whole.empty()) out += fmt::format(R"(,"whole":{})", numberOf(&hashes_, member.whole));
+    if (member.copy != 0) out += fmt::format(R"(,"bytes":{})", member.copy);
+    if (sharesStorage(member)) out += fmt::format(R"(,"storage":{})", member.storage);
+    if (member.isKept) out += R"(,"keep":true)";
+    if (member.isReference) out += R"(,"reference":true)";
+    if (!member.isHere) out += R"(,"away":true)";
+    if (const Member* shown = pictured(member)) out += fmt::format(R"(,"picture":{})", pictures_.at(shown));
+    if (!member.companions.empty()) {
+      out += R"(,"companions":)" +
+             jsonList('[', member.companions, ']', [](const Companion& companion) { return jsonText(companion.path); });
+    }
+    return out + '}';
+  }
+
+  size_t rootOf(const Member& member) const {
+    return static_cast<size_t>(std::find(roots_.begin(), roots_.end(), member.root) - roots_.begin());
+  }
+
+  bool sharesStorage(const Member& member) const {
+    return std::any_of(group_->members.begin(), group_->members.end(), [&](const Member& other) {
+      return &other != &member && other.storage == member.storage && member.storage != 0;
+    });
+  }
+
+  // Whose picture is the member's: its own, or that of one with the same bytes.
+  const Member* pictured(const Member& member) const {
+    for (const Member& other : group_->members) {
+      const bool isSame = &other == &member || (member.copy != 0 && other.copy == member.copy);
+      if (isSame && pictures_.contains(&other)) return &other;
+    }
+    return nullptr;
+  }
+
+  const std::vector<std::string>& roots_;
+  const std::map<const Member*, size_t>& pictures_;
+  const Group* group_ = nullptr;
+  std::vector<std::string> hashes_;
+};
+
+// ---- Sums ----
+
+std::string formatsJson(const Overview& overview) {
+  return jsonList('[', overview.formats, ']', [](const auto& row) {
+    const auto& [format, sum] = row;
+    return fmt::format(R"({{"name":{},"kind":"{}","files":{},"bytes":{}}})", jsonText(format.first),
+                       nameOf(format.second), sum.files, sum.bytes);
+  });
+}
+
+std::string yearsJson(const Overview& overview) {
+  std::map<int64_t, std::string> years;
+  for (const auto& [year, sum] : overview.years) {
+    years[year.first] += fmt::format(R"(,"{}":{})", nameOf(year.second), sum.bytes);
+  }
+  return jsonList('[', years, ']',
+                  [](const auto& row) { return fmt::format(R"({{"year":{}{}}})", row.first, row.second); });
+}
+
+std::string verificationJson(const Verification& verification) {
+  if (verification.when == 0) return "null";
+  const std::string words = jsonList('{', verification.words, '}',
+                                     [](const auto& row) { return jsonName(row.first) + std::to_string(row.second); });
+  const std::string findings = jsonList('[', verification.findings, ']', [](const auto& row) {
+    return fmt::format(R"({{"word":{},"path":{}}})", jsonText(row.first), jsonText(row.second));
+  });
+  return fmt::format(R"({{"when":{},"words":{},"findings":{},"more":{}}})", verification.when, words, findings,
+                     verification.more);
+}
+
+std::string factsJson(const Facts& facts) {
+  const auto texts = [](const std::vector<std::string>& list) { return jsonList('[', list, ']', jsonText); };
+  return fmt::format(
+      R"("program":{},"made":{},"catalogues":{},"match":{},"keep":{},"roots":{},"script":{{"begin":{},"end":{}}})",
+      jsonText(facts.program), facts.made, texts(facts.catalogues), jsonText(facts.match), texts(facts.keep),
+      texts(facts.roots), jsonText(facts.scriptBegin), jsonText(facts.scriptEnd));
+}
+
+// Photos without a picture in the page; of other media a browser shows none by itself.
+size_t leftToBrowser(const std::vector<PictureWish>& wishes, const std::vector<std::string>& pictures) {
+  size_t count = 0;
+  for (size_t i = 0; i < wishes.size(); ++i) {
+    if (wishes[i].kind == Kind::photo && (i >= pictures.size() || pictures[i].empty())) ++count;
+  }
+  return count;
+}
+
+}  // namespace
+
+void GroupShelf::add(const Group& group) {
+  ++groups_;
+  freeable_ += group.freeable;
+  bytes_ += sizeOf(group);
+  kept_.push_back(group);
+  if (bytes_ > 2 * mostBytes_) shorten();
+}
+
+void GroupShelf::shorten() {
+  std::sort(kept_.begin(), kept_.end(), freesMore);
+  bytes_ = 0;
+  size_t count = 0;
+  while (count < kept_.size() && bytes_ + sizeOf(kept_[count]) <= mostBytes_) bytes_ += sizeOf(kept_[count++]);
+  kept_.resize(count);
+}
+
+std::vector<Group> GroupShelf::take() {
+  shorten();
+  return std::move(kept_);
+}
+
+std::vector<PictureWish> pictureWishes(const std::vector<Group>& groups) {
+  constexpr size_t kMostOfAGroup = 8;
+  std::vector<PictureWish> wishes;
+  for (const Group& group : groups) {
+    const Kind kind = kindOfHash(group.members[0].hash);
+    std::vector<uint32_t> copies;
+    for (const Member& member : group.members) {
+      const bool isThere = member.copy != 0 && std::find(copies.begin(), copies.end(), member.copy) != copies.end();
+      if (kind == Kind::other || !member.isHere || isThere || copies.size() == kMostOfAGroup) continue;
+      wishes.push_back({&member, kind});
+      copies.push_back(member.copy);
+    }
+  }
+  return wishes;
+}
+
+std::string reportJson(const Facts& facts, const Overview& overview, const GroupShelf& shelf,
+                       const std::vector<Group>& groups, const std::vector<PictureWish>& wishes,
+                       const std::vector<std::string>& pictures) {
+  std::map<const Member*, size_t> numbers;
+  std::vector<std::string> made;
+  for (size_t i = 0; i < pictures.size(); ++i) {
+    if (pictures[i].empty()) continue;
+    numbers[wishes[i].member] = made.size();
+    made.push_back(pictures[i]);
+  }
+  GroupWriter writer(facts.roots, numbers);
+  return fmt::format(
+      R"({{{},"totals":{{"files":{},"bytes":{},"groups":{},"freeable":{}}},"formats":{},"years":{},"verification":{},)"
+      R"("left":{{"groups":{},"pictures":{}}},"groups":{},"pictures":{}}})",
+      factsJson(facts), overview.all.files, overview.all.bytes, shelf.groups(), shelf.freeable(), formatsJson(overview),
+      yearsJson(overview), verificationJson(overview.verification), shelf.groups() - groups.size(),
+      leftToBrowser(wishes, pictures),
+      jsonList('[', groups, ']', [&](const Group& group) { return writer.write(group); }),
+      jsonList('[', made, ']', [](const std::string& url) { return '"' + url + '"'; }));
+}
+
+std::string pageWith(const std::string& json) { return kBeforeData + json + kAfterData; }
+
+}  // namespace report
