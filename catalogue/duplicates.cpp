@@ -201,6 +201,16 @@ bool isWorthTelling(const Group& group) {
                      [&](const Member& member) { return member.file != group.members.front().file; });
 }
 
+const char* relationOf(const Group& group, const Member& member) {
+  const Member& first = group.members.front();
+  if (&member == &first) return "first";
+  if (member.file == first.file) return "link";
+  if (member.storage == first.storage) return "reflink";
+  if (member.copy == first.copy && first.copy != 0) return "exact";
+  if (group.match == Match::content && !agree(Match::same, first.hash, member.hash)) return "header";
+  return member.copy == 0 || first.copy == 0 ? "unread" : "metadata";
+}
+
 bool isBelow(std::string_view path, std::string_view folder) {
   while (folder.ends_with('/')) folder.remove_suffix(1);
   return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');

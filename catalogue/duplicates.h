@@ -31,6 +31,7 @@ struct Member {
   std::string whole;   // the text that covers every byte of the media, where it is known too
   std::string digest;  // XXH3-128 of the file, 16 bytes; empty: not known
   std::vector<Companion> companions;
+  bool isHere = true;  // false: its disk is away, or the folder is not there
 
   // What judge() finds out. Numbers are 1 or more and mean something within the group only.
   uint32_t file = 0;         // equal numbers: hard links, names of one file
@@ -75,6 +76,11 @@ struct Judgement {
 // known are digested. A group is worth telling when its members are not names of one file.
 void judge(const Judgement& judgement, Group* group);
 bool isWorthTelling(const Group& group);
+
+// How a member of a judged group goes with the first one, in a word: "first"; "link" and "reflink", which share its
+// space; "exact", the same bytes; "metadata", the same media with other bytes beside; "header" where the hashes differ
+// in what describes the content; "unread" where bytes could not be compared.
+const char* relationOf(const Group& group, const Member& member);
 
 // Whether a path is the folder or below it, whether the folder's text ends with a slash or not.
 bool isBelow(std::string_view path, std::string_view folder);

@@ -5,8 +5,8 @@
 namespace cli {
 
 std::span<const Command* const> allCommands() {
-  static const Command* const kCommands[] = {&kHashCommand,     &kCheckCommand, &kCompareCommand,
-                                             &kIdentifyCommand, &kShowCommand,  &kVersionCommand};
+  static const Command* const kCommands[] = {&kHashCommand, &kCheckCommand,      &kCompareCommand, &kIdentifyCommand,
+                                             &kShowCommand, &kDuplicatesCommand, &kVersionCommand};
   return kCommands;
 }
 
@@ -22,7 +22,7 @@ std::string helpOfAll() {
   for (const std::string& line : wrapped(kOverview, kHelpWidth)) text += line + '\n';
   text += "\nCommands:\n";
   for (const Command* command : allCommands()) {
-    text += fmt::format("  {:8}  {:12}  {}\n", command->name, command->operands, command->summary);
+    text += fmt::format("  {:10}  {:12}  {}\n", command->name, command->operands, command->summary);
   }
   text += "\nkmhash COMMAND --help shows a command's options, kmhash --version the version.\n\nExit status:\n";
   for (const ExitStatus& row : kExitStatuses) text += fmt::format("  {}  {}\n", row.status, row.meaning);

@@ -16,6 +16,7 @@ extern const Command kCompareCommand;
 extern const Command kIdentifyCommand;
 extern const Command kShowCommand;
 extern const Command kVersionCommand;
+extern const Command kDuplicatesCommand;
 
 std::span<const Command* const> allCommands();
 

@@ -1,0 +1,31 @@
+#include "catalogueOptions.h"
+
+#include <fmt/format.h>
+
+namespace cli {
+
+void addCataloguesOption(CommandLine& line, std::vector<std::string>* paths) {
+  line.list("--catalog", "FILE", paths,
+            "The catalogue, by default catalogue.db in $XDG_DATA_HOME/kmhash or ~/.local/share/kmhash. May be given "
+            "again and again.");
+}
+
+int withCatalogues(std::vector<std::string> paths, catalogue::Access access, Output& output,
+                   const std::function<int(std::vector<catalogue::Catalogue>&)>& work) {
+  if (paths.empty()) paths.push_back(catalogue::defaultPath());
+  std::string now;
+  try {
+    std::vector<catalogue::Catalogue> catalogues;
+    for (const std::string& path : paths) {
+      now = path;
+      catalogues.push_back(catalogue::Catalogue::open(path, access));
+    }
+    if (paths.size() > 1) now = fmt::format("{}", fmt::join(paths, ", "));
+    return work(catalogues);
+  } catch (const catalogue::Error& error) {
+    output.message(now, error.what());
+    return kSomethingFailed;
+  }
+}
+
+}  // namespace cli
