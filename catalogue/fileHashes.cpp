@@ -78,10 +78,12 @@ class Digester {
 struct DigestedFile {
   int descriptor;
   Digester digester;
+  const std::atomic<bool>* isStopped;
 };
 
 int64_t readDigested(void* user, uint64_t offset, void* buffer, uint32_t count) {
   auto* file = static_cast<DigestedFile*>(user);
+  if (file->isStopped != nullptr && *file->isStopped) return HASHCREATE_ERROR;
   const int64_t n = readAll(file->descriptor, offset, buffer, count);
   if (n > 0) file->digester.take(offset, buffer, static_cast<uint64_t>(n));
   return n < 0 ? int64_t{HASHCREATE_ERROR} : n;
@@ -101,16 +103,16 @@ class Maker {
     return code;
   }
 
-  int sampledAndWhole() {
+  int sampledAndWhole(const std::atomic<bool>* isStopped) {
     char text[KMHASH_TEXT_SIZE], whole[KMHASH_TEXT_SIZE];
-    DigestedFile file{file_.number(), Digester(file_.number())};
+    DigestedFile file{file_.number(), Digester(file_.number()), isStopped};
     const KmhashSource source{sizeof source, size_, &file, readDigested};
     const int code = kmhashHashSourceBoth(&source, KMHASH_PREFER_VERSION_4, text, whole, sizeof text);
     if (code == HASHCREATE_SUCCESS) {
       add(kKindSampled, text);
       add(kKindWhole, whole);
     }
-    made_->digest = file.digester.finish(size_);
+    if (isStopped == nullptr || !*isStopped) made_->digest = file.digester.finish(size_);
     return code;
   }
 
@@ -151,9 +153,10 @@ class Maker {
 // Codes that tell of the system, or of this moment, and not of the file.
 bool isSystems(int code) { return code == HASHCREATE_ERROR || code == HASHCREATE_MEM_ALLOC_ERROR; }
 
-void makeHashes(const Descriptor& file, const HashWishes& wishes, FileHashes* made) {
+void makeHashes(const Descriptor& file, const HashWishes& wishes, const std::atomic<bool>* isStopped,
+                FileHashes* made) {
   Maker maker(file, made);
-  made->result = wishes.whole ? maker.sampledAndWhole() : maker.sampled();
+  made->result = wishes.whole ? maker.sampledAndWhole(isStopped) : maker.sampled();
   const bool isUnsupported = made->result == HASHCREATE_NON_SUPPORTED;
   if (made->result == HASHCREATE_SUCCESS) made->status = kStatusHashed;
   if (isUnsupported) made->status = kStatusUnsupported;
@@ -180,8 +183,8 @@ int64_t HashWishes::recorded() const {
          (quick ? kRecordedQuick : 0);
 }
 
-FileHashes hashesOf(const DirectoryTree& tree, const std::string& path, const FileStat& known,
-                    const HashWishes& wishes) {
+FileHashes hashesOf(const DirectoryTree& tree, const std::string& path, const FileStat& known, const HashWishes& wishes,
+                    const std::atomic<bool>* isStopped) {
   if (known.size == 0) return ofEmpty(known, wishes);
   FileHashes made;
   made.stat = known;
@@ -195,7 +198,7 @@ FileHashes hashesOf(const DirectoryTree& tree, const std::string& path, const Fi
   made.isGone = !fileStatOf(file.number(), &made.stat);
   if (made.isGone) return made;
   if (made.stat.size == 0) return ofEmpty(made.stat, wishes);
-  makeHashes(file, wishes, &made);
+  makeHashes(file, wishes, isStopped, &made);
   FileStat after;
   made.changedMeanwhile =
       !fileStatOf(file.number(), &after) || after.size != made.stat.size || after.mtimeNs != made.stat.mtimeNs;

@@ -1,6 +1,7 @@
 // What is recorded of one file: its hashes, made in as few readings as can be.
 #pragma once
 
+#include <atomic>
 #include <string>
 #include <utility>
 #include <vector>
@@ -31,12 +32,13 @@ struct FileHashes {
 };
 
 // Of a file of the tree; known is what the walk's stat said. Never throws but for lack of memory.
+// Reading every byte is given up when isStopped becomes true; the result is then of no use.
 //
 // For the whole-file digest, the library's own reads are digested as they pass when they go forward; what lies between
 // two of them is read beside, and what it reads twice counts once. So each byte is read from the disk once, unless the
 // payload's parts lie so that the library itself goes back farther than the system's cache.
-FileHashes hashesOf(const DirectoryTree& tree, const std::string& path, const FileStat& known,
-                    const HashWishes& wishes);
+FileHashes hashesOf(const DirectoryTree& tree, const std::string& path, const FileStat& known, const HashWishes& wishes,
+                    const std::atomic<bool>* isStopped = nullptr);
 
 // XXH3-128 of an open file, 16 bytes, the most significant first; nothing and errno when it cannot be read.
 std::string digestOf(int descriptor);

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
-#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -167,21 +166,6 @@ std::optional<std::string> pathNow(const Place& place) {
     if (isAt(mounts, place, path)) return path;
   }
   return std::nullopt;
-}
-
-bool isOnRotatingDisk(const std::string& folder) {
-  const Descriptor descriptor = opened(folder);
-  struct stat status {};
-  if (descriptor.number() < 0 || fstat(descriptor.number(), &status) != 0) return false;
-  const Mount mount = mountOf(allMounts(), mountIdOf(descriptor.number()), absoluteFolder(folder));
-  const dev_t disk = diskOf(status.st_dev, mount);
-  const std::string at = "/sys/dev/block/" + std::to_string(major(disk)) + ":" + std::to_string(minor(disk));
-  for (const char* queue : {"/queue/rotational", "/../queue/rotational"}) {  // of a disk, of a part of one
-    std::ifstream file(at + queue);
-    char answer = 0;
-    if (file >> answer) return answer == '1';
-  }
-  return false;
 }
 
 uint64_t mountIdOf([[maybe_unused]] int descriptor) {

@@ -22,9 +22,6 @@ Place placeOf(const std::string& folder);
 // `mounted` as long as that is right.
 std::optional<std::string> pathNow(const Place& place);
 
-// Whether the folder's disk turns, so that it had better be read in order.
-bool isOnRotatingDisk(const std::string& folder);
-
 // Identifies the mount that a descriptor's file is reached through; 0 where the system does not tell.
 uint64_t mountIdOf(int descriptor);
 

@@ -191,8 +191,8 @@ int run(const Options& options, const std::vector<std::string>& names, Output& o
                         ? [again = std::make_shared<Lists>(names, end)](Item& item) { return again->next(item); }
                         : std::function<bool(Item&)>();
            },
-       .isOnRotatingDisk = [](const Item& item) { return isOnRotatingDisk(item.line.path); },
-       .place = [](const Item& item) { return placeOnDisk(item.line.path); }});
+       .isOnRotatingDisk = [](const Item& item) { return catalogue::isOnRotatingDisk(item.line.path); },
+       .place = [](const Item& item) { return catalogue::placeOnDisk(item.line.path); }});
   return report.status();
 }
 

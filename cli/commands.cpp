@@ -5,8 +5,8 @@
 namespace cli {
 
 std::span<const Command* const> allCommands() {
-  static const Command* const kCommands[] = {&kHashCommand, &kCheckCommand,      &kCompareCommand, &kIdentifyCommand,
-                                             &kShowCommand, &kDuplicatesCommand, &kVersionCommand};
+  static const Command* const kCommands[] = {&kHashCommand, &kCheckCommand, &kCompareCommand,    &kIdentifyCommand,
+                                             &kShowCommand, &kScanCommand,  &kDuplicatesCommand, &kVersionCommand};
   return kCommands;
 }
 

@@ -15,6 +15,7 @@ extern const Command kCheckCommand;
 extern const Command kCompareCommand;
 extern const Command kIdentifyCommand;
 extern const Command kShowCommand;
+extern const Command kScanCommand;
 extern const Command kVersionCommand;
 extern const Command kDuplicatesCommand;
 

@@ -42,7 +42,7 @@ FileAnswer answerFor(const InputFile& file, const FileRunOptions& options, const
 
 uint64_t placeOf(const InputFile& file) {
   const Reached reached(file);
-  return reached.failure().code == 0 ? placeOnDisk(reached.path()) : 0;
+  return reached.failure().code == 0 ? catalogue::placeOnDisk(reached.path()) : 0;
 }
 
 // The same files once more, to be counted; nothing for a pipe of names.
@@ -91,7 +91,7 @@ int runOnFiles(const FileRunOptions& options, const std::vector<std::string>& op
       .work = [&](const InputFile& file) { return answerFor(file, options, step); },
       .commit = commit,
       .again = [&] { return secondLook(options.input, operands); },
-      .isOnRotatingDisk = [](const InputFile& file) { return isOnRotatingDisk(file.path); }};
+      .isOnRotatingDisk = [](const InputFile& file) { return catalogue::isOnRotatingDisk(file.path); }};
   if (options.input.names != "-") steps.place = placeOf;  // no line waits for the names of other files
   runInOrder<InputFile, FileAnswer>(output, limited(options, operands.size()), std::move(steps));
   tell(passedOver, output);

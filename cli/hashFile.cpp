@@ -60,10 +60,14 @@ Failure failureOf(const std::string& path, int code, int error) {
     if (descriptor < 0) return systemFailure(code, errno);
     close(descriptor);
   }
-  return {code, wordsFor(code), code == HASHCREATE_NON_SUPPORTED ? Cause::unsupported : Cause::other};
+  return hashFailure(code);
 }
 
 }  // namespace
+
+Failure hashFailure(int code) {
+  return {code, wordsFor(code), code == HASHCREATE_NON_SUPPORTED ? Cause::unsupported : Cause::other};
+}
 
 Failure systemFailure(int code, int error) {
   return {code, std::generic_category().message(error), error == ENOENT ? Cause::missing : Cause::other};

@@ -17,6 +17,9 @@ struct Failure {
 // For an errno of opening or reading something.
 Failure systemFailure(int code, int error);
 
+// For a result code of hashing a file that could be opened.
+Failure hashFailure(int code);
+
 // "No such file or directory (HASHCREATE_FILE_NOTFOUND)"
 std::string describe(const Failure& failure);
 

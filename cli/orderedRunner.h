@@ -84,7 +84,7 @@ class OrderedRunner {
   // no more than most.
   void run(unsigned jobs, size_t most = SIZE_MAX) {
     const bool rotates = most > 1 && lookAtFirst();
-    if (jobs == 0 && most > 1) jobs = threadsForFiles(rotates);
+    if (jobs == 0 && most > 1) jobs = catalogue::threadsForFiles(rotates);
     std::vector<std::thread> others;
     try {
       while (others.size() + 1 < std::min<size_t>(jobs, most)) others.emplace_back([this] { workThrough(); });

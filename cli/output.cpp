@@ -142,7 +142,16 @@ void Output::finish() {
   }
 }
 
+void Output::callBeforeEnd(std::function<void()> call) {
+  const std::lock_guard lock(callMutex_);
+  beforeEnd_ = std::move(call);
+}
+
 void Output::end(int signal) {
+  {
+    const std::lock_guard lock(callMutex_);
+    if (beforeEnd_) beforeEnd_();
+  }
   for (int waited = 0; waited < kEndWaits; waited += 10) {
     if (mutex_.try_lock()) {
       flush(kEndWaits);

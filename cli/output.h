@@ -2,6 +2,7 @@
 #pragma once
 
 #include <exception>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -35,6 +36,9 @@ class Output {
   // Writes what is buffered and closes standard output, which is when some file systems report a full disk.
   void finish();
 
+  // Called before a signal ends the program; nothing to call when empty. The call may take a few seconds.
+  void callBeforeEnd(std::function<void()> call);
+
   // Ends the program by this signal from any thread, with the data written so far as far as its reader takes it soon.
   [[noreturn]] void end(int signal);
 
@@ -50,7 +54,8 @@ class Output {
   void removeProgressLine();
   [[noreturn]] void failLocked(std::string_view subject, std::string_view reason);
 
-  std::mutex mutex_;
+  std::mutex mutex_, callMutex_;
+  std::function<void()> beforeEnd_;
   std::string buffer_;
   size_t progressColumns_ = 0;  // of the line now on the terminal
   const bool dataIsTerminal_, errorIsTerminal_;

@@ -25,10 +25,23 @@ std::string duration(double seconds) {
 
 }  // namespace
 
-std::string progressLine(uint64_t done, uint64_t total, bool isWhole, double seconds) {
+std::string byteWords(uint64_t bytes) {
+  static const char* const kUnits[] = {"kB", "MB", "GB", "TB", "PB", "EB"};
+  if (bytes < 1000) return fmt::format("{} bytes", bytes);
+  double number = static_cast<double>(bytes) / 1000;
+  size_t unit = 0;
+  for (; number >= 999.95; ++unit) number /= 1000;
+  return fmt::format("{:.1f} {}", number, kUnits[unit]);
+}
+
+std::string progressLine(uint64_t done, uint64_t total, bool isWhole, double seconds, uint64_t bytes) {
   const double rate = seconds > 0 ? static_cast<double>(done) / seconds : 0;
   std::string line = fmt::format("kmhash: {} of {}{} files, {:.{}f}/s", done, isWhole ? "" : "more than ", total, rate,
                                  rate < 10 ? 1 : 0);
+  if (bytes > 0) line += fmt::format(", {}", byteWords(bytes));
+  if (bytes > 0 && seconds > 0) {
+    line += fmt::format(", {}/s", byteWords(static_cast<uint64_t>(static_cast<double>(bytes) / seconds)));
+  }
   if (done == total && isWhole) {
     line += fmt::format(", {} in all", duration(seconds));
   } else if (rate > 0 && isWhole) {
@@ -72,7 +85,7 @@ void Progress::show() {
   const bool isWhole = allFound_;
   const uint64_t done = done_, found = std::max(done, found_.load());
   const std::chrono::duration<double> elapsed = Clock::now() - start_;
-  output_.progress(progressLine(done, found, isWhole, elapsed.count()));
+  output_.progress(progressLine(done, found, isWhole, elapsed.count(), bytes_));
 }
 
 }  // namespace cli

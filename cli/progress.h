@@ -13,8 +13,11 @@ namespace cli {
 
 class Output;
 
-// The line for a state of the work; total is a lower bound while isWhole is false.
-std::string progressLine(uint64_t done, uint64_t total, bool isWhole, double seconds);
+// The line for a state of the work; total is a lower bound while isWhole is false. Bytes are told when there are any.
+std::string progressLine(uint64_t done, uint64_t total, bool isWhole, double seconds, uint64_t bytes = 0);
+
+// "3.2 GB"
+std::string byteWords(uint64_t bytes);
 
 class Progress {
  public:
@@ -31,6 +34,8 @@ class Progress {
   void setAllFound() { allFound_ = true; }
   void addDone() { done_.fetch_add(1, std::memory_order_relaxed); }
 
+  void addBytes(uint64_t bytes) { bytes_.fetch_add(bytes, std::memory_order_relaxed); }
+
   // What is done was everything, whatever was counted.
   void setAllDone();
 
@@ -41,7 +46,7 @@ class Progress {
   using Clock = std::chrono::steady_clock;
   Output& output_;
   const Clock::time_point start_ = Clock::now();
-  std::atomic<uint64_t> found_{0}, done_{0};
+  std::atomic<uint64_t> found_{0}, done_{0}, bytes_{0};
   std::atomic<bool> allFound_{false};
   std::mutex mutex_;
   std::condition_variable ending_;

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string>
 
-namespace cli {
+namespace catalogue {
 
 // Whether a file or directory lies on a disk that rotates; false where that is not known: on networks, overlays, file
 // systems over several disks, and for the disks of virtual machines, which say they do, whatever is behind them.
@@ -20,4 +20,4 @@ uint64_t placeOnDisk(const std::string& path);
 // How many threads work on files there when nobody says how many.
 unsigned threadsForFiles(bool isOnRotatingDisk);
 
-}  // namespace cli
+}  // namespace catalogue

@@ -16,7 +16,7 @@
 #include <optional>
 #include <thread>
 
-namespace cli {
+namespace catalogue {
 namespace {
 
 namespace fs = std::filesystem;
@@ -80,4 +80,4 @@ unsigned threadsForFiles(bool isOnRotatingDisk) {
   return isOnRotatingDisk ? 1 : std::max(kThreadsForWaiting, std::thread::hardware_concurrency());
 }
 
-}  // namespace cli
+}  // namespace catalogue

@@ -1,0 +1,523 @@
+#include "scan.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <deque>
+#include <map>
+#include <optional>
+
+#include "disk.h"
+#include "recorder.h"
+#include "roots.h"
+#include "workers.h"
+
+namespace catalogue {
+namespace {
+
+constexpr size_t kWindow = 4096;  // files that are found and wait to be hashed, at most
+constexpr int kRowsAtOnce = 512;
+constexpr int kWritesAtOnce = 1000;
+constexpr std::chrono::seconds kWriteWaits{1};
+
+// Time stamps come in steps: of a second or two on some file systems, which shows, elsewhere of the system's clock
+// tick.
+constexpr int64_t kSecond = 1'000'000'000, kTick = 20'000'000;
+// A file server's clock may be ahead by so much.
+constexpr int64_t kClockSkew = 24 * 3600 * kSecond;
+
+int64_t granularityOf(int64_t mtimeNs) { return mtimeNs % kSecond == 0 ? 2 * kSecond : kTick; }
+
+bool isSettled(int64_t mtimeNs, int64_t scanBegan) {
+  return mtimeNs < scanBegan - granularityOf(mtimeNs) || mtimeNs > scanBegan + kClockSkew;
+}
+
+// Transactions of as many writes as are worth it.
+class Batches {
+ public:
+  explicit Batches(Database& database) : database_(database) {}
+  void begin() {
+    if (transaction_) return;
+    transaction_.emplace(database_);
+    began_ = Clock::now();
+  }
+  void wrote() {
+    if (++writes_ >= kWritesAtOnce) end();
+  }
+  void endWhenDue() {
+    if (transaction_ && Clock::now() - began_ >= kWriteWaits) end();
+  }
+  void end() {
+    if (transaction_) transaction_->commit();
+    transaction_.reset();
+    writes_ = 0;
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  Database& database_;
+  std::optional<Transaction> transaction_;
+  Clock::time_point began_;
+  int writes_ = 0;
+};
+
+// The recorded files of a part in the order of their paths, some at once, so that none is being read while others
+// write.
+class KnownFiles {
+ public:
+  KnownFiles(Database& database, const Part& part)
+      : part_(part),
+        end_(endOf(part.folder)),
+        after_(part.folder),
+        statement_(database.prepare(std::string("SELECT ") + kKnownColumns + " FROM files WHERE " + kIsInPart +
+                                    " AND files.path > ?4 ORDER BY files.path LIMIT " + std::to_string(kRowsAtOnce))) {}
+
+  // Null at the end.
+  const KnownFile* front() {
+    if (rows_.empty() && !ended_) read();
+    return rows_.empty() ? nullptr : &rows_.front();
+  }
+  void pop() { rows_.pop_front(); }
+
+ private:
+  void read() {
+    for (statement_.with(part_.root.id, part_.folder, end_, after_); statement_.next();) {
+      rows_.push_back(knownOf(statement_));
+    }
+    ended_ = rows_.size() < kRowsAtOnce;
+    if (!rows_.empty()) after_ = rows_.back().path;
+  }
+
+  const Part part_;
+  const std::string end_;
+  std::string after_;
+  bool ended_ = false;
+  std::deque<KnownFile> rows_;
+  Statement statement_;
+};
+
+// A folder to be scanned.
+struct Target {
+  Part part;
+  std::string path;  // absolute, now
+};
+
+struct Job {
+  std::string path;  // below the target
+  FileStat stat;
+};
+
+class PartScan {
+ public:
+  PartScan(Database& database, const ScanOptions& options, const ScanObserver& observer, Target target, int64_t began,
+           ScanTotals* totals, std::vector<std::string>* otherMounts)
+      : database_(database),
+        options_(options),
+        observer_(observer),
+        target_(std::move(target)),
+        began_(began),
+        totals_(*totals),
+        before_(*totals),
+        otherMounts_(*otherMounts),
+        tree_(DirectoryTree::open(target_.path)),
+        batches_(database),
+        recorder_(database, began),
+        known_(database, target_.part),
+        sameInode_(database.prepare(std::string("SELECT ") + kKnownColumns +
+                                    ", roots.mounted, roots.path FROM files JOIN roots ON roots.id = files.root "
+                                    "WHERE inode = ? AND size = ? AND mtime_ns = ? AND file_system = ?")),
+        addGone_(prepareGone()) {}
+
+  // False when it was stopped.
+  bool run();
+
+ private:
+  Statement prepareGone();
+  void begin();
+  void walk(Walk& walk, Workers<Job, FileHashes>& workers);
+  bool step(Walk& walk, Workers<Job, FileHashes>& workers);
+  void handOver(Workers<Job, FileHashes>& workers, bool all);
+  void takeDone(Workers<Job, FileHashes>& workers, bool waits);
+  void passRowsBefore(const std::string& path);
+  void meet(Job job);
+  bool isKnown(const KnownFile& file, const FileStat& stat) const;
+  void takeKnown(const KnownFile& file, const FileStat& stat);
+  bool takeOtherName(const Job& job, bool isRecordedHere);
+  bool isStillThere(const KnownFile& file, const std::string& rootPath, const FileStat& stat);
+  void store(const Job& job, const FileHashes& made);
+  void noteGone(const KnownFile& file);
+  void finish();
+  WalkNotes notes();
+  std::string pathInRoot(const std::string& below) const { return target_.part.folder + below; }
+  std::string absolute(const std::string& below) const { return target_.path + below; }
+
+  Database& database_;
+  const ScanOptions& options_;
+  const ScanObserver& observer_;
+  const Target target_;
+  const int64_t began_;
+  ScanTotals& totals_;
+  const ScanTotals before_;
+  std::vector<std::string>& otherMounts_;
+  const std::shared_ptr<const DirectoryTree> tree_;
+  std::map<std::string, std::shared_ptr<const DirectoryTree>> otherTrees_;  // by path on the file system
+  Batches batches_;
+  Recorder recorder_;
+  KnownFiles known_;
+  Statement sameInode_, addGone_;
+  int64_t scan_ = 0;
+  std::vector<Job> found_;  // and not handed to the workers
+  bool walked_ = false, isRotating_ = false;
+  std::atomic<bool> isStopped_{false};  // for the workers
+};
+
+// Rows whose files were not met. They become missing when all was walked, so that none is that has only moved.
+Statement PartScan::prepareGone() {
+  database_.run(
+      "CREATE TEMP TABLE IF NOT EXISTS gone (file INTEGER PRIMARY KEY, path TEXT NOT NULL); DELETE FROM gone");
+  return database_.prepare("INSERT OR REPLACE INTO gone (file, path) VALUES (?, ?)");
+}
+
+bool PartScan::run() {
+  if (!tree_) throw Error(Error::Kind::notThere, target_.path + " is no longer there");
+  begin();
+  isRotating_ = isOnRotatingDisk(target_.path);
+  const unsigned jobs = options_.jobs != 0 ? options_.jobs : threadsForFiles(isRotating_);
+  Walk files(tree_, options_.walk, notes());
+  Workers<Job, FileHashes> workers(
+      jobs, [this](const Job& job) { return hashesOf(*tree_, job.path, job.stat, options_.wishes, &isStopped_); });
+  walk(files, workers);
+  if (!totals_.stopped) finish();
+  batches_.end();
+  isStopped_ = totals_.stopped;
+  return !totals_.stopped;
+}
+
+void PartScan::begin() {
+  batches_.begin();
+  database_.prepare("INSERT INTO scans (root, folder, started) VALUES (?, ?, ?)")
+      .with(target_.part.root.id, target_.part.folder, began_)
+      .run();
+  scan_ = database_.lastId();
+}
+
+void PartScan::walk(Walk& walk, Workers<Job, FileHashes>& workers) {
+  for (;;) {
+    while (!walked_ && workers.pending() + found_.size() < kWindow && !totals_.stopped) step(walk, workers);
+    if (totals_.stopped) return;
+    handOver(workers, true);
+    takeDone(workers, true);
+    if (walked_ && workers.pending() == 0) return;
+  }
+}
+
+bool PartScan::step(Walk& walk, Workers<Job, FileHashes>& workers) {
+  Job job;
+  if (!walk.next(&job.path, &job.stat)) {
+    walked_ = true;
+  } else {
+    ++totals_.seen;
+    passRowsBefore(pathInRoot(job.path));
+    meet(std::move(job));
+    handOver(workers, false);
+    takeDone(workers, false);
+  }
+  batches_.endWhenDue();
+  totals_.stopped = observer_.isStopped();
+  return !walked_;
+}
+
+// A turning disk has them by inode, which is near the order that they lie in, once there are as many as can wait.
+void PartScan::handOver(Workers<Job, FileHashes>& workers, bool all) {
+  if (isRotating_ && !all) return;
+  if (isRotating_) {
+    std::sort(found_.begin(), found_.end(), [](const Job& a, const Job& b) { return a.stat.inode < b.stat.inode; });
+  }
+  for (Job& job : found_) workers.add(std::move(job));
+  found_.clear();
+}
+
+void PartScan::takeDone(Workers<Job, FileHashes>& workers, bool waits) {
+  std::pair<Job, FileHashes> done;
+  while (!totals_.stopped && workers.take(&done, waits)) {
+    const auto bytes = static_cast<uint64_t>(done.second.stat.size);
+    store(done.first, done.second);
+    totals_.bytes += bytes;
+    observer_.done(bytes);
+    batches_.endWhenDue();
+    totals_.stopped = observer_.isStopped();
+    waits = false;
+  }
+}
+
+void PartScan::passRowsBefore(const std::string& path) {
+  for (const KnownFile* row = known_.front(); row != nullptr && row->path < path; row = known_.front()) {
+    noteGone(*row);
+    known_.pop();
+  }
+}
+
+void PartScan::meet(Job job) {
+  const KnownFile* row = known_.front();
+  const bool isRecordedHere = row != nullptr && row->path == pathInRoot(job.path);
+  if (isRecordedHere) {
+    const KnownFile file = *row;
+    known_.pop();
+    if (isKnown(file, job.stat)) return takeKnown(file, job.stat);
+  }
+  if (takeOtherName(job, isRecordedHere)) return;
+  found_.push_back(std::move(job));
+}
+
+bool PartScan::isKnown(const KnownFile& file, const FileStat& stat) const {
+  const int64_t wanted = options_.wishes.recorded();
+  return file.stat && file.settled && (file.recorded & wanted) == wanted && file.stat->size == stat.size &&
+         file.stat->mtimeNs == stat.mtimeNs && (file.stat->inode == stat.inode || file.stat->inode == 0);
+}
+
+void PartScan::takeKnown(const KnownFile& file, const FileStat& stat) {
+  ++totals_.known;
+  observer_.done(0);
+  const bool isAsItWas =
+      file.stat->device == stat.device && file.stat->inode == stat.inode && file.stat->links == stat.links;
+  if (isAsItWas && !file.isMissing) return;
+  batches_.begin();
+  if (!isAsItWas) recorder_.refresh(file.id, stat);
+  if (file.isMissing) {
+    recorder_.markBack(file.id);
+    ++totals_.back;
+  }
+  batches_.wrote();
+}
+
+// A file that has moved here, or another name of one that is recorded.
+bool PartScan::takeOtherName(const Job& job, bool isRecordedHere) {
+  const std::string path = pathInRoot(job.path);
+  std::optional<KnownFile> other;
+  std::string mounted, rootPath;
+  const FileStat& stat = job.stat;
+  for (sameInode_.with(stat.inode, stat.size, stat.mtimeNs, target_.part.root.fileSystem); sameInode_.next();) {
+    KnownFile file = knownOf(sameInode_);
+    if (file.root == target_.part.root.id && file.path == path) continue;
+    mounted = sameInode_.text(11);
+    rootPath = sameInode_.text(12);
+    const bool wasFirst = !other;
+    other = std::move(file);
+    if (!wasFirst || !isStillThere(*other, rootPath, stat)) break;
+  }
+  sameInode_.reset();
+  if (!other) return false;
+  const bool knowsAll = isKnown(*other, stat);
+  if (isRecordedHere && !knowsAll) return false;
+  batches_.begin();
+  if (isRecordedHere || isStillThere(*other, rootPath, stat)) {
+    if (!knowsAll) return false;
+    FileHashes copy = recorder_.hashesOf(*other);
+    copy.stat = stat;
+    store(job, copy);
+    observer_.done(0);
+    return true;
+  }
+  recorder_.move(*other, mounted, target_.part.root, path, stat);
+  database_.prepare("DELETE FROM gone WHERE file = ?").with(other->id).run();
+  ++totals_.moved;
+  batches_.wrote();
+  if (knowsAll) observer_.done(0);
+  return knowsAll;
+}
+
+bool PartScan::isStillThere(const KnownFile& file, const std::string& rootPath, const FileStat& stat) {
+  auto& tree = otherTrees_[rootPath];
+  if (!tree) {
+    const Root& here = target_.part.root;
+    const std::optional<std::string> path = pathNow({here.fileSystem, rootPath, here.mounted});
+    tree = path ? DirectoryTree::open(*path) : nullptr;
+    if (!tree) return true;
+  }
+  const Descriptor found = tree->find(file.path);
+  FileStat now;
+  if (found.number() < 0) return errno != ENOENT && errno != ENOTDIR && errno != ELOOP;
+  return fileStatOf(found.number(), &now) && now.inode == stat.inode && now.device == stat.device;
+}
+
+void PartScan::store(const Job& job, const FileHashes& made) {
+  if (made.isGone) return;
+  batches_.begin();
+  const bool settled = !made.changedMeanwhile && isSettled(made.stat.mtimeNs, began_);
+  const Recorder::Stored stored = recorder_.store(target_.part.root, pathInRoot(job.path), made, settled);
+  if (stored == Recorder::Stored::isNew) ++totals_.isNew;
+  if (stored == Recorder::Stored::isChanged) ++totals_.changed;
+  if (stored == Recorder::Stored::isBack) ++totals_.back;
+  if (stored == Recorder::Stored::isSame) ++totals_.again;
+  if (made.status == kStatusUnsupported) ++totals_.unsupported;
+  if (made.status == kStatusFailed) {
+    ++totals_.failed;
+    observer_.failed(absolute(job.path), made.result, made.error);
+  }
+  batches_.wrote();
+}
+
+// One that was excluded, or lies in a folder that cannot be read, is not gone.
+void PartScan::noteGone(const KnownFile& file) {
+  if (file.isMissing) return;
+  const Descriptor found = tree_->find(std::string_view(file.path).substr(target_.part.folder.size()));
+  FileStat stat;
+  const bool isGone =
+      found.number() < 0 ? errno == ENOENT || errno == ENOTDIR || errno == ELOOP : !fileStatOf(found.number(), &stat);
+  if (!isGone) return;
+  batches_.begin();
+  addGone_.with(file.id, file.path).run();
+  batches_.wrote();
+}
+
+void PartScan::finish() {
+  for (const KnownFile* row = known_.front(); row != nullptr; row = known_.front()) {
+    noteGone(*row);
+    known_.pop();
+  }
+  batches_.end();
+  batches_.begin();
+  const Root& root = target_.part.root;
+  database_
+      .prepare(
+          "UPDATE files SET missing_since = ?1, last_seen = max(first_seen, ?2) FROM gone WHERE files.id = gone.file "
+          "AND files.path = gone.path AND files.root = ?3 AND missing_since IS NULL")
+      .with(began_, root.lastScan.value_or(0), root.id)
+      .run();
+  totals_.missing += static_cast<uint64_t>(database_.changes());
+  database_
+      .prepare(
+          "INSERT INTO events (time, file, word, old_hash) SELECT ?1, gone.file, ?2, hashes.text FROM gone JOIN "
+          "files ON files.id = gone.file LEFT JOIN hashes ON hashes.file = gone.file AND kind IN ('sampled', "
+          "'quick') WHERE files.missing_since = ?1 AND files.path = gone.path AND files.root = ?3")
+      .with(began_, kWordMissing, root.id)
+      .run();
+  if (target_.part.folder.empty()) {
+    database_.prepare("UPDATE roots SET last_scan = ? WHERE id = ?").with(began_, root.id).run();
+  }
+  const auto since = [](uint64_t total, uint64_t before) { return static_cast<int64_t>(total - before); };
+  database_
+      .prepare(
+          "UPDATE scans SET ended = ?2, seen = ?3, hashed = ?4, moved = ?5, missing = ?6, bytes = ?7 WHERE id = ?1")
+      .with(scan_, now(), since(totals_.seen, before_.seen),
+            since(totals_.isNew + totals_.changed, before_.isNew + before_.changed),
+            since(totals_.moved, before_.moved), since(totals_.missing, before_.missing),
+            since(totals_.bytes, before_.bytes))
+      .run();
+}
+
+WalkNotes PartScan::notes() {
+  return {.unreadable =
+              [this](const std::string& path, int error) {
+                ++totals_.unreadable;
+                observer_.unreadable(absolute(path), std::generic_category().message(error));
+              },
+          .passedOver =
+              [this](const std::string& path) {
+                ++totals_.passedOver;
+                observer_.passedOver(absolute(path));
+              },
+          .otherMount =
+              [this](const std::string& path, uint64_t mountId) {
+                if (!isSystems(mountId)) return otherMounts_.push_back(absolute(path));
+                ++totals_.passedOver;
+                observer_.passedOver(absolute(path));
+              }};
+}
+
+bool isEmptyFolder(const std::string& folder) {
+  const std::shared_ptr<const DirectoryTree> tree = DirectoryTree::open(folder);
+  std::vector<std::string> names, others;
+  const Descriptor opened = tree ? tree->openToRead("") : Descriptor();
+  return opened.number() >= 0 && DirectoryTree::readNames(opened.number(), &names, &others) == 0 && names.empty() &&
+         others.empty();
+}
+
+class Scan {
+ public:
+  Scan(Catalogue& catalogue, const ScanOptions& options, const ScanObserver& observer)
+      : database_(catalogue.database()), options_(options), observer_(observer) {}
+
+  ScanTotals run(const std::vector<std::string>& folders) {
+    for (const std::string& folder : folders) {
+      std::vector<std::string> waiting = {absoluteFolder(folder)};
+      while (!waiting.empty() && !totals_.stopped) {  // what is mounted in a folder is scanned after it
+        const std::string next = std::move(waiting.back());
+        waiting.pop_back();
+        scanFolder(next, &waiting);
+      }
+      if (!totals_.stopped) tellOfAbsentBelow(absoluteFolder(folder));
+    }
+    return totals_;
+  }
+
+ private:
+  void scanFolder(const std::string& folder, std::vector<std::string>* waiting) {
+    std::optional<Place> place;
+    std::optional<Error> error;
+    try {
+      place = placeOf(folder);
+    } catch (const Error& thrown) {
+      error = thrown;
+    }
+    if (isAbsent(folder, place)) return tellOfAbsent(folder);
+    if (error) {
+      ++totals_.unreadable;
+      return observer_.unreadable(folder, error->what());
+    }
+    Transaction transaction(database_);
+    Part part = partFor(database_, *place);
+    transaction.commit();
+    told_.push_back(part.root.id);
+    PartScan(database_, options_, observer_, {std::move(part), place->mounted}, now(), &totals_, waiting).run();
+  }
+
+  // Whether files were recorded there on a disk that is not: the folder is gone, or it is an empty mount point.
+  bool isAbsent(const std::string& folder, const std::optional<Place>& place) {
+    if (place && !isEmptyFolder(folder)) return false;
+    for (const Part& part : partsUnder(database_, folder)) {
+      if (!folder.starts_with(part.root.mounted)) continue;
+      const bool isThatRoot =
+          place && part.root.fileSystem == place->fileSystem && place->path.starts_with(part.root.path);
+      if (!isThatRoot && !pathNow(placeOf(part.root)) && holdsFiles(database_, part)) return true;
+    }
+    return false;
+  }
+
+  void tellOfAbsent(const std::string& folder) {
+    ++totals_.absent;
+    observer_.absent(folder);
+    for (const Part& part : partsUnder(database_, folder)) told_.push_back(part.root.id);
+  }
+
+  void tellOfAbsentBelow(const std::string& folder) {
+    for (const Part& part : partsUnder(database_, folder)) {
+      const bool isTold = std::find(told_.begin(), told_.end(), part.root.id) != told_.end();
+      const bool isBelow = part.folder.empty() && part.root.fileSystem != "unknown";
+      if (isTold || !isBelow || pathNow(placeOf(part.root)) || !holdsFiles(database_, part)) continue;
+      ++totals_.absent;
+      observer_.absent(part.root.mounted);
+      told_.push_back(part.root.id);
+    }
+  }
+
+  Database& database_;
+  const ScanOptions& options_;
+  const ScanObserver& observer_;
+  ScanTotals totals_;
+  std::vector<int64_t> told_;  // roots that were scanned or are said to be absent
+};
+
+}  // namespace
+
+ScanTotals scan(Catalogue& catalogue, const std::vector<std::string>& folders, const ScanOptions& options,
+                const ScanObserver& observer) {
+  return Scan(catalogue, options, observer).run(folders);
+}
+
+}  // namespace catalogue
