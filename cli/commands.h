@@ -18,6 +18,7 @@ extern const Command kShowCommand;
 extern const Command kScanCommand;
 extern const Command kVersionCommand;
 extern const Command kDuplicatesCommand;
+extern const Command kVerifyCommand;
 
 std::span<const Command* const> allCommands();
 

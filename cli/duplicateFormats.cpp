@@ -3,9 +3,9 @@
 #include <fmt/format.h>
 
 #include <ctime>
-#include <nlohmann/json.hpp>
 
 #include "hashList.h"
+#include "jsonPath.h"
 
 namespace cli {
 namespace {
@@ -36,12 +36,6 @@ const char* matchName(catalogue::Match match) {
   return names[static_cast<size_t>(match)];
 }
 
-std::string hexOf(std::string_view bytes) {
-  std::string digits;
-  for (const char byte : bytes) digits += fmt::format("{:02x}", static_cast<unsigned char>(byte));
-  return digits;
-}
-
 // ---- Text ----
 
 std::string lineOf(const std::string& path) { return needsEscape(path) ? '\\' + escaped(path) : path; }
@@ -66,19 +60,9 @@ std::string groupText(const Group& group, uint64_t) {
 
 // ---- JSON ----
 
-// JSON text is UTF-8, paths are bytes.
-void putPath(Json* object, const std::string& path) {
-  (*object)["path"] = path;
-  try {
-    (void)Json(path).dump();
-  } catch (const Json::type_error&) {
-    (*object)["path_hex"] = hexOf(path);
-  }
-}
-
 Json memberJson(const Group& group, const Member& member) {
   Json object;
-  putPath(&object, member.path);
+  putPath(&object, "path", member.path);
   object["keep"] = member.isKept;
   object["relation"] = catalogue::relationOf(group, member);
   object["size"] = member.size;
@@ -93,14 +77,12 @@ Json memberJson(const Group& group, const Member& member) {
   object["companions"] = Json::array();
   for (const Companion& companion : member.companions) {
     Json beside{{"kind", kindName(companion.kind)}};
-    putPath(&beside, companion.path);
+    putPath(&beside, "path", companion.path);
     beside["size"] = companion.size;
     object["companions"].push_back(std::move(beside));
   }
   return object;
 }
-
-std::string dumped(const Json& object) { return object.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n'; }
 
 std::string groupJson(const Group& group, uint64_t number) {
   Json object{{"group", number},
