@@ -52,7 +52,9 @@ int64_t readAt(void* user, uint64_t offset, void* buffer, uint32_t count) {
 uint64_t sizeOf(nb::handle file) {
   nb::object end = file.attr("seek")(0, kSeekEnd);
   if (end.is_none()) end = file.attr("tell")();  // such as an mmap
-  return nb::cast<uint64_t>(end);
+  uint64_t size = 0;
+  if (!nb::try_cast(end, size)) throw nb::type_error("seek() did not return a position");
+  return size;
 }
 
 // A quick hash is made through callbacks; the path that they get is the reader.

@@ -6,6 +6,8 @@ import io
 import mmap
 import os
 import pickle
+import subprocess
+import tarfile
 import threading
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
@@ -111,6 +113,21 @@ class Failing(io.BytesIO):
 def test_failures(source, error, words, quick):
     with pytest.raises(error, match=words):
         kmhash.hash(source, quick=quick)
+
+
+def test_a_source_distribution_has_what_the_library_is_built_from(tmp_path, monkeypatch):
+    monkeypatch.chdir(ROOT / "python")
+    monkeypatch.syspath_prepend(".")
+    import backend
+
+    with tarfile.open(tmp_path / backend.build_sdist(str(tmp_path))) as archive:
+        archive.extractall(tmp_path)
+    (unpacked,) = tmp_path.glob("kmhash-*/")
+    options = [f"-DKMHASH_{part}=OFF" for part in ("COMMAND", "INSTALL", "JNI", "TESTS")]
+    subprocess.run(["cmake", "-S", unpacked / "library", "-B", tmp_path / "build", *options], check=True)
+    for folder in ("jni", "cmake"):
+        packed = {file.relative_to(unpacked / "library") for file in (unpacked / "library" / folder).rglob("*")}
+        assert packed == {file.relative_to(ROOT) for file in (ROOT / folder).rglob("*")}
 
 
 def test_a_path_is_hashed_beside_other_threads(tmp_path):

@@ -19,7 +19,7 @@ class BinaryFile(Protocol):
         """Read up to ``count`` bytes at the current position; fewer are asked for again, none ends the file."""
         ...
 
-    def seek(self, offset: int, whence: int = ..., /) -> Any:
+    def seek(self, offset: int, whence: Literal[0, 2] = ..., /) -> Any:
         """Move to an offset from the beginning, or, with a ``whence`` of 2, to the end, and return the position."""
         ...
 
