@@ -1,0 +1,91 @@
+package com.kelo.kmhash.spark;
+
+import java.io.File;
+import java.io.IOException;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.ArrayList;
+import java.util.List;
+import java.util.regex.Matcher;
+import java.util.regex.Pattern;
+import org.apache.spark.launcher.JavaModuleOptions;
+
+/** A master and two workers, processes on this machine's loopback, in a folder that has Spark's jars and their logs. */
+final class Cluster {
+    final String url;
+    final List<Process> workers = new ArrayList<>();
+    private final Path folder;
+    private final Process master;
+
+    Cluster(Path folder) throws Exception {
+        this.folder = folder;
+        Path jars = Files.createDirectories(folder.resolve("jars"));
+        for (String entry : System.getProperty("java.class.path").split(File.pathSeparator)) {
+            Path jar = Path.of(entry);
+            if (entry.endsWith(".jar") && !jar.getFileName().toString().startsWith("kmhash")) {
+                Files.createSymbolicLink(jars.resolve(jar.getFileName()), jar);
+            }
+        }
+        master = start("master", "org.apache.spark.deploy.master.Master", "--port", "0");
+        url = waitFor("master", Pattern.compile("spark://[0-9.:]+"));
+        for (String name : List.of("worker1", "worker2")) {
+            workers.add(start(name, "org.apache.spark.deploy.worker.Worker", "--cores", "2", "--memory", "1g",
+                    "--work-dir", folder.resolve(name).toString(), url));
+            waitFor(name, Pattern.compile("Successfully registered"));
+        }
+    }
+
+    /** Starts spark-submit's class, which runs as the driver. */
+    Process submit(String... arguments) throws IOException {
+        List<String> line = new ArrayList<>(List.of("org.apache.spark.deploy.SparkSubmit", "--master", url,
+                "--executor-memory", "512m", "--conf", "spark.ui.enabled=false", "--conf", "spark.cores.max=2"));
+        line.addAll(List.of(arguments));
+        return java("submit", line);
+    }
+
+    static void kill(Process process) throws InterruptedException {
+        List<ProcessHandle> children = process.descendants().toList();
+        process.destroyForcibly().waitFor();
+        children.forEach(ProcessHandle::destroyForcibly);
+    }
+
+    void stop() throws InterruptedException {
+        for (Process worker : workers) {
+            kill(worker);
+        }
+        kill(master);
+    }
+
+    private Process start(String name, String type, String... arguments) throws IOException {
+        List<String> line = new ArrayList<>(List.of(type, "--host", "127.0.0.1", "--webui-port", "0"));
+        line.addAll(List.of(arguments));
+        return java(name, line);
+    }
+
+    private Process java(String log, List<String> line) throws IOException {
+        List<String> command = new ArrayList<>();
+        if (Files.getAttribute(folder, "unix:uid").equals(0)) { // even root is to find files that cannot be read
+            command.addAll(List.of("setpriv", "--bounding-set=-dac_override,-dac_read_search"));
+        }
+        command.addAll(List.of("java", "-Xmx512m", "-cp", folder + "/jars/*"));
+        command.addAll(List.of(JavaModuleOptions.defaultModuleOptions().split(" ")));
+        command.addAll(line);
+        ProcessBuilder process = new ProcessBuilder(command).redirectErrorStream(true);
+        process.environment().put("SPARK_HOME", folder.toString());
+        process.environment().put("SPARK_SCALA_VERSION", "2.12");
+        process.environment().put("SPARK_LOCAL_IP", "127.0.0.1");
+        process.environment().put("SPARK_LOCAL_DIRS", folder.resolve("local").toString());
+        return process.redirectOutput(folder.resolve(log + ".log").toFile()).start();
+    }
+
+    private String waitFor(String log, Pattern pattern) throws Exception {
+        for (int i = 0; i < 1200; i++) {
+            Matcher found = pattern.matcher(Files.readString(folder.resolve(log + ".log")));
+            if (found.find()) {
+                return found.group();
+            }
+            Thread.sleep(100);
+        }
+        throw new IllegalStateException("nothing like " + pattern + " in " + log + ".log");
+    }
+}
