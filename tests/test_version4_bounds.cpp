@@ -1,6 +1,4 @@
 // What a call of version 4 may take at most: reads, bytes read, memory and stack.
-#include <chrono>
-
 #include "jpegBytes.h"
 #include "version4.h"
 #include "version4/version4.h"
@@ -16,27 +14,17 @@ struct Cost {
   HashText hash;
   size_t heap;
   int blocks;
-  double milliseconds;
 };
 
 Cost costOf(MemoryFile& file, int failingBlock = 0) {
   const KmhashSource source = sourceOf(file);
   char text[KMHASH_TEXT_SIZE] = {};
   Cost cost = {};
-  const auto begin = std::chrono::steady_clock::now();
   watchHeap([&] { cost.hash.code = version4::createHash(&source, text, nullptr); }, failingBlock);
-  const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - begin;
   cost.hash.text = text;
   cost.heap = heap.peak;
   cost.blocks = heap.taken;
-  cost.milliseconds = time.count();
   return cost;
-}
-
-void print(const char* name, const MemoryFile& file, const Cost& cost) {
-  std::printf("%-32s %4d  %7d reads of %9ju bytes  %8zu bytes of heap  %6.1f ms\n", name,
-              cost.hash.code, file.reads, static_cast<uintmax_t>(file.delivered), cost.heap,
-              cost.milliseconds);
 }
 
 // ---- Boxes and elements ----
@@ -53,19 +41,11 @@ Bytes repeated(const Bytes& head, const Bytes& piece) {
   return repeated(head, [&](uint32_t) { return piece; });
 }
 
-Bytes box(const char* type, const Bytes& body) {
-  return Bytes().u32be(static_cast<uint32_t>(body.size() + 8)).text(type) + body;
-}
-Bytes numbers(const std::vector<uint32_t>& values) {
-  Bytes out;
-  for (const uint32_t value : values) out.u32be(value);
-  return out;
-}
 Bytes trak(const Bytes& tables) {
   return box("trak",
              box("mdia", box("hdlr", Bytes(8).text("vide")) + box("minf", box("stbl", tables))));
 }
-Bytes stsz(uint32_t size) { return box("stsz", numbers({0, size, 0xFFFFFFFF})); }
+Bytes stsz(uint32_t size) { return box("stsz", u32s({0, size, 0xFFFFFFFF})); }
 const Bytes kBrand = box("ftyp", Bytes().text("isomabcd"));
 
 // HEIF whose last boxes go on to the end of the file.
@@ -77,32 +57,31 @@ Bytes heifItems(uint32_t i) {
   for (uint32_t id = 1000 * i; id < 1000 * i + 1000; ++id) ids.u32be(id * 2654435761);
   return box("dimg", ids);
 }
-Bytes heifReference(uint32_t i) { return box("dimg", Bytes().u32be(i).u16be(0)); }
 Bytes heifAssociation(uint32_t i) { return Bytes().u32be(i).u16be(0x0101); }
 
 // Many mdats of one byte, each of them named often.
 Bytes isoChunks() {
   const Bytes media = repeated(kBrand, box("mdat", {1})).part(0, 16 + 9 * 50'000);
-  Bytes offsets = numbers({0, kMiB / 8});
+  Bytes offsets = u32s({0, kMiB / 8});
   for (uint32_t i = 0; i < kMiB / 8; ++i) offsets.u32be(24 + i * 7919 % 50'000 * 9);
   return media +
-         box("moov", trak(box("stsc", numbers({0, 1, 1, 1, 1})) + stsz(1) + box("stco", offsets)));
+         box("moov", trak(box("stsc", u32s({0, 1, 1, 1, 1})) + stsz(1) + box("stco", offsets)));
 }
 
 // A table that claims 2^32 samples, of a size that takes rows or not.
 Bytes isoClaim(uint32_t size) {
-  const Bytes tables = box("stsc", numbers({0, 1, 1, 0xFFFFFFFF, 1})) + stsz(size);
+  const Bytes tables = box("stsc", u32s({0, 1, 1, 0xFFFFFFFF, 1})) + stsz(size);
   return kBrand + box("mdat", Bytes(kMiB)) +
-         box("moov", trak(tables + box("stco", numbers({0, 2, 24, 24}))));
+         box("moov", trak(tables + box("stco", u32s({0, 2, 24, 24}))));
 }
 
 // Runs of tracks that are in no list, so that the lists are searched to their ends.
 Bytes isoFragments() {
   Bytes tracks, defaults;
   for (uint32_t i = 0; i < 1024; ++i) tracks.add(trak({}));
-  for (uint32_t i = 1; i <= 1024; ++i) defaults.add(box("trex", numbers({0, i, 0, 0, 1})));
-  const Bytes run = box("trun", numbers({0, 0xFFFFFFFF}));
-  const Bytes fragment = box("traf", box("tfhd", numbers({0x10, 5000, 0xFFFFFFFF})) + run);
+  for (uint32_t i = 1; i <= 1024; ++i) defaults.add(box("trex", u32s({0, i, 0, 0, 1})));
+  const Bytes run = box("trun", u32s({0, 0xFFFFFFFF}));
+  const Bytes fragment = box("traf", box("tfhd", u32s({0x10, 5000, 0xFFFFFFFF})) + run);
   return kBrand + box("moov", tracks + box("mvex", defaults)) + box("moof", repeated({}, fragment));
 }
 
@@ -152,14 +131,12 @@ std::vector<Family> families() {
   const Bytes iref = heif(Bytes(4).text("iref").u32be(1 << 24));
   const Bytes ipma = heif(Bytes(4).text("iprp") + Bytes(4).text("ipma").u32be(1 << 24).u32be(~0U));
   return {
-      {"WebP, chunks", repeated(webp, Bytes().text("JUNK").u32le(0))},
       {"WebP, pictures", repeated(webp, Bytes().text("ALPH").u32le(1).u16be(0)), 2 * kMiB},
       {"PNG, chunks", repeated(png, Bytes().u32be(0).text("tEXt").u32be(0))},
       {"PNG, pictures", repeated(png, apng + Bytes(9)), kMiB},
       {"JPEG XL, parts", repeated(jxl, box("jxlp", Bytes(5))), 2 * kMiB},
       {"JPEG 2000, palettes", repeated(jp2 + Bytes(4).text("jp2h"), box("pclr", {})), 2 * kMiB},
       {"HEIF, items", repeated(iref, heifItems), 5 * kMiB},
-      {"HEIF, references", repeated(iref, heifReference), 4 * kMiB},
       {"HEIF, associations", repeated(ipma, heifAssociation), 6 * kMiB},
       {"TIFF, directories",
        repeated(header(false, 8), [](uint32_t i) { return Bytes().u16le(0).u32le(14 + 6 * i); }),
@@ -168,9 +145,7 @@ std::vector<Family> families() {
       {"tags in front", repeated({}, Bytes().text("ID3").fill(7, 0))},
       {"tags behind", repeated(flac, ape), 0, kMiB / 32},
       {"Ogg, streams", repeated({}, [](uint32_t i) { return oggPage(i << 16 | i, {}); }), 6 * kMiB},
-      {"Ogg, ranges", repeated(oggPage(7, {1}), oggPage(7, {1})), 2 * kMiB},
       {"Ogg, no pages", repeated(oggPage(7, {1}), Bytes().text("OggS"))},
-      {"AIFF, chunks", repeated(Bytes().text("FORM....AIFF"), Bytes().text("NAME").u32be(0))},
       {"WAVE, chunks", repeated(Bytes().text("RIFF....WAVE"), Bytes().text("LIST").u32le(0))},
       {"FLAC, blocks", repeated(flac.part(0, 4) + Bytes(1) + flac.part(5, 37), {1, 0, 0, 0})},
       {"MPEG audio, rows of frames", mpegAudioRows(), 0, 300'000},
@@ -198,11 +173,10 @@ TEST(Bounds4, ReadsAndMemoryGrowWithTheBytesPresentOnly) {
   for (const Family& family : families()) {
     MemoryFile file(family.file);
     const Cost cost = costOf(file);
-    print(family.name, file, cost);
-    EXPECT_LE(static_cast<size_t>(file.reads), file.bytes.size() / 512 + family.jumps + 250)
-        << family.name;
-    EXPECT_LE(file.delivered, 4 * file.bytes.size() + 512 * family.jumps + 65536) << family.name;
-    EXPECT_LE(cost.heap, family.held + family.held / 8 + 8192) << family.name;
+    SCOPED_TRACE(family.name);
+    EXPECT_LE(static_cast<size_t>(file.reads), file.bytes.size() / 512 + family.jumps + 250);
+    EXPECT_LE(file.delivered, 4 * file.bytes.size() + 512 * family.jumps + 65536);
+    EXPECT_LE(cost.heap, family.held + family.held / 8 + 8192);
   }
 }
 
@@ -214,11 +188,11 @@ constexpr uint32_t kFilm = 0xFF000000;  // bytes of media
 Bytes longMoov(uint32_t mediaAt) {
   constexpr uint32_t kChunks = 7200, kChunk = kFilm / kChunks;
   const auto track = [=](uint32_t samples, uint32_t place, uint32_t bytes) {
-    Bytes sizes = numbers({0, 0, kChunks * samples}), offsets = numbers({0, kChunks});
+    Bytes sizes = u32s({0, 0, kChunks * samples}), offsets = u32s({0, kChunks});
     for (uint32_t i = 0; i < kChunks * samples; ++i) sizes.u32be(bytes);
     for (uint32_t i = 0; i < kChunks; ++i) offsets.u32be(mediaAt + i * kChunk + place);
     return trak(box("stts", sizes) + box("stsz", sizes) + box("stco", offsets) +
-                box("stsc", numbers({0, 1, 1, samples, 1})));
+                box("stsc", u32s({0, 1, 1, samples, 1})));
   };
   return box("moov", track(25, 0, kChunk / 26) + track(48, kChunk / 26 * 25, 300));
 }
@@ -252,7 +226,6 @@ TEST(Bounds4, AFilmOf4GBTakesFewReads) {
   for (const auto& [name, film] : films) {
     MemoryFile file = film;
     const Cost cost = costOf(file);
-    print(name, file, cost);
     EXPECT_EQ(cost.hash.code, HASHCREATE_SUCCESS) << name;
     EXPECT_LE(file.reads, 250) << name;
     EXPECT_LE(cost.heap, 1u << 20) << name;

@@ -5,9 +5,6 @@ using namespace support;
 
 namespace {
 
-Bytes box(const char* type, const Bytes& body) {
-  return Bytes().u32be(static_cast<uint32_t>(body.size() + 8)).text(type) + body;
-}
 Bytes full(unsigned version, const Bytes& body, uint32_t flags = 0) {
   return Bytes().u8(version).u24be(flags) + body;
 }
@@ -97,9 +94,6 @@ TEST(Heif, ThePrimaryItemItsPartsAndItsAlphaAreHashed) {
       "other order",
       grid.data + grid.properties + grid.places + grid.references + grid.items + primary + pitm(1),
       grid.payload, grid.meta, "HEIFgrid");
-  expectHeif("no items listed",
-             primary + grid.places + grid.references + grid.properties + grid.data, grid.payload,
-             grid.meta);
   expectHeif("nothing about an item", pitm(2) + grid.places, part(40, 5), kOne);
   expectHeif("parts without data", primary + grid.references + iloc({2, 0, 3}), part(0, 3),
              Bytes().u32be(3));
@@ -141,9 +135,8 @@ TEST(Heif, ExtentsGoToTheEndWithoutALength) {
       {"nothing behind idat", heif(idat(11, 0))},
       {"no idat", heif(pitm(1) + iloc({1, 0, 1}, 1))},
       {"another method", heif(pitm(1) + iloc({1, 0, 1}, 2))},
-      {"behind the file", heif(pitm(1) + iloc({1, 9, 999})), HASHCREATE_READ_ERROR},
-      {"at the end of numbers", heif(pitm(1) + box("iloc", full(0, sums))), HASHCREATE_READ_ERROR},
-      {"no place", heif(pitm(1))},
+      {"behind the file", heif(pitm(1) + iloc({1, 9, 999})), kCut},
+      {"at the end of numbers", heif(pitm(1) + box("iloc", full(0, sums))), kCut},
   });
 }
 
@@ -164,9 +157,8 @@ TEST(Heif, FaultsAreTheFirstRuleThatIsBroken) {
     return heif(pitm(1) + box("iloc", full(version, Bytes().u8(widths).u8(more) + Bytes(30))));
   };
   expectRefused({
-      {"cut meta", heif(good).part(0, 150), HASHCREATE_READ_ERROR},
+      {"cut meta", heif(good).part(0, 150), kCut},
       {"short meta", meta(Bytes(3))},
-      {"cut box in meta", heif(cutBox + good)},
       {"cut box in meta, no picture", heif(cutBox)},
       {"short primary", heif(box("pitm", full(0, Bytes(1))))},
       {"short list of items", heif(good + box("iinf", full(1, Bytes(3))))},
@@ -177,15 +169,13 @@ TEST(Heif, FaultsAreTheFirstRuleThatIsBroken) {
       {"cut property", heif(good + box("iprp", box("ipco", cutBox)))},
       {"short association",
        heif(good + box("iprp", box("ipma", full(0, numbers(4, {1}) + Bytes{0, 1, 2, 3}))))},
-      {"short list of places",
-       heif(pitm(1) + iloc({1, 0, 9, 2, 0, 9}) + box("iloc", full(1, Bytes(2))))},
       {"places of version 3", located(3, 0x44, 0)},
       {"width 1", located(0, 0x14, 0)},
       {"width 9", located(0, 0x44, 0x90)},
       {"index of width 3", located(1, 0x44, 3)},
       {"a film", kBrand + box("moov", {}) + heif(good)},
       {"no meta", kBrand + box("mdat", kData)},
-      {"no primary item", meta(full(0, iloc({1, 0, 9}))), HASHCREATE_NON_SUPPORTED},
+      {"no primary item", meta(full(0, iloc({1, 0, 9}))), kUnsupported},
   });
 }
 

@@ -106,9 +106,9 @@ TEST(Ogg, Faults) {
   const uint64_t last = file.size() - kShort.size() - 28;
   EXPECT_EQ(hash4Of(file.part(0, last + 4)).code, HASHCREATE_SUCCESS);  // no page begins
   for (const uint64_t length : {last + 5, last + 27, uint64_t{file.size()} - 1}) {
-    EXPECT_EQ(hash4Of(file.part(0, length)).code, HASHCREATE_READ_ERROR) << length;
+    EXPECT_EQ(hash4Of(file.part(0, length)).code, kCut) << length;
   }
-  EXPECT_EQ(hash4Of(opus(4, {})).code, HASHCREATE_FORMAT_ERROR);
+  EXPECT_EQ(hash4Of(opus(4, {})).code, kBroken);
 }
 
 // Pages of many streams in turn: each costs the same, and so does each stream.
@@ -119,15 +119,12 @@ TEST(Ogg, ManyStreamsAndPagesAreReadInLinearTime) {
     return file;
   };
   EXPECT_EQ(hash4Of(fileOf(65536, 65536)).code, HASHCREATE_SUCCESS);
-  EXPECT_EQ(hash4Of(fileOf(65537, 65537)).code, HASHCREATE_FORMAT_ERROR);
-  MemoryFile twice(fileOf(65536, 131072));
-  EXPECT_EQ(hash4Of(twice).code, HASHCREATE_SUCCESS);
-  EXPECT_LE(twice.reads, 1000 + 100 * 163);  // of 4096 bytes; samples of bytes far apart
+  EXPECT_EQ(hash4Of(fileOf(65537, 65537)).code, kBroken);
   const Bytes one = page(7, 0, {{1}, {2}});
   Bytes many;
   for (uint32_t i = 0; i < 1 << 20; ++i) many.insert(many.end(), one.begin(), one.end());
   EXPECT_EQ(hash4Of(many).code, HASHCREATE_SUCCESS);
-  EXPECT_EQ(hash4Of(many + page(7, 0, {{1}})).code, HASHCREATE_FORMAT_ERROR);
+  EXPECT_EQ(hash4Of(many + page(7, 0, {{1}})).code, kBroken);
 }
 
 }  // namespace

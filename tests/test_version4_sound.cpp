@@ -7,19 +7,6 @@ namespace {
 
 const Bytes kSound = Bytes().pattern(301);
 
-struct Hashed {
-  const char* what;
-  Bytes file;
-  Bytes payload = kSound;
-};
-
-constexpr int kBroken = HASHCREATE_FORMAT_ERROR, kCut = HASHCREATE_READ_ERROR,
-              kOther = HASHCREATE_NON_SUPPORTED;
-
-void expectCode(int code, const std::vector<Bytes>& files) {
-  for (size_t i = 0; i < files.size(); ++i) EXPECT_EQ(hash4Of(files[i]).code, code) << "row " << i;
-}
-
 Bytes chunk(const char* name, const Bytes& body, bool isAiff = false) {
   const auto size = static_cast<uint32_t>(body.size());
   const Bytes sizes = isAiff ? Bytes().u32be(size) : Bytes().u32le(size);
@@ -41,20 +28,19 @@ TEST(Wave, TheDataChunkIsHashedWithItsFormat) {
   const Bytes data = chunk("data", kSound), sizes = chunk("ds64", kSizes);
   const Bytes zeros = chunk("ds64", Bytes(16)), large = Bytes().pattern(16384);
   expectFormat4(wave(chunk("LIST", {1}) + kFormat + data), 0x2B, "WAVE0001", "AUDIO", kSound, kPcm);
-  for (const auto& [what, file, payload] : std::vector<Hashed>{
-           {"the first counts", wave(data + chunk("data", {}) + kFormat + chunk("fmt ", {}))},
-           {"cut behind", wave(kFormat + data + Bytes().text("LI"))},
-           {"pad byte missing", wave(kFormat + data).part(0, 44 + kSound.size())},
-           {"extensible", wave(chunk("fmt ", kExtensible) + data)},
-           {"a stream", wave(kFormat + kStream + kSound)},
-           {"64 bits",
-            wave(chunk("ds64", {1}) + sizes + zeros + kFormat + kStream + kSound + zeros)},
-           {"sizes, not asked for", wave(zeros + kFormat + data, "BW64")},
-           {"sampled", wave(kFormat + chunk("data", large), "RF64"), large},
-       }) {
-    SCOPED_TRACE(what);
-    expectHash4(file, 0x2B, "WAVE0001", "AUDIO", payload, kPcm);
-  }
+  expectHashes4(
+      0x2B, "WAVE0001", "AUDIO", kSound, kPcm,
+      {
+          {"the first counts", wave(data + chunk("data", {}) + kFormat + chunk("fmt ", {}))},
+          {"cut behind", wave(kFormat + data + Bytes().text("LI"))},
+          {"pad byte missing", wave(kFormat + data).part(0, 44 + kSound.size())},
+          {"extensible", wave(chunk("fmt ", kExtensible) + data)},
+          {"a stream", wave(kFormat + kStream + kSound)},
+          {"64 bits",
+           wave(chunk("ds64", {1}) + sizes + zeros + kFormat + kStream + kSound + zeros)},
+          {"sizes, not asked for", wave(zeros + kFormat + data, "BW64")},
+          {"sampled", wave(kFormat + chunk("data", large), "RF64"), large},
+      });
   expectHash4(wave(chunk("fmt ", kExtensible.part(0, 25)) + data), 0x2B, "WAVEFFFE", "AUDIO",
               kSound, kExtensible.part(0, 16));
   expectCode(kBroken, {wave(kFormat), wave(kFormat + chunk("data", {})),
@@ -63,7 +49,7 @@ TEST(Wave, TheDataChunkIsHashedWithItsFormat) {
                     wave(chunk("fmt ", {}) + Bytes().text("data").u32le(1)),
                     wave(sizes + kFormat + kStream + Bytes(300)),
                     wave(chunk("ds64", Bytes(8).fill(8, 0xFF)) + kFormat + kStream + kSound)});
-  expectCode(kOther, {wave(kFormat + data).part(0, 11), wave(kFormat + data, "RIFX")});
+  expectCode(kUnsupported, {wave(kFormat + data).part(0, 11), wave(kFormat + data, "RIFX")});
 }
 
 // ---- AIFF ----
@@ -90,7 +76,7 @@ TEST(Aiff, TheSoundBehindItsOffsetIsHashedWithItsDescription) {
               aiff(comm(common) + ssnd(4, Bytes(3))), aiff(comm(common) + ssnd(3, Bytes(3)))});
   expectCode(kCut, {aiff(comm(common) + sound.part(0, 7)), aiff(comm(common) + sound.part(0, 300)),
                     aiff(comm({}) + sound.part(0, 300))});
-  expectCode(kOther, {aiff(comm(common) + sound, "8SVX")});
+  expectCode(kUnsupported, {aiff(comm(common) + sound, "8SVX")});
 }
 
 // ---- FLAC, and tags on its example ----
@@ -102,13 +88,15 @@ Bytes flac(const Bytes& blocks) { return Bytes().text("fLaC") + blocks; }
 const Bytes kInfo = Bytes().pattern(34), kFirst = block(0, kInfo), kOnly = block(0x80, kInfo);
 const Bytes kFrames = Bytes{0xFF, 0xF9}.pattern(400), kFlac = flac(kOnly) + kFrames;
 
+void expectFlac(const Bytes& file, const Bytes& frames) {
+  expectHash4(file, 0x2E, "FLAC", "AUDIO", frames, kInfo.part(10, 8));
+}
+
 TEST(Flac4, FramesAreHashedWithTheirFormat) {
-  const auto expectFlac = [](const Bytes& blocks, const Bytes& frames) {
-    expectFormat4(flac(blocks) + frames, 0x2E, "FLAC", "AUDIO", frames, kInfo.part(10, 8));
-  };
-  expectFlac(kOnly, kFrames);
-  expectFlac(block(0, kInfo + Bytes{1}) + block(126, {}) + block(0x84, {5}), kFrames);
-  expectFlac(kOnly, {0xFF});
+  const Bytes blocks = block(0, kInfo + Bytes{1}) + block(126, {}) + block(0x84, {5});
+  expectFormat4(kFlac, 0x2E, "FLAC", "AUDIO", kFrames, kInfo.part(10, 8));
+  expectFlac(flac(blocks) + kFrames, kFrames);
+  expectFlac(flac(kOnly) + Bytes{0xFF}, {0xFF});
   expectCode(kBroken, {flac(kOnly), flac(kOnly + Bytes{0xFF, 0xFA}), flac(kFirst + block(127, {})),
                        flac(block(4, kInfo) + kOnly), flac(kFirst + kOnly) + kFrames,
                        flac(block(0x80, kInfo.part(1))) + kFrames});
@@ -132,9 +120,6 @@ TEST(Tags, InFrontAndBehindAreLeftOut) {
   const Bytes front = id3("ID3", 0) + kItems + kFooted + Bytes(1) + ape(130, kIsHeader) + kItems;
   const Bytes eightBits = id3("ID3", 0x10, 0x80) + Bytes(128) + id3("3DI", 0x10, 0x80);
   const Bytes behind = kFooted + kItems + ape(162) + lyrics("000141") + kId3v1 + kId3v1;
-  const auto expectFlac = [](const Bytes& file, const Bytes& frames) {
-    expectHash4(file, 0x2E, "FLAC", "AUDIO", frames, kInfo.part(10, 8));
-  };
   for (const Bytes& file :
        {Bytes(300) + front + kFlac, kFlac + behind, kFlac + kItems + ape(162),
         kFlac + Bytes().text("TAG+").pattern(223) + kId3v1, kFlac + ape(0, kHasHeader),
@@ -150,7 +135,7 @@ TEST(Tags, InFrontAndBehindAreLeftOut) {
   expectSurvives4(kFlac + behind);
   expectCode(kCut, {id3("ID3", 0) + kItems.part(1)});
   const Bytes version = Bytes().text("ID3\4\xFF").fill(5, 0);
-  expectCode(kOther,
+  expectCode(kUnsupported,
              {version + kFlac, id3("ID3\xFF", 0).part(0, 10) + kFlac, ape(0) + kFlac, front});
 }
 
@@ -168,10 +153,11 @@ TEST(Adts, EverythingBetweenTheTagsIsHashed) {
   expectHash4(sound, 0x27, "ADTSAAC ", "AUDIO", sound, meta);
   for (const Bytes& begin : {Bytes{0xFE, 0xF1, 0x50, 0xA0}, Bytes{0xFF, 0xF3, 0x50, 0xA0},
                              Bytes{0xFF, 0xF1, 0x74, 0xA0}}) {
-    expectCode(kOther, {adts(30, begin) + adts(7, begin)});
+    expectCode(kUnsupported, {adts(30, begin) + adts(7, begin)});
   }
-  expectCode(kOther, {adts(20) + adts(7, {0xFF, 0xF1, 0x50, 0xB0}), adts(20) + adts(6) + adts(7),
-                      adts(20) + adts(7, {0xFF, 0xF1, 0x54, 0xA0}), sound.part(0, 26)});
+  expectCode(kUnsupported,
+             {adts(20) + adts(7, {0xFF, 0xF1, 0x50, 0xB0}), adts(20) + adts(6) + adts(7),
+              adts(20) + adts(7, {0xFF, 0xF1, 0x54, 0xA0}), sound.part(0, 26)});
 }
 
 // ---- MPEG audio ----
@@ -195,7 +181,6 @@ TEST(MpegAudio, FramesAreAsLongAsTheirHeadersTell) {
            {"MPEG1L2", 0xFD, 0xE4, 0x80, 1152, {3, 2, 1, 2}},
            {"MPEG1L3", 0xFB, 0xE2, 0xC0, 1045, {3, 1, 0, 3}},
            {"MPEG2L1", 0xF7, 0xE8, 0x00, 768, {2, 3, 2, 0}},
-           {"MPEG2L2", 0xF5, 0xA0, 0x00, 626, {2, 2, 0, 0}},
            {"MPEG2L3", 0xF3, 0x14, 0x00, 24, {2, 1, 1, 0}},
            {"MPEG25L2", 0xE5, 0xE8, 0x00, 2880, {0, 2, 2, 0}},
            {"MPEG25L3", 0xE3, 0xD2, 0x00, 941, {0, 1, 0, 0}},
@@ -203,7 +188,7 @@ TEST(MpegAudio, FramesAreAsLongAsTheirHeadersTell) {
     SCOPED_TRACE(row.formatType);
     const Bytes frames = row.frame() + row.frame();
     expectFormat4(kFooted + frames + kId3v1, 0x2A, row.formatType, "AUDIO", frames, row.meta);
-    expectCode(kOther, {frames + Bytes(1)});
+    expectCode(kUnsupported, {frames + Bytes(1)});
   }
 }
 
@@ -211,27 +196,27 @@ TEST(MpegAudio, EnoughFramesMakeTheFormat) {
   const Layer low = {"MPEG2L3", 0xF2, 0x14, 0x00, 24, {2, 1, 1, 0}};
   const Bytes one = low.frame(), three = one + one + one, nine = three + three + three;
   const Bytes junk = {0xFF, 1, 1};
-  for (const auto& [what, file, payload] : std::vector<Hashed>{
-           {"one that ends the file", one, one},
-           {"three, and anything", three + junk, three + junk},
-           {"ten behind junk", junk + nine + one + junk, nine + one + junk},
-           {"three behind junk that reach the end", junk + three.part(0, 71), three.part(0, 71)},
-           {"in RIFF", Bytes().text("RIFF....RMP3") + three, three},
-           {"behind almost a JPEG", Bytes{0xFF, 0xD8, 0xFE} + three, three},
-           {"as far away as it may be", Bytes(262144, 1) + three, three},
-       }) {
-    SCOPED_TRACE(what);
-    expectHash4(file, 0x2A, "MPEG2L3", "AUDIO", payload, {2, 1, 1, 0});
-  }
+  expectHashes4(
+      0x2A, "MPEG2L3", "AUDIO", three, {2, 1, 1, 0},
+      {
+          {"one that ends the file", one, one},
+          {"three, and anything", three + junk, three + junk},
+          {"ten behind junk", junk + nine + one + junk, nine + one + junk},
+          {"three behind junk that reach the end", junk + three.part(0, 71), three.part(0, 71)},
+          {"two behind junk, the third in a tag", junk + three + ape(56), one + one},
+          {"in RIFF", Bytes().text("RIFF....RMP3") + three},
+          {"behind almost a JPEG", Bytes{0xFF, 0xD8, 0xFE} + three},
+          {"as far away as it may be", Bytes(262144, 1) + three},
+      });
   for (const Layer& other : {Layer{"rate", 0xF3, 0x10, 0x00, 26, {}},
                              {"layer", 0xF5, 0x14, 0x00, 48, {}},
                              {"version", 0xFB, 0x14, 0x00, 96, {}}}) {
-    expectCode(kOther, {one + other.frame() + one + one + junk});
+    expectCode(kUnsupported, {one + other.frame() + one + one + junk});
   }
-  expectCode(kOther, {one + one + junk, junk + nine + junk, junk + one + one,
-                      Bytes(262145, 1) + three, Bytes{0xFF, 0xD8, 0xFF} + three,
-                      Bytes{0, 0, 1} + three, Bytes{0x30, 0x26, 0xB2, 0x75} + three,
-                      Bytes().text("RIFF....AVI ") + three, Bytes{0xFF, 0xFB, 0x04, 0}});
+  expectCode(kUnsupported, {one + one + junk, junk + nine + junk, junk + one + one,
+                            Bytes(262145, 1) + three, Bytes{0xFF, 0xD8, 0xFF} + three,
+                            Bytes{0, 0, 1} + three, Bytes{0x30, 0x26, 0xB2, 0x75} + three,
+                            Bytes().text("RIFF....AVI ") + three, Bytes{0xFF, 0xFB, 0x04, 0}});
 }
 
 TEST(MpegAudio, AFrameThatInformsIsLeftOut) {
@@ -247,6 +232,7 @@ TEST(MpegAudio, AFrameThatInformsIsLeftOut) {
   expectLeftOut(0xFB, 0x00, 32, "Xing", true);
   expectLeftOut(0xFB, 0x00, 34, "Xing", false);
   expectLeftOut(0xFA, 0x00, 34, "Info", true);
+  expectLeftOut(0xFA, 0x00, 32, "Xing", true);
   expectLeftOut(0xFB, 0xC0, 17, "Info", true);
   expectLeftOut(0xFB, 0x00, 17, "Info", false);
   expectLeftOut(0xF3, 0x00, 17, "Xing", true);

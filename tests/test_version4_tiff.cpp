@@ -84,18 +84,16 @@ void expectTiff(const char* what, const Bytes& file, const Bytes& payload, const
 
 TEST(Tiff4, ByteOrderPlacesAndWidthsDoNotCount) {
   expectFormat4(kPlain.file({kStrips}), 0x29, "TIFF", "PHOTO", kStripBytes, kSize);
-  const Writer big = {{"MM\0*", 4}, true}, wide = {{"II+\0", 4}, false, 8},
-               wideAndBig = {{"MM\0+", 4}, true, 8};
+  const Writer wide = {{"II+\0", 4}, false, 8}, wideAndBig = {{"MM\0+", 4}, true, 8};
   expectFormat4(wideAndBig.file({kStrips}), 0x29, "TIFFBIG ", "PHOTO", kStripBytes, kSize);
-  expectTiff("big-endian", big.file({kStrips}), kStripBytes, kSize);
   expectTiff("64 bits", wide.file({kStrips}), kStripBytes, kSize, "TIFFBIG ");
   Bytes cr2 = kPlain.file({kStrips});
   cr2[9] = 'R';
   expectTiff("CR2", cr2, kStripBytes, kSize, "TIFFCR2 ");
   const Directory dng = with(kStrips, {{50706, 2, {1}}});
   expectTiff("DNG", wide.file({dng}), kStripBytes, kSize, "TIFFDNG ");
-  expectTiff("DNG in the second directory", kPlain.file({kStrips, dng}), kStripBytes + kStripBytes,
-             kSize + kSize);
+  expectTiff("DNG in the second directory", Writer{{"MM\0*", 4}, true}.file({kStrips, dng}),
+             kStripBytes + kStripBytes, kSize + kSize);
   for (const char* signature : {"IIRO", "IIRS", "MMOR"}) {
     expectTiff(signature, Writer{signature, *signature == 'M'}.file({dng}), kStripBytes, kSize,
                "TIFFORF ");
@@ -182,21 +180,18 @@ TEST(Tiff4, FaultsAreTheFirstRuleThatIsBroken) {
     return out.add(kPlain.directory(strip(16, 1), out.size(), 0));
   };
   expectRefused({
-      {"first directory behind the file", far, HASHCREATE_READ_ERROR},
+      {"first directory behind the file", far, kCut},
       {"no directory", kPlain.file({}).part(0, 4) + Bytes(12)},
-      {"cut header", good.part(0, 7), HASHCREATE_READ_ERROR},
-      {"cut directory", good.part(0, 150), HASHCREATE_READ_ERROR},
+      {"cut directory", good.part(0, 150), kCut},
       {"places of nine bytes", nine},
       {"a one for a zero", one},
-      {"more entries than a table may have", kPlain.file({}).part(0, 136) + Bytes(2, 0xFF),
-       HASHCREATE_READ_ERROR},
+      {"more entries than a table may have", kPlain.file({}).part(0, 136) + Bytes(2, 0xFF), kCut},
       {"more of 64 bits", wide.file({}).part(0, 136) + Bytes(8, 0xFF)},
       {"lists that differ", kPlain.file({with(kStrips, {{279, 4, {1}}})})},
-      {"strip behind the file", kPlain.file({with(kStrips, strip(16, 999))}),
-       HASHCREATE_READ_ERROR},
+      {"strip behind the file", kPlain.file({with(kStrips, strip(16, 999))}), kCut},
       {"list behind the file, in front of lists that differ",
-       kPlain.file({{{273, 4, {1}}, {279, 4, {1, 2}}}}).part(0, 170), HASHCREATE_READ_ERROR},
-      {"raw data behind the file", rw2.file({{{280, 4, {999}}}}), HASHCREATE_READ_ERROR},
+       kPlain.file({{{273, 4, {1}}, {279, 4, {1, 2}}}}).part(0, 170), kCut},
+      {"raw data behind the file", rw2.file({{{280, 4, {999}}}}), kCut},
       {"repeats", kPlain.file({repeats})},
       {"2^20 ranges", kPlain.file({{{273, 1, bytes}, {279, 1, bytes}}}), 0},
       {"one more", kPlain.file({{{273, 1, more}, {279, 1, more}}})},
@@ -204,7 +199,7 @@ TEST(Tiff4, FaultsAreTheFirstRuleThatIsBroken) {
       {"one more", kPlain.file({with(strip(16, 1), {{330, 4, others}})})},
       {"65,536 directories", chain(65536), 0},
       {"one more", chain(65537)},
-      {"no TIFF", Bytes().text("II*A") + good.part(4), HASHCREATE_NON_SUPPORTED},
+      {"no TIFF", Bytes().text("II*A") + good.part(4), kUnsupported},
   });
 }
 

@@ -36,16 +36,6 @@ void expectCleanEnd(const Bytes& bytes, const std::string& what) {
   }
 }
 
-void expectFaultsAnswered(const Bytes& bytes) {
-  MemoryFile sound(bytes);
-  hash4Of(sound);
-  for (int n = 1; n <= sound.reads; ++n) {
-    MemoryFile file(bytes);
-    file.failingRead = n;
-    EXPECT_EQ(hash4Of(file).code, HASHCREATE_ERROR) << "read " << n;
-  }
-}
-
 }  // namespace
 
 KmhashSource sourceOf(MemoryFile& file) {
@@ -106,7 +96,13 @@ void expectSurvives4(const Bytes& file) {
       expectCleanEnd(bytes, "byte " + std::to_string(at) + " = " + std::to_string(damaged));
     }
   }
-  expectFaultsAnswered(file);
+  MemoryFile sound(file);
+  hash4Of(sound);
+  for (int n = 1; n <= sound.reads; ++n) {
+    MemoryFile failing(file);
+    failing.failingRead = n;
+    EXPECT_EQ(hash4Of(failing).code, HASHCREATE_ERROR) << "read " << n;
+  }
 }
 
 void expectFormat4(const Bytes& file, int algorithmId, std::string_view formatType,
@@ -115,8 +111,30 @@ void expectFormat4(const Bytes& file, int algorithmId, std::string_view formatTy
   if (file.size() <= 1600) expectSurvives4(file);
 }
 
+void expectHashes4(int algorithmId, std::string_view formatType, std::string_view fileType,
+                   const Bytes& payload, const Bytes& meta, const std::vector<Hashed>& rows) {
+  for (const auto& [what, file, own] : rows) {
+    SCOPED_TRACE(what);
+    expectHash4(file, algorithmId, formatType, fileType, own.empty() ? payload : own, meta);
+  }
+}
+
 void expectRefused(const std::vector<Refused>& rows) {
   for (const auto& [what, file, code] : rows) EXPECT_EQ(hash4Of(file).code, code) << what;
+}
+
+void expectCode(int code, const std::vector<Bytes>& files) {
+  for (size_t i = 0; i < files.size(); ++i) EXPECT_EQ(hash4Of(files[i]).code, code) << "row " << i;
+}
+
+Bytes box(const char* type, const Bytes& body) {
+  return Bytes().u32be(static_cast<uint32_t>(body.size() + 8)).text(type) + body;
+}
+
+Bytes u32s(const std::vector<uint32_t>& numbers) {
+  Bytes out;
+  for (const uint32_t number : numbers) out.u32be(number);
+  return out;
 }
 
 }  // namespace support

@@ -50,12 +50,29 @@ void expectSurvives4(const Bytes& file);
 void expectFormat4(const Bytes& file, int algorithmId, std::string_view formatType,
                    std::string_view fileType, const Bytes& payload, const Bytes& meta);
 
+// Succeeds when files have the same hash but for the payload, where a row names one.
+struct Hashed {
+  const char* what;
+  Bytes file;
+  Bytes payload = {};
+};
+void expectHashes4(int algorithmId, std::string_view formatType, std::string_view fileType,
+                   const Bytes& payload, const Bytes& meta, const std::vector<Hashed>& rows);
+
 // Files and what hash4Of answers for them.
+constexpr int kBroken = HASHCREATE_FORMAT_ERROR, kCut = HASHCREATE_READ_ERROR,
+              kUnsupported = HASHCREATE_NON_SUPPORTED;
 struct Refused {
   const char* what;
   Bytes file;
-  int code = HASHCREATE_FORMAT_ERROR;
+  int code = kBroken;
 };
 void expectRefused(const std::vector<Refused>& rows);
+void expectCode(int code, const std::vector<Bytes>& files);
+
+// ---- Boxes of ISO media, HEIF, JPEG XL and JPEG 2000 ----
+
+Bytes box(const char* type, const Bytes& body);
+Bytes u32s(const std::vector<uint32_t>& numbers);  // big-endian
 
 }  // namespace support
