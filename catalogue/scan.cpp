@@ -74,8 +74,10 @@ class KnownFiles {
       : part_(part),
         end_(endOf(part.folder)),
         after_(part.folder),
-        statement_(database.prepare(std::string("SELECT ") + kKnownColumns + " FROM files WHERE " + kIsInPart +
-                                    " AND files.path > ?4 ORDER BY files.path LIMIT " + std::to_string(kRowsAtOnce))) {}
+        statement_(database.prepare(std::string("SELECT ") + kKnownColumns +
+                                    " FROM files WHERE root = ?1 AND path > ?2 AND path < iif(?3 = '', X'FF', ?3) "
+                                    "ORDER BY path LIMIT " +
+                                    std::to_string(kRowsAtOnce))) {}
 
   // Null at the end.
   const KnownFile* front() {
@@ -86,7 +88,7 @@ class KnownFiles {
 
  private:
   void read() {
-    for (statement_.with(part_.root.id, part_.folder, end_, after_); statement_.next();) {
+    for (statement_.with(part_.root.id, after_, end_); statement_.next();) {
       rows_.push_back(knownOf(statement_));
     }
     ended_ = rows_.size() < kRowsAtOnce;
@@ -130,7 +132,7 @@ class PartScan {
         known_(database, target_.part),
         sameInode_(database.prepare(std::string("SELECT ") + kKnownColumns +
                                     ", roots.mounted, roots.path FROM files JOIN roots ON roots.id = files.root "
-                                    "WHERE inode = ? AND size = ? AND mtime_ns = ? AND file_system = ?")),
+                                    "WHERE inode = ? AND +size = ? AND +mtime_ns = ? AND file_system = ?")),
         addGone_(prepareGone()) {}
 
   // False when it was stopped.
@@ -225,7 +227,7 @@ bool PartScan::step(Walk& walk, Workers<Job, FileHashes>& workers) {
     passRowsBefore(pathInRoot(job.path));
     meet(std::move(job));
     handOver(workers, false);
-    takeDone(workers, false);
+    if (workers.pending() > 0) takeDone(workers, false);
   }
   batches_.endWhenDue();
   totals_.stopped = observer_.isStopped();

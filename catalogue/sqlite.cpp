@@ -85,7 +85,8 @@ void Statement::check(int code) const {
 
 Database::Database(const std::string& name, int flags) {
   sqlite3* database = nullptr;
-  const int code = sqlite3_open_v2(name.c_str(), &database, flags | SQLITE_OPEN_EXRESCODE, nullptr);
+  const int code =
+      sqlite3_open_v2(name.c_str(), &database, flags | SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_NOMUTEX, nullptr);
   database_.reset(database);
   if (code != SQLITE_OK) throwError(database, code);
   sqlite3_busy_timeout(database, kBusyWaits);
