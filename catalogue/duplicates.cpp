@@ -196,9 +196,12 @@ void judge(const Judgement& judgement, Group* group) {
   group->freeable = freeableIn(members);
 }
 
-bool isWorthTelling(const Group& group) {
-  return std::any_of(group.members.begin(), group.members.end(),
-                     [&](const Member& member) { return member.file != group.members.front().file; });
+bool isWorthTelling(const Group& group) { return countFiles(group) > 1; }
+
+size_t countFiles(const Group& group) {
+  std::set<uint32_t> files;
+  for (const Member& member : group.members) files.insert(member.file);
+  return files.size();
 }
 
 const char* relationOf(const Group& group, const Member& member) {

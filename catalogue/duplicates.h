@@ -77,6 +77,9 @@ struct Judgement {
 void judge(const Judgement& judgement, Group* group);
 bool isWorthTelling(const Group& group);
 
+// How many files a judged group has, names of one file counted once.
+size_t countFiles(const Group& group);
+
 // How a member of a judged group goes with the first one, in a word: "first"; "link" and "reflink", which share its
 // space; "exact", the same bytes; "metadata", the same media with other bytes beside; "header" where the hashes differ
 // in what describes the content; "unread" where bytes could not be compared.

@@ -189,8 +189,9 @@ bool isSystems(uint64_t mountId) {
 
 std::string absoluteFolder(const std::string& folder) {
   std::error_code error;
-  const fs::path path = fs::weakly_canonical(folder, error);
-  return withSlash(error ? fs::absolute(folder, error).lexically_normal().string() : path.string());
+  const fs::path absolute = fs::absolute(folder, error);
+  const fs::path path = fs::weakly_canonical(absolute, error);
+  return withSlash(error ? absolute.lexically_normal().string() : path.string());
 }
 
 }  // namespace catalogue

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <set>
 
 #include "catalogueOptions.h"
 #include "commands.h"
@@ -10,6 +11,7 @@
 #include "duplicateSearch.h"
 #include "output.h"
 #include "place.h"
+#include "progress.h"
 
 namespace cli {
 namespace {
@@ -33,7 +35,8 @@ Match matchOf(const std::string& name) {
 uint64_t sizeOf(const std::string& text) {
   const size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
   const size_t unit = text.size() == digits ? 0 : std::string_view("KMGT").find(text.back()) + 1;
-  const bool isSize = digits > 0 && digits <= 15 && text.size() - digits <= 1 && unit <= 4;
+  const bool isUnit = text.size() == digits || (text.size() == digits + 1 && unit != 0);
+  const bool isSize = digits > 0 && digits <= 15 && isUnit;
   const uint64_t number = isSize ? std::stoull(text.substr(0, digits)) : 0;
   if (!isSize || number > (uint64_t{INT64_MAX} >> (10 * unit))) {
     throw UsageError(fmt::format("--min-size N: a number of bytes, or with K, M, G or T, is needed, not {}", text));
@@ -81,10 +84,14 @@ catalogue::DuplicateSearch searchFor(const Options& options) {
 }
 
 void addTo(DuplicateSums* sums, const Group& group) {
+  std::set<uint32_t> toGo;
+  for (const Member& member : group.members) {
+    if (!member.isKept) toGo.insert(member.file);
+  }
   ++sums->groups;
-  sums->files += group.members.size();
+  sums->files += countFiles(group);
+  sums->toGo += toGo.size();
   sums->freeable += group.freeable;
-  for (const Member& member : group.members) sums->toGo += member.isKept ? 0 : 1;
 }
 
 // A line ends a name there.
@@ -126,8 +133,9 @@ int writeGroups(const Options& options, std::vector<Catalogue>& catalogues, Outp
     output.write(options.script ? scriptGroup(group, areSeveralRoots) : format.group(group, sums.groups));
   });
   output.write(options.script ? scriptEnd() : format.end(sums));
-  output.message("duplicates", fmt::format("{} groups of {} files; {} of them may go, which would free {}", sums.groups,
-                                           sums.files, sums.toGo, bytesInWords(sums.freeable)));
+  output.message("duplicates",
+                 fmt::format("{} group{} of {} files; {} of them may go, which would free {}", sums.groups,
+                             sums.groups == 1 ? "" : "s", sums.files, sums.toGo, byteWords(sums.freeable)));
   return status;
 }
 int run(const Options& options, const std::vector<std::string>& operands, Output& output) {

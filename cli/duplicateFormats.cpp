@@ -6,6 +6,7 @@
 
 #include "hashList.h"
 #include "jsonPath.h"
+#include "progress.h"
 
 namespace cli {
 namespace {
@@ -38,22 +39,32 @@ const char* matchName(catalogue::Match match) {
 
 // ---- Text ----
 
+// "2026-11-22 04:30:00", UTC
+std::string timeInWords(int64_t nanoseconds) {
+  constexpr int64_t kSecond = 1'000'000'000;
+  const auto seconds = static_cast<time_t>(nanoseconds / kSecond - (nanoseconds % kSecond < 0 ? 1 : 0));
+  tm parts{};
+  if (gmtime_r(&seconds, &parts) == nullptr) return "";
+  char text[40];
+  return {text, strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts)};
+}
+
 std::string lineOf(const std::string& path) { return needsEscape(path) ? '\\' + escaped(path) : path; }
 
 std::string memberText(const Group& group, const Member& member) {
   std::string text = fmt::format("  {}  {:8}  {:>12}  {}  {}{}\n", member.isKept ? "keep" : "    ",
-                                 catalogue::relationOf(group, member), bytesInWords(member.size),
+                                 catalogue::relationOf(group, member), byteWords(member.size),
                                  timeInWords(member.mtime), lineOf(member.path), member.isHere ? "" : "  (not here)");
   for (const Companion& companion : member.companions) {
-    text += fmt::format("        {:8}  {:>12}  {:19}  {}\n", kindName(companion.kind), bytesInWords(companion.size), "",
+    text += fmt::format("        {:8}  {:>12}  {:19}  {}\n", kindName(companion.kind), byteWords(companion.size), "",
                         lineOf(companion.path));
   }
   return text;
 }
 
 std::string groupText(const Group& group, uint64_t) {
-  std::string text = fmt::format("{} files, {}: {} could be freed\n", group.members.size(),
-                                 group.isExact ? "the same bytes" : "the same media", bytesInWords(group.freeable));
+  std::string text = fmt::format("{} files, {}: {} could be freed\n", countFiles(group),
+                                 group.isExact ? "the same bytes" : "the same media", byteWords(group.freeable));
   for (const Member& member : group.members) text += memberText(group, member);
   return text + '\n';
 }
@@ -140,23 +151,5 @@ std::string groupZero(const Group& group, uint64_t) {
 const DuplicateFormat kGroupText{"", nothing, groupText, nothingOf}, kGroupJson{"--json", nothing, groupJson, sumsJson},
     kGroupCsv{"--csv", csvHead, groupCsv, nothingOf}, kGroupFdupes{"--fdupes", nothing, groupFdupes, nothingOf},
     kGroupZero{"--zero", nothing, groupZero, nothingOf};
-
-std::string bytesInWords(uint64_t bytes) {
-  const char* const units[] = {"kB", "MB", "GB", "TB", "PB", "EB"};
-  if (bytes < 1000) return fmt::format("{} bytes", bytes);
-  auto amount = static_cast<double>(bytes) / 1000;
-  size_t unit = 0;
-  for (; amount >= 999.95 && unit + 1 < std::size(units); ++unit) amount /= 1000;
-  return fmt::format("{:.1f} {}", amount, units[unit]);
-}
-
-std::string timeInWords(int64_t nanoseconds) {
-  constexpr int64_t kSecond = 1'000'000'000;
-  const auto seconds = static_cast<time_t>(nanoseconds / kSecond - (nanoseconds % kSecond < 0 ? 1 : 0));
-  tm parts{};
-  if (gmtime_r(&seconds, &parts) == nullptr) return "";
-  char text[40];
-  return {text, strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts)};
-}
 
 }  // namespace cli

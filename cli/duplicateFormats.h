@@ -8,7 +8,7 @@
 
 namespace cli {
 
-// What all groups come to.
+// What all groups come to; names of one file count once.
 struct DuplicateSums {
   uint64_t groups = 0, files = 0, toGo = 0;
   uint64_t freeable = 0;  // bytes
@@ -23,11 +23,5 @@ struct DuplicateFormat {
 };
 
 extern const DuplicateFormat kGroupText, kGroupJson, kGroupCsv, kGroupFdupes, kGroupZero;
-
-// "2.1 MB", "812 bytes"
-std::string bytesInWords(uint64_t bytes);
-
-// "2026-11-22 04:30:00", UTC, of nanoseconds since 1970
-std::string timeInWords(int64_t nanoseconds);
 
 }  // namespace cli

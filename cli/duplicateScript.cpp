@@ -34,14 +34,10 @@ keep() {
   kept=$4
 }
 
-# same FILE: as the one that stays, byte by byte
-same() {
-  cmp -s -- "$kept" "$1" || stop "$1" 'its bytes are not those of the file that stays'
-}
-
-# move SIZE TIME HASH FILE TARGET
+# move SIZE TIME HASH FILE TARGET [exact]: an exact copy is compared with the one that stays, byte by byte
 move() {
   unchanged "$@"
+  [ $# = 5 ] || cmp -s -- "$kept" "$4" || stop "$4" 'its bytes are not those of the file that stays'
   if [ -e "$to/$5" ] || [ -L "$to/$5" ]; then stop "$to/$5" 'is there already'; fi
   folder=$to/$5
   mkdir -p -- "${folder%/*}"
@@ -79,8 +75,8 @@ std::string partOf(const Group& group, const Member& member, bool areSeveralRoot
   }
   if (!member.isHere) return text + fmt::format("# not here: {}\n", visible(member.path));
   const bool isExact = member.copy != 0 && member.copy == group.members.front().copy;
-  if (isExact) text += fmt::format("same {}\n", shellWord(member.path));
-  return text + fmt::format("move {} {}\n", factsOf(member), shellWord(targetOf(member, areSeveralRoots)));
+  return text + fmt::format("move {} {}{}\n", factsOf(member), shellWord(targetOf(member, areSeveralRoots)),
+                            isExact ? " exact" : "");
 }
 
 }  // namespace
