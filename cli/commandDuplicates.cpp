@@ -8,41 +8,23 @@
 #include "commands.h"
 #include "duplicateFormats.h"
 #include "duplicateScript.h"
-#include "duplicateSearch.h"
 #include "output.h"
 #include "place.h"
 #include "progress.h"
+#include "searchOptions.h"
 
 namespace cli {
 namespace {
 
 using catalogue::Catalogue;
 using catalogue::Group;
-using catalogue::Match;
 using catalogue::Member;
 
 struct Options {
-  std::vector<std::string> catalogues, references, keep;
-  std::string match = "same", under, minSize, to;
+  SearchOptions search;
+  std::string to;
   bool json = false, csv = false, fdupes = false, script = false, zero = false;
 };
-
-Match matchOf(const std::string& name) {
-  return name == "exact" ? Match::exact : name == "content" ? Match::content : Match::same;
-}
-
-// "4096", "100K", "2M": units of 1,024.
-uint64_t sizeOf(const std::string& text) {
-  const size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
-  const size_t unit = text.size() == digits ? 0 : std::string_view("KMGT").find(text.back()) + 1;
-  const bool isUnit = text.size() == digits || (text.size() == digits + 1 && unit != 0);
-  const bool isSize = digits > 0 && digits <= 15 && isUnit;
-  const uint64_t number = isSize ? std::stoull(text.substr(0, digits)) : 0;
-  if (!isSize || number > (uint64_t{INT64_MAX} >> (10 * unit))) {
-    throw UsageError(fmt::format("--min-size N: a number of bytes, or with K, M, G or T, is needed, not {}", text));
-  }
-  return number << (10 * unit);
-}
 
 const DuplicateFormat& formatOf(const Options& options) {
   const std::pair<bool, const DuplicateFormat*> formats[] = {{options.json, &kGroupJson},
@@ -57,30 +39,6 @@ const DuplicateFormat& formatOf(const Options& options) {
     throw UsageError("of --json, --csv, --fdupes, --script and --zero one can be written at a time");
   }
   return *chosen;
-}
-
-std::vector<catalogue::KeepRule> keepRulesOf(const Options& options) {
-  std::vector<catalogue::KeepRule> rules;
-  std::string unknown;
-  for (const std::string& text : options.keep) {
-    if (readKeepRules(text, &rules, &unknown)) continue;
-    throw UsageError(
-        fmt::format("--keep RULE: there is no rule \"{}\"; there are {}", unknown, catalogue::keepRuleNames()));
-  }
-  return rules;
-}
-
-catalogue::DuplicateSearch searchFor(const Options& options) {
-  catalogue::DuplicateSearch search;
-  search.match = matchOf(options.match);
-  if (!options.under.empty()) search.under = catalogue::absoluteFolder(options.under);
-  if (!options.minSize.empty()) search.minSize = std::max<uint64_t>(1, sizeOf(options.minSize));
-  search.judgement.keep = keepRulesOf(options);
-  for (const std::string& folder : options.references) {
-    search.judgement.references.push_back(catalogue::absoluteFolder(folder));
-  }
-  search.judgement.digestOf = catalogue::digestIfUnchanged;
-  return search;
 }
 
 void addTo(DuplicateSums* sums, const Group& group) {
@@ -118,7 +76,7 @@ std::string folderTo(const Options& options) {
 }
 
 int writeGroups(const Options& options, std::vector<Catalogue>& catalogues, Output& output) {
-  const catalogue::DuplicateSearch search = searchFor(options);
+  const catalogue::DuplicateSearch search = searchFor(options.search);
   const DuplicateFormat& format = formatOf(options);
   const bool areSeveralRoots = options.script && countRoots(catalogues) > 1;
   DuplicateSums sums;
@@ -138,31 +96,19 @@ int writeGroups(const Options& options, std::vector<Catalogue>& catalogues, Outp
                              sums.groups == 1 ? "" : "s", sums.files, sums.toGo, byteWords(sums.freeable)));
   return status;
 }
+
 int run(const Options& options, const std::vector<std::string>& operands, Output& output) {
   if (!operands.empty()) throw UsageError(operands.front() + ": there are no operands; --under names a folder");
   if (options.script == options.to.empty()) throw UsageError("--script and --to go together");
   formatOf(options);
-  searchFor(options);
-  return withCatalogues(options.catalogues, catalogue::Access::read, output,
+  searchFor(options.search);
+  return withCatalogues(options.search.catalogues, catalogue::Access::read, output,
                         [&](std::vector<Catalogue>& catalogues) { return writeGroups(options, catalogues, output); });
 }
 
 Work declare(CommandLine& line) {
   const auto options = std::make_shared<Options>();
-  addCataloguesOption(line, &options->catalogues);
-  line.choice("--match", "HOW", &options->match, {"same", "content", "exact"},
-              "What makes two files duplicates: hashes that compare as identical (same, the default), the content's "
-              "digest and the format, though what describes the content differs (content), or equal bytes (exact).");
-  line.list("--reference", "DIR", &options->references,
-            "Files below DIR always stay, and the others of their group may go. May be given again and again.");
-  line.text("--under", "DIR", &options->under,
-            "Look only at files below DIR and at those of reference, and tell only groups with one below DIR that may "
-            "go or stay.");
-  line.text("--min-size", "N", &options->minSize, "Pass over files of fewer bytes; K, M, G or T may follow.");
-  line.list(
-      "--keep", "RULE[,RULE]...", &options->keep,
-      "Which file of a group stays: newest, oldest, largest, smallest, first (in the order of paths), "
-      "shortest-path, path:GLOB or most-metadata. Where a rule does not decide the next one does, at last first.");
+  addSearchOptions(line, &options->search);
   line.flag("--json", &options->json, "Write a JSON object for each group, and one for the sums at the end.");
   line.flag("--csv", &options->csv, "Write a line with commas for each file, below a line of names.");
   line.flag("--fdupes", &options->fdupes, "Write the paths of each group, one a line, and an empty line behind them.");

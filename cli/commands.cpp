@@ -5,9 +5,9 @@
 namespace cli {
 
 std::span<const Command* const> allCommands() {
-  static const Command* const kCommands[] = {&kHashCommand,       &kCheckCommand,  &kCompareCommand,
-                                             &kIdentifyCommand,   &kShowCommand,   &kScanCommand,
-                                             &kDuplicatesCommand, &kVerifyCommand, &kVersionCommand};
+  static const Command* const kCommands[] = {&kHashCommand,   &kCheckCommand,  &kCompareCommand,    &kIdentifyCommand,
+                                             &kShowCommand,   &kScanCommand,   &kDuplicatesCommand, &kVerifyCommand,
+                                             &kReportCommand, &kVersionCommand};
   return kCommands;
 }
 

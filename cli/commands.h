@@ -19,6 +19,7 @@ extern const Command kScanCommand;
 extern const Command kVersionCommand;
 extern const Command kDuplicatesCommand;
 extern const Command kVerifyCommand;
+extern const Command kReportCommand;
 
 std::span<const Command* const> allCommands();
 

@@ -1,6 +1,7 @@
 #include "overview.h"
 
 #include <algorithm>
+#include <string_view>
 
 #include "kmhash.h"
 
@@ -33,6 +34,28 @@ void addSums(Catalogue& catalogue, Overview* overview) {
   }
 }
 
+// Events have the time at which their scan or verification began.
+constexpr const char* kVerifiedSql = "SELECT max(time) FROM events WHERE time NOT IN (SELECT started FROM scans)";
+constexpr const char* kFindingsSql =
+    "SELECT events.word, roots.mounted || files.path FROM events JOIN files ON files.id = events.file"
+    " JOIN roots ON roots.id = files.root WHERE events.time = ? ORDER BY 1, 2";
+
+void addFindings(Catalogue& catalogue, Verification* verification) {
+  constexpr size_t kMostFindings = 1000;
+  const int64_t time = catalogue.database().number(kVerifiedSql);
+  Statement row = catalogue.database().prepare(kFindingsSql);
+  row.with(time);
+  while (row.next()) {
+    ++verification->words[row.text(0)];
+    if (verification->findings.size() < kMostFindings) {
+      verification->findings.emplace_back(row.text(0), row.text(1));
+    } else {
+      ++verification->more;
+    }
+  }
+  verification->when = std::max(verification->when, time / 1'000'000'000);
+}
+
 }  // namespace
 
 Kind kindOf(const std::string& fileType) {
@@ -44,12 +67,21 @@ Kind kindOf(const std::string& fileType) {
 std::string formatOf(int64_t algorithm) {
   if (algorithm == KMHASH_ALGORITHM_QUICK) return "other";
   const char* name = algorithm >= 0 ? kmhashAlgorithmName(static_cast<uint32_t>(algorithm)) : nullptr;
-  return name != nullptr ? name : "other";
+  if (name == nullptr) return "other";
+  // the two versions' names of one family
+  constexpr std::pair<std::string_view, const char*> kFamilies[] = {{"ISOMEDIA", "MP4"}, {"MPEGAUDIO", "MP3"}};
+  for (const auto& [other, family] : kFamilies) {
+    if (name == other) return family;
+  }
+  return name;
 }
 
 Overview overviewOf(std::vector<Catalogue>& catalogues) {
   Overview overview;
-  for (Catalogue& catalogue : catalogues) addSums(catalogue, &overview);
+  for (Catalogue& catalogue : catalogues) {
+    addSums(catalogue, &overview);
+    addFindings(catalogue, &overview.verification);
+  }
   return overview;
 }
 

@@ -16,7 +16,7 @@ struct Sum {
   uint64_t files = 0, bytes = 0;
 };
 
-// What the last verification found, by the words of `kmhash verify`.
+// What the last verification that found something found, by the words of `kmhash verify`.
 struct Verification {
   int64_t when = 0;  // seconds since 1970; 0: there was none
   std::map<std::string, uint64_t> words;

@@ -12,8 +12,8 @@
 //   totals        {files, bytes, groups, freeable}, of everything, in bytes where they are bytes
 //   formats       [{name, kind, files, bytes}], everything recorded
 //   years         [{year, photo, video, audio, other}], bytes by the year of modification
-//   verification  null, or {when, words: {intact: 12, rotten: 1}, findings: [{word, path}], more}: `more` findings are
-//                 counted, not listed
+//   verification  null, or {when, words: {rotten: 1}, findings: [{word, path}], more} of the last one that found
+//                 something; `more` findings are counted, not listed
 //   left          {groups, pictures}: how many are left out to bound the page's size
 //   roots         the scanned folders, each with a slash at its end
 //   groups        [{format, kind, freeable, hashes, files}]; kind is photo, video, audio or other; hashes are the texts
@@ -373,10 +373,11 @@
     const card = byId('verification');
     const found = data.verification;
     if (!found) {
-      card.append(make('p', {class: 'muted'}, 'None yet. kmhash verify hashes recorded files again and tells the ' +
-        're-tagged from the damaged.'));
+      card.append(make('p', {class: 'muted'}, 'No verification has found anything so far. kmhash verify hashes ' +
+        'recorded files again and tells the re-tagged from the damaged.'));
       return;
     }
+    card.append(make('p', {class: 'muted'}, dateOf(found.when)));
     const rows = Object.entries(found.words).sort((a, b) => b[1] - a[1]);
     card.append(barList(rows.map(([word, count]) => ({name: word, value: count, words: numbers.format(count),
       kind: kWordsOfHealth[word] ?? 'other'}))));
@@ -602,55 +603,64 @@
     return path.length > 24 && parts.length > 2 ? `…/${parts.slice(-2).join('/')}` : path;
   }
 
+  // Size and day, and how they part from those of the kept copy.
   function factsOf(file) {
-    const kept = file.group.kept;
+    const {kept} = file.group;
     const fact = (words, isApart) => make('span', isApart ? {class: 'apart'} : {}, words);
-    return [fact(sizeOf(file.size), file.size !== kept.size), ' · ',
-      fact(dateOf(file.seconds).slice(0, 10), file.seconds !== kept.seconds)];
+    const [day, keptDay] = [file, kept].map((each) => dateOf(each.seconds).slice(0, 10));
+    const more = file.size - kept.size;
+    const moreWords = more === 0 ? '' : ` ${more > 0 ? '+' : '−'}${sizeOf(Math.abs(more))}`;
+    return [sizeOf(file.size), fact(moreWords, true), ' · ', fact(day, day !== keptDay)];
   }
 
-  // What sets the copy apart from the kept one, in words.
-  function apartness(file) {
+  // What else is to be known of a copy, in a few words each: [class, words, more words].
+  function remarksOn(file) {
     const {group} = file;
-    const words = [];
-    const fields = fieldsApart(file, group.kept);
-    if (fields.length > 0) words.push(`${fields.join(', ')} differ${fields.length === 1 ? 's' : ''}`);
-    if (file.storage !== undefined && group.files.some((other) => other !== file && other.storage === file.storage)) {
-      words.push('shares its space with another');
+    const remarks = [];
+    const fields = fieldsApart(file, group.kept).join(', ');
+    if (fields) remarks.push(['differs', `other ${fields}`, `other ${fields} than the copy that is kept`]);
+    if (file.storage !== undefined) {
+      const others = group.files.filter((other) => other !== file && other.storage === file.storage);
+      remarks.push(['', 'linked', `takes no space beside ${others.map((other) => shown(other.path)).join(', ')}`]);
     }
-    if (file.companions) words.push(`with ${file.companions.map((path) => shown(nameOf(path))).join(', ')}`);
-    return words.join('; ');
+    if (file.companions) {
+      remarks.push(['', `+${file.companions.length} beside it`, file.companions.map(shown).join(', ')]);
+    }
+    return remarks;
   }
+
+  const badge = ([name, words, more]) => make('span', {class: `badge ${name}`, title: more}, words);
 
   function tileElement(file, index) {
     const {group} = file;
     const [name, path] = [shown(nameOf(file.path)), shown(file.path)];
     const letter = lettersOf(group).get(file.bytes);
     const below = shown(shortFolder(folderOf(file.path).slice(group.shared.length).replace(/^\//, ''))) || '·';
-    const apart = apartness(file);
-    const isPlayed = group.kind === 'video' || group.kind === 'audio';
+    const remarks = remarksOn(file);
+    const title = [path, ...remarks.map(([, , more]) => more)].join('\n');
+    const isPlayed = file.picture !== undefined && (group.kind === 'video' || group.kind === 'audio');
     return make('div', {class: 'tile', 'data-file': index},
       make('button', {class: 'look', type: 'button', 'aria-label': `Look at ${name}`, onclick: () => look(file)},
-        smallPicture(file), isPlayed && !file.away ? make('span', {class: 'play'}, icon('play')) : null),
-      make('div', {class: 'badges'}, ...badgesOf(file)),
+        smallPicture(file), isPlayed ? make('span', {class: 'play'}, icon('play')) : null),
+      make('div', {class: 'badges'}, ...stateOf(file).map(badge)),
+      make('div', {class: 'badges below'}, ...remarks.map(badge)),
       make('label', {class: 'choose'}, make('input', {type: 'checkbox', 'aria-label': `${path} is to go`,
         onchange: (event) => { choose(file, event.target.checked); showChoice(); }})),
-      make('div', {class: 'about', title: apart ? `${path}\n${apart}` : path},
+      make('div', {class: 'about', title},
         make('a', {href: linkOf(file.path), target: '_blank', rel: 'noopener noreferrer'}, name),
         make('span', {class: 'muted'}, letter === undefined ? null : make('span', {class: 'letter',
           title: 'Copies with the same letter have equal bytes'}, letterName(letter)), below),
-        make('span', {class: 'facts muted'}, ...factsOf(file)),
-        apart ? make('span', {class: 'muted'}, apart) : null));
+        make('span', {class: 'facts muted'}, ...factsOf(file))));
   }
 
   const letterName = (number) => (number < 26 ? String.fromCharCode(65 + number) : String(number + 1));
 
-  function badgesOf(file) {
-    const badges = [];
-    if (file.reference) badges.push(make('span', {class: 'badge'}, 'reference'));
-    else if (file.keep && data.keep.length > 0) badges.push(make('span', {class: 'badge stays'}, 'keep'));
-    if (file.away) badges.push(make('span', {class: 'badge'}, 'not here'));
-    return badges;
+  function stateOf(file) {
+    const states = [];
+    if (file.reference) states.push(['', 'reference', 'never goes']);
+    else if (file.keep && data.keep.length > 0) states.push(['stays', 'keep', 'the rule keeps it']);
+    if (file.away) states.push(['', 'not here', 'its disk or folder is not here']);
+    return states;
   }
 
   // Brings boxes and marks of a drawn group in line with the choice.

@@ -201,7 +201,7 @@ std::vector<Group> GroupShelf::take() {
 }
 
 std::vector<PictureWish> pictureWishes(const std::vector<Group>& groups) {
-  constexpr size_t kMostOfAGroup = 8;
+  constexpr size_t kMostOfAGroup = 24;
   std::vector<PictureWish> wishes;
   for (const Group& group : groups) {
     const Kind kind = kindOfHash(group.members[0].hash);

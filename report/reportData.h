@@ -34,6 +34,9 @@ class GroupShelf {
   uint64_t groups() const { return groups_; }
   uint64_t freeable() const { return freeable_; }
 
+  // About as many bytes of JSON as what is kept makes.
+  uint64_t bytes() const { return bytes_; }
+
  private:
   void shorten();
 
