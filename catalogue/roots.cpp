@@ -32,6 +32,7 @@ void takeOver(Database& database, const Root& made) {
       reroot(database, {root, made.mounted.substr(root.mounted.size())}, made, "");
     }
   }
+  database.run("DELETE FROM roots WHERE file_system = 'unknown' AND id NOT IN (SELECT root FROM files)");
 }
 
 }  // namespace

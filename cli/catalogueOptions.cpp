@@ -4,6 +4,11 @@
 
 namespace cli {
 
+void addCatalogueOption(CommandLine& line, std::string* path) {
+  line.file("--catalog", path,
+            "The catalogue, by default catalogue.db in $XDG_DATA_HOME/kmhash or ~/.local/share/kmhash.");
+}
+
 void addCataloguesOption(CommandLine& line, std::vector<std::string>* paths) {
   line.list("--catalog", "FILE", paths,
             "The catalogue, by default catalogue.db in $XDG_DATA_HOME/kmhash or ~/.local/share/kmhash. May be given "
@@ -26,6 +31,12 @@ int withCatalogues(std::vector<std::string> paths, catalogue::Access access, Out
     output.message(now, error.what());
     return kSomethingFailed;
   }
+}
+
+int withCatalogue(const std::string& path, catalogue::Access access, Output& output,
+                  const std::function<int(catalogue::Catalogue&)>& work) {
+  return withCatalogues(path.empty() ? std::vector<std::string>() : std::vector<std::string>{path}, access, output,
+                        [&work](std::vector<catalogue::Catalogue>& catalogues) { return work(catalogues.front()); });
 }
 
 }  // namespace cli

@@ -11,6 +11,9 @@
 
 namespace cli {
 
+// --catalog FILE.
+void addCatalogueOption(CommandLine& line, std::string* path);
+
 // --catalog FILE, which may be given again and again.
 void addCataloguesOption(CommandLine& line, std::vector<std::string>* paths);
 
@@ -18,5 +21,9 @@ void addCataloguesOption(CommandLine& line, std::vector<std::string>* paths);
 // message when a catalogue cannot be opened or fails.
 int withCatalogues(std::vector<std::string> paths, catalogue::Access access, Output& output,
                    const std::function<int(std::vector<catalogue::Catalogue>&)>& work);
+
+// The same with one catalogue; an empty path is the default one.
+int withCatalogue(const std::string& path, catalogue::Access access, Output& output,
+                  const std::function<int(catalogue::Catalogue&)>& work);
 
 }  // namespace cli

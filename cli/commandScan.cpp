@@ -154,8 +154,8 @@ int run(Options options, const std::vector<std::string>& folders, Output& output
   Stop stop(output);
   catalogue::ScanTotals totals;
   const std::string path = options.catalog.empty() ? catalogue::defaultPath() : options.catalog;
-  const int status = withCatalogues({path}, catalogue::Access::write, output, [&](auto& catalogues) {
-    totals = scanFolders(options, folders, catalogues.front(), stop, output);
+  const int status = withCatalogue(path, catalogue::Access::write, output, [&](catalogue::Catalogue& opened) {
+    totals = scanFolders(options, folders, opened, stop, output);
     return totals.failed + totals.unreadable + totals.absent > 0 ? kSomethingFailed : kAllWell;
   });
   if (totals.stopped) stop.giveWay();
@@ -167,9 +167,7 @@ int run(Options options, const std::vector<std::string>& folders, Output& output
 
 Work declare(CommandLine& line) {
   const auto options = std::make_shared<Options>();
-  line.file("--catalog", &options->catalog,
-            "The catalogue, by default catalogue.db in $XDG_DATA_HOME/kmhash or ~/.local/share/kmhash. It is made when "
-            "there is none.");
+  addCatalogueOption(line, &options->catalog);
   line.flag("--whole", &options->scan.wishes.whole,
             "Also record a digest of every byte of each file (XXH3-128) and the hash of every byte of its media.");
   line.flag("--others", &options->scan.wishes.quick,
@@ -201,7 +199,8 @@ const Command kScanCommand{
     "A file whose size, time and inode are recorded is not opened again. One that was renamed or moved keeps its "
     "record; one that is gone is marked missing. A folder is known by its file system and its path there, wherever the "
     "disk is mounted; of one whose disk is not here nothing is marked missing. Symbolic links are not followed.\n\n"
-    "A scan that is interrupted loses nothing that it recorded, and the next one goes on.\n\n"
+    "A catalogue that is not there is made. A scan that is interrupted loses nothing that it recorded, and the next "
+    "one goes on.\n\n"
     "Exit status 1 when a file could not be hashed, a folder not be read, or a disk was not here.",
     declare};
 

@@ -5,9 +5,10 @@
 namespace cli {
 
 std::span<const Command* const> allCommands() {
-  static const Command* const kCommands[] = {&kHashCommand,   &kCheckCommand,  &kCompareCommand,    &kIdentifyCommand,
-                                             &kShowCommand,   &kScanCommand,   &kDuplicatesCommand, &kVerifyCommand,
-                                             &kReportCommand, &kVersionCommand};
+  static const Command* const kCommands[] = {&kHashCommand,   &kCheckCommand,  &kCompareCommand, &kIdentifyCommand,
+                                             &kShowCommand,   &kScanCommand,   &kStatusCommand,  &kDuplicatesCommand,
+                                             &kVerifyCommand, &kReportCommand, &kLogCommand,     &kExportCommand,
+                                             &kImportCommand, &kForgetCommand, &kVersionCommand};
   return kCommands;
 }
 

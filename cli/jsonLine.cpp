@@ -27,7 +27,9 @@ void addAlgorithm(Json& object, int id) {
   object["algorithm"] = id >= 0 ? Json(algorithmName(id)) : Json();
 }
 
-std::string lineOf(Json object, const std::string& path) {
+}  // namespace
+
+std::string jsonLine(Json object, const std::string& path) {
   try {
     return object.dump() + '\n';
   } catch (const Json::type_error&) {  // the path is not UTF-8
@@ -35,8 +37,6 @@ std::string lineOf(Json object, const std::string& path) {
     return object.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
   }
 }
-
-}  // namespace
 
 std::string jsonOfHash(const std::string& path, const std::string& hash) {
   const HashFields fields = fieldsOf(hash);
@@ -49,20 +49,20 @@ std::string jsonOfHash(const std::string& path, const std::string& hash) {
   object["format_type"] = textOrNull(fields.formatType);
   object["content"] = fields.content;
   object["meta"] = fields.meta;
-  return lineOf(std::move(object), path);
+  return jsonLine(std::move(object), path);
 }
 
 std::string jsonOfAlgorithm(const std::string& path, int algorithmId) {
   Json object = begun(path, HASHCREATE_SUCCESS);
   addAlgorithm(object, algorithmId);
   object["version"] = textOrNull(algorithmVersion(algorithmId, false));
-  return lineOf(std::move(object), path);
+  return jsonLine(std::move(object), path);
 }
 
 std::string jsonOfFailure(const std::string& path, const Failure& failure) {
   Json object = begun(path, failure.code);
   object["reason"] = failure.words;
-  return lineOf(std::move(object), path);
+  return jsonLine(std::move(object), path);
 }
 
 }  // namespace cli

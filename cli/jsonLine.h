@@ -1,6 +1,7 @@
 // The objects of `kmhash hash --json` and `kmhash identify --json`.
 #pragma once
 
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 #include "hashFile.h"
@@ -12,5 +13,8 @@ namespace cli {
 std::string jsonOfHash(const std::string& path, const std::string& hash);
 std::string jsonOfAlgorithm(const std::string& path, int algorithmId);
 std::string jsonOfFailure(const std::string& path, const Failure& failure);
+
+// The same of any object that has its path in "path".
+std::string jsonLine(nlohmann::ordered_json object, const std::string& path);
 
 }  // namespace cli

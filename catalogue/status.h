@@ -1,0 +1,33 @@
+// What catalogues hold, counted.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "catalogue.h"
+
+namespace catalogue {
+
+struct Count {
+  uint64_t files = 0, bytes = 0;
+};
+
+struct RootStatus {
+  Root root;
+  Count present;
+  bool isAbsent = false;  // its disk is not here
+};
+
+struct Status {
+  Count hashed, unsupported, failed, missing;
+  std::vector<RootStatus> roots;
+  // Of the files that are there. Years are those of modification, in UTC; folders those directly in a root, absolute.
+  std::map<std::string, Count> formats, years, folders;
+};
+
+// Adds what a catalogue holds.
+void addStatus(Catalogue& catalogue, Status* status);
+
+}  // namespace catalogue

@@ -1,0 +1,65 @@
+#include <fmt/format.h>
+
+#include <memory>
+
+#include "catalogueOptions.h"
+#include "commands.h"
+#include "roots.h"
+
+namespace cli {
+namespace {
+
+struct Options {
+  std::string catalog;
+  bool missing = false;
+};
+
+int64_t forget(catalogue::Database& database, const catalogue::Part& part, bool onlyMissing) {
+  const std::string condition = onlyMissing ? " AND missing_since IS NOT NULL" : "";
+  database.prepare(std::string("DELETE FROM files WHERE ") + catalogue::kIsInPart + condition)
+      .with(part.root.id, part.folder, catalogue::endOf(part.folder))
+      .run();
+  const int64_t count = database.changes();
+  if (!onlyMissing && part.folder.empty()) {
+    database.prepare("DELETE FROM roots WHERE id = ?").with(part.root.id).run();
+  }
+  return count;
+}
+
+int run(const Options& options, const std::vector<std::string>& folders, Output& output) {
+  if (folders.empty() && !options.missing) throw UsageError("neither a folder nor --missing is named");
+  return withCatalogue(options.catalog, catalogue::Access::write, output, [&](catalogue::Catalogue& catalogue) {
+    catalogue::Database& database = catalogue.database();
+    catalogue::Transaction transaction(database);
+    int64_t count = 0;
+    int status = kAllWell;
+    for (const std::string& folder : folders.empty() ? std::vector<std::string>{"/"} : folders) {
+      const std::vector<catalogue::Part> parts = partsUnder(database, catalogue::absoluteFolder(folder));
+      if (parts.empty() && !folders.empty()) {
+        output.message(folder, "nothing is recorded there");
+        status = kSomethingFailed;
+      }
+      for (const catalogue::Part& part : parts) count += forget(database, part, options.missing);
+    }
+    transaction.commit();
+    output.message(catalogue.path(), fmt::format("{} file{} forgotten", count, count == 1 ? "" : "s"));
+    return status;
+  });
+}
+
+Work declare(CommandLine& line) {
+  const auto options = std::make_shared<Options>();
+  addCatalogueOption(line, &options->catalog);
+  line.flag("--missing", &options->missing, "Forget missing files only; without a DIR, those of all folders.");
+  return [options](const std::vector<std::string>& folders, Output& output) { return run(*options, folders, output); };
+}
+
+}  // namespace
+
+const Command kForgetCommand{"forget", "DIR...", "Take files out of a catalogue",
+                             "The records of all files below each DIR are removed, with their events. It need not be "
+                             "there any more, and no file "
+                             "on a disk is touched.",
+                             declare};
+
+}  // namespace cli
