@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "fileHashes.h"
+#include "globs.h"
 #include "kmhash.h"
 #include "place.h"
 
@@ -140,6 +141,14 @@ bool isGone(const std::string& path) {
   return lstat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR);
 }
 
+// Whether a walk with these options would come to the file.
+bool isWanted(const WalkOptions& options, const std::string& path) {
+  for (size_t end = path.find('/'); end != std::string::npos; end = path.find('/', end + 1)) {
+    if (matchesAny(options.excluded, path.substr(0, end + 1))) return false;
+  }
+  return !matchesAny(options.excluded, path) && (options.included.empty() || matchesAny(options.included, path));
+}
+
 // ---- Rows ----
 
 constexpr const char* kColumns =
@@ -267,9 +276,9 @@ bool Verification::next(VerifyTask* task) {
       advanceRow();
       if (isTold) return true;
     } else if (rowsEnded_ || walked_ < row) {
-      findNew(task);
+      const bool isTold = findNew(task);
       advanceWalk();
-      return true;
+      if (isTold) return true;
     } else {
       compareRow(task);
       const bool isRead = isChosen();
@@ -304,7 +313,9 @@ void Verification::compareRow(VerifyTask* task) {
   task->path = task->recorded.path;
 }
 
-void Verification::findNew(VerifyTask* task) {
+// False for one that a scan would have passed over.
+bool Verification::findNew(VerifyTask* task) {
+  if (!isWanted(options_.newFiles, walked_.substr(places_[place_].folder.size()))) return false;
   task->kind = VerifyTask::Kind::find;
   task->tree = tree_;
   task->below = walked_.substr(places_[place_].folder.size());
@@ -318,6 +329,7 @@ void Verification::findNew(VerifyTask* task) {
       break;
     }
   }
+  return true;
 }
 
 bool Verification::nextMissing(Verified* verified) {

@@ -23,6 +23,7 @@ namespace catalogue {
 struct VerifyOptions {
   unsigned percent = 100;            // of the files that are there, chosen at random, to be read
   std::vector<std::string> folders;  // absolute, with '/' at the end; none: everything that is recorded
+  WalkOptions newFiles;              // which of the files that are not recorded are new
 };
 
 // What a file is compared with.
@@ -103,7 +104,7 @@ class Verification {
   void bar(const std::string& folder, Word word, const std::string& reason);
   bool tellRow(VerifyTask* task);
   void compareRow(VerifyTask* task);
-  void findNew(VerifyTask* task);
+  bool findNew(VerifyTask* task);
   RecordedFile recordedOf(const Statement& row, const std::string& at) const;
 
   Catalogue& catalogue_;

@@ -7,6 +7,7 @@
 
 #include "catalogueOptions.h"
 #include "commands.h"
+#include "disk.h"
 #include "hashList.h"
 #include "jsonPath.h"
 #include "orderedRunner.h"
@@ -27,6 +28,7 @@ struct Options {
   std::vector<std::string> catalogues;
   bool whole = false, quiet = false, json = false;
   unsigned percent = 100;
+  catalogue::WalkOptions newFiles;
 };
 
 struct Task : VerifyTask {
@@ -157,20 +159,22 @@ class Guarded {
 
 void verifyCatalogue(const Options& options, const std::vector<std::string>& folders, Catalogue& catalogue,
                      bool records, Report& report, Output& output) {
-  Verification verification(catalogue, {options.percent, folders}, records);
+  Verification verification(catalogue, {options.percent, folders, options.newFiles}, records);
   for (const std::string& folder : verification.unknownFolders()) {
     output.message(folder, "nothing of it is recorded in " + catalogue.path());
     report.failed();
   }
   Guarded guarded(verification);
-  runInOrder<Task, Verified>(output, options.run,
-                             {.next = [&](Task& task) { return guarded.next(task); },
-                              .work = [&](const Task& task) { return verifyTask(task, options.whole); },
-                              .commit =
-                                  [&](const Task&, const Verified& verified) {
-                                    guarded.take(verified);
-                                    report.take(verified);
-                                  }});
+  runInOrder<Task, Verified>(
+      output, options.run,
+      {.next = [&](Task& task) { return guarded.next(task); },
+       .work = [&](const Task& task) { return verifyTask(task, options.whole); },
+       .commit =
+           [&](const Task&, const Verified& verified) {
+             guarded.take(verified);
+             report.take(verified);
+           },
+       .isOnRotatingDisk = [](const Task& task) { return catalogue::isOnRotatingDisk(task.path); }});
   guarded.rethrow();
   for (Verified missing; verification.nextMissing(&missing);) {
     verification.take(missing);
@@ -216,6 +220,12 @@ Work declare(CommandLine& line) {
             "samples of long media.");
   line.number("--sample", &options->percent, 1, 100,
               "Read N percent of the files that are there, others each time; nothing is said of the rest.");
+  line.list("--exclude", "GLOB", &options->newFiles.excluded,
+            "Do not call files new that match GLOB, as they were passed over by scan --exclude. May be given again and "
+            "again.");
+  line.list(
+      "--include", "GLOB", &options->newFiles.included,
+      "Do not call files new that match no GLOB of this option, as scan --include. May be given again and again.");
   line.flag("--quiet", &options->quiet, "Write no line for a file that is intact, or intact as sampled.");
   line.flag("--json", &options->json, "Write a JSON object for each file instead of a line, and one for the sums.");
   addRunOptions(line, &options->run);
