@@ -18,7 +18,8 @@
  *       58  40 hex digits       meta digest
  *       98  16 hex digits       format type, 8 bytes, padded with zero bytes
  *      114   2 hex digits       algorithm id
- *      116  12 zeros            filler
+ *      116   2 hex digits       mark, F1 when every byte of the payload was taken, else 00
+ *      118  10 zeros            filler
  *    Hex digits are upper case. The characters of a label that was never set are NUL: of all four, version and
  *    algorithm id included, in a few degenerate files that succeed all the same (an ID3 tag with nothing after it, a
  *    TIFF without a directory); of the file type alone in a camera raw file whose preview the source did not deliver.
@@ -217,8 +218,8 @@ KMHASH_API int kmhashHashSourceBoth(const KmhashSource* source, uint32_t flags, 
 KMHASH_API int kmhashHashFileBoth(const char* path, uint32_t flags, char* sampled, char* whole, uint32_t outSize);
 
 /* Hashes what callbacks deliver that only go forward (see KmhashFileCallbacks). Version 3 works as in createHashEx.
- * Version 4 follows the places that a container names: where such a place lies behind the one that was read last, the
- * answer is HASHCREATE_SEEK_ERROR. The path is opened a second time when the other version is tried. */
+ * Version 4 follows the places that a container names: where such a place lies in front of what has been read, and is
+ * held no more, it answers HASHCREATE_SEEK_ERROR. The path is opened a second time when the other version is tried. */
 KMHASH_API int kmhashHashCallbacks(const char* path, const KmhashFileCallbacks* callbacks, uint32_t flags, char* out,
                                    uint32_t outSize);
 
