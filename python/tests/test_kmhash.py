@@ -119,6 +119,7 @@ def test_failures(source, error, words, quick):
 def test_a_source_distribution_has_what_the_library_is_built_from(tmp_path, monkeypatch):
     monkeypatch.chdir(ROOT / "python")
     monkeypatch.syspath_prepend(".")
+    pytest.importorskip("scikit_build_core")  # where the package was not built in this environment
     import backend
 
     with tarfile.open(tmp_path / backend.build_sdist(str(tmp_path))) as archive:
