@@ -756,9 +756,9 @@
     const lines = [`\nkeep ${shellFacts(stays)}\n`];
     for (const file of group.files.filter((each) => chosen.has(each))) {
       for (const companion of file.companions ?? []) lines.push(`# beside it, stays: ${shown(companion)}\n`);
-      if (file.bytes !== undefined && file.bytes === stays.bytes) lines.push(`same ${shellWord(file.path)}\n`);
       const below = data.roots.length > 1 ? file.path : file.path.slice(data.roots[file.root].length);
-      lines.push(`move ${shellFacts(file)} ${shellWord(below.replace(/^\/+/, ''))}\n`);
+      const isExact = file.bytes !== undefined && file.bytes === stays.bytes;
+      lines.push(`move ${shellFacts(file)} ${shellWord(below.replace(/^\/+/, ''))}${isExact ? ' exact' : ''}\n`);
     }
     return lines.join('');
   }

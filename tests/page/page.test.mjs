@@ -1,7 +1,11 @@
-// The page in a browser: node --test page.test.mjs, beside page.html (the page without data).
+// The page in a browser: node --test page.test.mjs, beside page.html (the page without data). With
+// KMHASH_PROGRAM and KMHASH_MEDIA in the environment the command makes a page too.
 import assert from 'node:assert/strict';
 import {execFileSync} from 'node:child_process';
-import {mkdtempSync, mkdirSync, readFileSync, rmSync, writeFileSync, existsSync} from 'node:fs';
+import {
+  copyFileSync, existsSync, mkdirSync, mkdtempSync, readFileSync, readdirSync, rmSync,
+  writeFileSync,
+} from 'node:fs';
 import {createRequire} from 'node:module';
 import {tmpdir} from 'node:os';
 import {join} from 'node:path';
@@ -59,13 +63,13 @@ const bytesOf = (path) => Buffer.concat([...path].map((c) =>
   (/[\udc80-\udcff]/u.test(c) ? Buffer.from([c.codePointAt(0) & 0xff]) : Buffer.from(c))));
 
 // What the page saves in a form, as bytes.
-async function saved(form, name) {
+async function saved(form, name, to) {
   const path = join(folder, name);
   rmSync(path, {force: true});
   await page.click('#export');
   await page.click(`input[value="${form}"]`);
   if (form === 'script') await page.$eval('#to', (element) => { element.value = ''; });
-  if (form === 'script') await page.type('#to', "/tmp/it's there");
+  if (form === 'script') await page.type('#to', to);
   const isRefused = await page.$eval('#save', (element) => element.disabled);
   if (!isRefused) await page.click('#save');
   for (let i = 0; i < 100 && !isRefused && !existsSync(path); ++i) {
@@ -112,8 +116,8 @@ test('choice and export', async () => {
   const expected = Buffer.concat(going.flatMap((file) => [bytesOf(file.path), Buffer.from([0])]));
   assert.deepEqual(await saved('zero', 'duplicates.list0'), expected);
   assert.equal(await saved('lines', 'duplicates.txt'), null); // a name holds a newline
-  const script = await saved('script', 'duplicates.sh');
-  const verbs = 'keep() { :; }; same() { :; }; move() { printf "%s\\0" "$4"; }\n';
+  const script = await saved('script', 'duplicates.sh', "/tmp/it's there");
+  const verbs = 'keep() { :; }; move() { printf "%s\\0" "$4"; }\n';
   writeFileSync(join(folder, 'words.sh'), Buffer.concat([Buffer.from(verbs), script]));
   assert.deepEqual(execFileSync('sh', [join(folder, 'words.sh')], {cwd: folder}), expected);
   assert.ok(script.includes("to='/tmp/it'\\''s there'\n"));
@@ -156,6 +160,35 @@ test('names and text do no harm, links lead to the files', async () => {
     const isRefused = faults.some((fault) => fault.includes('violates') && fault.includes(rule));
     assert.ok(isRefused, `${rule}: ${faults}`);
   }
+});
+
+test('the real command over real files', {skip: !process.env.KMHASH_PROGRAM}, async () => {
+  const [pictures, gone] = [join(folder, 'pictures'), join(folder, "it's gone")];
+  mkdirSync(`${pictures}/copies/</script><script>window.harmed=2<`, {recursive: true});
+  const media = process.env.KMHASH_MEDIA;
+  for (const name of readdirSync(media).filter((each) => /^(jpeg|png|mp4)/.test(each))) {
+    const file = join(media, name);
+    copyFileSync(file, join(pictures, name));
+    copyFileSync(file, Buffer.from(`${pictures}/copies/\xff ${name}`, 'latin1'));
+  }
+  copyFileSync(join(pictures, 'jpeg-grey.jpg'), `${pictures}/copies/${oddNames[1]}`);
+  const kmhash = (...words) => execFileSync(process.env.KMHASH_PROGRAM, words,
+    {cwd: folder, stdio: ['ignore', 'pipe', 'ignore']});
+  kmhash('scan', '--catalog', 'c', '--whole', 'pictures');
+  kmhash('report', '--catalog', 'c', '--keep', 'path:*/pictures/[!/]*', '--thumbnails', 'always',
+    '--output', 'made.html');
+  await open(readFileSync(join(folder, 'made.html'), 'utf8'));
+  await page.waitForFunction(() => document.querySelector('.look img')?.naturalWidth > 0);
+  await page.click('#apply');
+  const script = await saved('script', 'duplicates.sh', gone);
+  const toGo = kmhash('duplicates', '--catalog', 'c', '--keep', 'path:*/pictures/[!/]*', '--zero');
+  const count = (bytes) => bytes.toString('latin1').split('\0').length - 1;
+  const environment = {...process.env, KMHASH: process.env.KMHASH_PROGRAM};
+  const told = execFileSync('sh', {input: script, env: environment});
+  assert.match(told.toString(), new RegExp(`^${count(toGo)} files are moved`));
+  assert.equal(count(execFileSync('find', [gone, '-type', 'f', '-print0'])), count(toGo));
+  assert.equal(await page.evaluate(() => window.harmed), undefined);
+  assert.deepEqual(faults, []);
 });
 
 test('5,000 groups open in under two seconds', async (run) => {
