@@ -22,7 +22,7 @@ namespace {
 
 constexpr size_t kWindow = 4096;  // files that are found and wait to be hashed, at most
 constexpr int kRowsAtOnce = 512;
-constexpr int kWritesAtOnce = 1000;
+constexpr int kWritesAtOnce = 250;
 constexpr std::chrono::seconds kWriteWaits{1};
 
 // Time stamps come in steps: of a second or two on some file systems, which shows, elsewhere of the system's clock
@@ -116,9 +116,10 @@ struct Job {
 
 class PartScan {
  public:
-  PartScan(Database& database, const ScanOptions& options, const ScanObserver& observer, Target target, int64_t began,
-           ScanTotals* totals, std::vector<std::string>* otherMounts)
+  PartScan(Database& database, std::string catalogue, const ScanOptions& options, const ScanObserver& observer,
+           Target target, int64_t began, ScanTotals* totals, std::vector<std::string>* otherMounts)
       : database_(database),
+        catalogue_(std::move(catalogue)),
         options_(options),
         observer_(observer),
         target_(std::move(target)),
@@ -130,9 +131,10 @@ class PartScan {
         batches_(database),
         recorder_(database, began),
         known_(database, target_.part),
-        sameInode_(database.prepare(std::string("SELECT ") + kKnownColumns +
-                                    ", roots.mounted, roots.path FROM files JOIN roots ON roots.id = files.root "
-                                    "WHERE inode = ? AND +size = ? AND +mtime_ns = ? AND file_system = ?")),
+        sameInode_(database.prepare(
+            std::string("SELECT ") + kKnownColumns +
+            ", roots.mounted, roots.path FROM files JOIN roots ON roots.id = files.root "
+            "WHERE inode = ? AND +size = ? AND +mtime_ns = ? AND file_system = ? ORDER BY missing_since IS NOT NULL")),
         addGone_(prepareGone()) {}
 
   // False when it was stopped.
@@ -150,6 +152,7 @@ class PartScan {
   bool isKnown(const KnownFile& file, const FileStat& stat) const;
   void takeKnown(const KnownFile& file, const FileStat& stat);
   bool takeOtherName(const Job& job, bool isRecordedHere);
+  bool isCatalogues(const std::string& path) const;
   bool isStillThere(const KnownFile& file, const std::string& rootPath, const FileStat& stat);
   void store(const Job& job, const FileHashes& made);
   void noteGone(const KnownFile& file);
@@ -159,6 +162,7 @@ class PartScan {
   std::string absolute(const std::string& below) const { return target_.path + below; }
 
   Database& database_;
+  const std::string catalogue_;  // its absolute path
   const ScanOptions& options_;
   const ScanObserver& observer_;
   const Target target_;
@@ -222,7 +226,7 @@ bool PartScan::step(Walk& walk, Workers<Job, FileHashes>& workers) {
   Job job;
   if (!walk.next(&job.path, &job.stat)) {
     walked_ = true;
-  } else {
+  } else if (!isCatalogues(absolute(job.path))) {
     ++totals_.seen;
     passRowsBefore(pathInRoot(job.path));
     meet(std::move(job));
@@ -232,6 +236,13 @@ bool PartScan::step(Walk& walk, Workers<Job, FileHashes>& workers) {
   batches_.endWhenDue();
   totals_.stopped = observer_.isStopped();
   return !walked_;
+}
+
+// The catalogue itself changes while it is written.
+bool PartScan::isCatalogues(const std::string& path) const {
+  if (!path.starts_with(catalogue_)) return false;
+  const std::string_view rest = std::string_view(path).substr(catalogue_.size());
+  return rest.empty() || rest == "-wal" || rest == "-shm" || rest == "-lock";
 }
 
 // A turning disk has them by inode, which is near the order that they lie in, once there are as many as can wait.
@@ -300,25 +311,25 @@ void PartScan::takeKnown(const KnownFile& file, const FileStat& stat) {
 // A file that has moved here, or another name of one that is recorded.
 bool PartScan::takeOtherName(const Job& job, bool isRecordedHere) {
   const std::string path = pathInRoot(job.path);
-  std::optional<KnownFile> other;
-  std::string mounted, rootPath;
   const FileStat& stat = job.stat;
-  for (sameInode_.with(stat.inode, stat.size, stat.mtimeNs, target_.part.root.fileSystem); sameInode_.next();) {
+  std::optional<KnownFile> other;
+  std::string mounted;
+  bool hasMoved = false;
+  sameInode_.with(stat.inode, stat.size, stat.mtimeNs, target_.part.root.fileSystem);
+  while (!hasMoved && sameInode_.next()) {
     KnownFile file = knownOf(sameInode_);
     if (file.root == target_.part.root.id && file.path == path) continue;
+    hasMoved = !isRecordedHere && !isStillThere(file, sameInode_.text(12), stat);
+    if (other && !hasMoved) continue;
     mounted = sameInode_.text(11);
-    rootPath = sameInode_.text(12);
-    const bool wasFirst = !other;
     other = std::move(file);
-    if (!wasFirst || !isStillThere(*other, rootPath, stat)) break;
   }
   sameInode_.reset();
   if (!other) return false;
   const bool knowsAll = isKnown(*other, stat);
-  if (isRecordedHere && !knowsAll) return false;
+  if (!hasMoved && !knowsAll) return false;
   batches_.begin();
-  if (isRecordedHere || isStillThere(*other, rootPath, stat)) {
-    if (!knowsAll) return false;
+  if (!hasMoved) {
     FileHashes copy = recorder_.hashesOf(*other);
     copy.stat = stat;
     store(job, copy);
@@ -443,7 +454,10 @@ bool isEmptyFolder(const std::string& folder) {
 class Scan {
  public:
   Scan(Catalogue& catalogue, const ScanOptions& options, const ScanObserver& observer)
-      : database_(catalogue.database()), options_(options), observer_(observer) {}
+      : database_(catalogue.database()),
+        catalogue_(absoluteFile(catalogue.path())),
+        options_(options),
+        observer_(observer) {}
 
   ScanTotals run(const std::vector<std::string>& folders) {
     for (const std::string& folder : folders) {
@@ -476,7 +490,8 @@ class Scan {
     Part part = partFor(database_, *place);
     transaction.commit();
     told_.push_back(part.root.id);
-    PartScan(database_, options_, observer_, {std::move(part), place->mounted}, now(), &totals_, waiting).run();
+    PartScan(database_, catalogue_, options_, observer_, {std::move(part), place->mounted}, now(), &totals_, waiting)
+        .run();
   }
 
   // Whether files were recorded there on a disk that is not: the folder is gone, or it is an empty mount point.
@@ -508,7 +523,14 @@ class Scan {
     }
   }
 
+  static std::string absoluteFile(const std::string& file) {
+    std::string path = absoluteFolder(file);
+    path.pop_back();
+    return path;
+  }
+
   Database& database_;
+  const std::string catalogue_;
   const ScanOptions& options_;
   const ScanObserver& observer_;
   ScanTotals totals_;

@@ -35,11 +35,11 @@ int run(const Options& options, const std::vector<std::string>& folders, Output&
     int status = kAllWell;
     for (const std::string& folder : folders.empty() ? std::vector<std::string>{"/"} : folders) {
       const std::vector<catalogue::Part> parts = partsUnder(database, catalogue::absoluteFolder(folder));
-      if (parts.empty() && !folders.empty()) {
-        output.message(folder, "nothing is recorded there");
-        status = kSomethingFailed;
-      }
+      const int64_t before = count;
       for (const catalogue::Part& part : parts) count += forget(database, part, options.missing);
+      if (count > before || options.missing) continue;
+      output.message(folder, "nothing is recorded there");
+      status = kSomethingFailed;
     }
     transaction.commit();
     output.message(catalogue.path(), fmt::format("{} file{} forgotten", count, count == 1 ? "" : "s"));

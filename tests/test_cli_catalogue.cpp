@@ -1,0 +1,275 @@
+// The catalogue: kmhash scan and what reads and writes beside it, on real folders.
+#include <fmt/format.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+#define XXH_INLINE_ALL
+#include <xxhash.h>
+
+#include "catalogue.h"
+#include "support.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using support::Bytes;
+using support::media;
+using support::outputOf;
+using support::quoted;
+using support::withProgram;
+
+struct Step {
+  const char* rule;
+  const char* script;    // of a shell, in the test's folder
+  const char* expected;  // what it prints; the folder's own path is left out
+};
+
+// What the scripts share. `scan` tells numbers and messages, `log` all changes but new files.
+constexpr const char* kShell = R"(
+scan() { kmhash scan --catalog c "$@" 2>&1 | grep -v 'to list them' | sed 's/; .* read$//'; }
+log() { kmhash log --catalog c | cut -c22- | grep -v ^new; }
+export_of() { kmhash export --csv --catalog $1 | sort; }
+old() { find "$@" -type f -exec touch -d @1000.5 {} +; }
+)";
+
+// A folder p of files whose times are long settled, and a catalogue c.
+struct Catalogues : support::InFolder {
+  Catalogues() {
+    fs::create_directories(folder / "p/sub");
+    for (const char* name : {"jpeg-baseline.jpg", "png-rgb.png", "webp.webp", "opus.opus"})
+      write(fmt::format("p/{}", name), media(name));
+    write("p/sub/text", Bytes().text("no media"));
+    run("old p");
+  }
+  std::string run(const std::string& script) const {
+    std::string shown = outputOf(
+        withProgram(fmt::format("cd {}; export MEDIA={}; {}\n({}) 2>&1", quoted(folder.string()),
+                                KMHASH_TEST_MEDIA, kShell, script)));
+    for (size_t at = 0; (at = shown.find(folder.string() + "/")) != std::string::npos;)
+      shown.erase(at, folder.string().size() + 1);
+    return shown;
+  }
+  void expect(std::initializer_list<Step> steps) const {
+    for (const Step& step : steps) EXPECT_EQ(run(step.script), step.expected) << step.rule;
+  }
+  bool canMount() const {
+    return run("mkdir try && mount -t tmpfs none try && umount try && echo yes") == "yes\n";
+  }
+};
+
+TEST_F(Catalogues, FollowWhatBecomesOfFiles) {
+  expect({
+      {"new", "scan p", "kmhash: c: 5 files, 5 new, 1 unsupported\n"},
+      {"known", "scan p; scan ./p/.; strace -V >/dev/null 2>&1; kmhash log --catalog c | wc -l",
+       "kmhash: c: 5 files, 5 known\nkmhash: c: 5 files, 5 known\n5\n"},
+      {"moved, forwards and backwards", "mv p/webp.webp p/a; mv p/opus.opus p/z; scan p; log",
+       "kmhash: c: 5 files, 3 known, 2 moved\n"
+       "moved     p/a  from p/webp.webp\nmoved     p/z  from p/opus.opus\n"},
+      {"a hard link is not read", "ln p/a p/link; scan p; kmhash log --catalog c | grep -c ^",
+       "kmhash: c: 6 files, 5 known, 1 new\n8\n"},
+      {"missing, never forgotten", "rm p/a; mv p/png-rgb.png away; scan p; scan p; log | tail -2",
+       "kmhash: c: 4 files, 4 known, 2 missing\nkmhash: c: 4 files, 4 known\n"
+       "missing   p/a\nmissing   p/png-rgb.png\n"},
+      {"back", "mv away p/png-rgb.png; scan p; log | tail -1; scan p",
+       "kmhash: c: 5 files, 5 known, 1 back\nback      p/png-rgb.png  (the media agree)\n"
+       "kmhash: c: 5 files, 5 known\n"},
+      {"changed",
+       "cp $MEDIA/jpeg-edited.jpg p/jpeg-baseline.jpg; cat $MEDIA/flac-plain.flac >p/z;"
+       "touch -d @2000.5 p/*.jpg p/z; scan p; log | tail -2",
+       "kmhash: c: 5 files, 3 known, 2 changed\n"
+       "changed   p/jpeg-baseline.jpg  (the media agree)\n"
+       "changed   p/z  (the media differ: content, meta, format, algorithm)\n"},
+      {"to another root, of which the first becomes a part",
+       "mkdir q; mv p/link q; scan q; log | tail -1; scan p; scan --exclude 'try/' .;"
+       "kmhash status --catalog c | grep -A9 ^roots | grep /",
+       "kmhash: c: 1 file, 1 moved\nmoved     q/link  from p/link\nkmhash: c: 4 files, 4 known\n"
+       "kmhash: c: 5 files, 5 known\n          5    40.1 kB  \n"},
+      {"a folder of a root", "scan --whole p/sub; scan --whole p/sub",
+       "kmhash: c: 1 file, 1 hashed again, 1 unsupported\nkmhash: c: 1 file, 1 known\n"},
+      {"what is passed over is not missing",
+       "ln -s ../p p/loop; scan --exclude '*.png' --exclude sub/ --list-passed-over p;"
+       "scan --include '*.png' p",
+       "p/loop\np/png-rgb.png\np/sub/\nkmhash: c: 2 files, 2 known, 3 passed over\n"
+       "kmhash: c: 1 file, 1 known, 4 passed over\n"},
+      {"a list of these",
+       "kmhash status --catalog c --list unsupported; rm p/z; scan p;"
+       "kmhash status --catalog c --list missing",
+       "p/sub/text\nkmhash: c: 3 files, 3 known, 1 missing, 1 passed over\np/a\np/z\n"},
+      {"forgotten",
+       "kmhash forget --catalog c --missing; kmhash forget --catalog c p/sub none/p;"
+       "log | grep -c z; scan p",
+       "kmhash: c: 2 files forgotten\nkmhash: none/p: nothing is recorded there\n"
+       "kmhash: c: 1 file forgotten\n0\nkmhash: c: 3 files, 2 known, 1 new, 1 unsupported, "
+       "1 passed over\n"},
+  });
+}
+
+TEST_F(Catalogues, TrustNoTimeThatIsAsYoungAsTheScanOrAhead) {
+  expect({
+      {"ahead",
+       "touch -d '+1 hour' p/png-rgb.png; scan p; cp -p p/png-rgb.png ref;"
+       "printf A | dd of=p/png-rgb.png bs=1 seek=60 conv=notrunc 2>/dev/null;"
+       "touch -r ref p/png-rgb.png; scan p; log",
+       "kmhash: c: 5 files, 5 new, 1 unsupported\nkmhash: c: 5 files, 4 known, 1 changed\n"
+       "changed   p/png-rgb.png  (the media differ: content)\n"},
+      {"of a file system that counts seconds",
+       "touch -d @$(($(date +%s) + 1)) p/*.jpg; scan p; scan p",
+       "kmhash: c: 5 files, 3 known, 1 changed, 1 hashed again\n"
+       "kmhash: c: 5 files, 3 known, 2 hashed again\n"},
+      {"settled", "old p; scan p; scan p",
+       "kmhash: c: 5 files, 3 known, 2 changed\nkmhash: c: 5 files, 5 known\n"},
+  });
+}
+
+TEST_F(Catalogues, TakeEveryNameAndPassUnreadableFolders) {
+  std::string deep;  // deeper than one path of the system can name
+  for (int i = 0; i < 20; ++i) deep += std::string(199, 'd') + "/";
+  run("cp p/opus.opus \"p/line\n\\feed,\\\"\"; cp p/opus.opus \"$(printf 'p/\\377')\"; at=$PWD; cd "
+      "p;"
+      "for i in $(seq 20); do n=$(printf %0199d | tr 0 d); mkdir $n; cd $n; done;"
+      "cp $at/p/webp.webp end; cd $at; old p");
+  EXPECT_EQ(run("scan p; scan p"),
+            "kmhash: c: 8 files, 8 new, 1 unsupported\nkmhash: c: 8 files, 8 known\n");
+  for (const char* format : {"--csv", "--json", ""}) {
+    EXPECT_EQ(
+        run(fmt::format("kmhash export --catalog c {0} >e; rm -f i; kmhash import --catalog i e;"
+                        "kmhash export --catalog i {0} | sort >f; sort e | cmp - f;"
+                        "kmhash scan --catalog i p 2>&1 | grep -o '[0-9]* known';"
+                        "export_of c >e; export_of i | cmp - e",
+                        format)),
+        *format != '\0' ? "kmhash: i: 8 new, 0 recorded before\n8 known\n"
+                        : "kmhash: i: 7 new, 0 recorded before\n")
+        << format;
+  }
+  EXPECT_EQ(run("rm i; kmhash import --catalog i c c; export_of c >e; export_of i | cmp - e"),
+            "kmhash: i: 8 new, 8 recorded before\n");
+  EXPECT_EQ(run("kmhash export --json --catalog c | grep -c path_hex.*ff"), "1\n");
+  if (run("setpriv --reuid=65534 --clear-groups true && echo yes") != "yes\n")
+    GTEST_SKIP() << "cannot be somebody whom a folder is closed to";
+  EXPECT_EQ(run("chmod -R 777 . ; chmod 0 p/sub; scan() { setpriv --reuid=65534 --clear-groups "
+                "kmhash scan --catalog c p; echo $?; }; scan 2>&1 | grep -v list"),
+            "kmhash: p/sub/: Permission denied\nkmhash: c: 7 files, 7 known\n1\n");
+}
+
+// By all bytes of the file, in one piece.
+TEST_F(Catalogues, DigestWholeFilesAsTheLibraryReadsThem) {
+  run("cp $MEDIA/* p; old p; scan --whole --others --prefer 3 p");
+  auto catalogue = catalogue::Catalogue::open(folder / "c", catalogue::Access::read);
+  auto rows = catalogue.database().prepare("SELECT path, digest, id FROM files");
+  auto hashes = catalogue.database().prepare("SELECT kind, text FROM hashes WHERE file = ?");
+  int whole = 0;
+  for (; rows.next(); ++whole) {
+    if (rows.text(0) == "sub/text") continue;
+    const Bytes bytes = media(rows.text(0));
+    XXH128_canonical_t expected;
+    XXH128_canonicalFromHash(&expected, XXH3_128bits(bytes.data(), bytes.size()));
+    EXPECT_EQ(rows.bytes(1), std::string_view(reinterpret_cast<const char*>(expected.digest), 16))
+        << rows.text(0);
+    std::string sampled, version3;
+    for (hashes.with(rows.number(2)); hashes.next();) {
+      if (hashes.text(0) == "sampled") sampled = hashes.text(1);
+      if (hashes.text(0) == "version3") version3 = hashes.text(1);
+      const char* method = hashes.text(0) == "sampled"    ? "--prefer 4"
+                           : hashes.text(0) == "whole"    ? "--prefer 4 --whole"
+                           : hashes.text(0) == "version3" ? ""
+                                                          : "--quick";
+      if (whole % 8 != 0) continue;
+      EXPECT_EQ(run(fmt::format("kmhash hash {} $MEDIA/{}", method, rows.text(0))).substr(0, 128),
+                hashes.text(1));
+    }
+    EXPECT_TRUE(version3.empty() || sampled != version3) << rows.text(0);
+  }
+  EXPECT_GT(whole, 100);
+}
+
+TEST_F(Catalogues, LoseNothingWhenKilledAndGoOn) {
+  run("mkdir p/many; for f in $MEDIA/*p*g $MEDIA/*.webp; do for i in $(seq 40); do"
+      " { cat $f; echo $i; } >p/many/$i-${f##*/}; done; done; old p; kmhash scan --catalog whole "
+      "p");
+  int64_t before = 0;
+  int whileAtIt = 0;
+  for (int i = 1; i <= 12; ++i) {
+    run(fmt::format("kmhash scan -j1 --catalog c p & sleep {}; kill -9 $!", 0.01 * i));
+    const std::string count = run("kmhash export --csv --catalog c | wc -l");
+    const int64_t now = std::atoll(count.c_str());
+    EXPECT_GE(now, before);
+    whileAtIt += now > before && now < 1006;
+    before = now;
+  }
+  EXPECT_GT(whileAtIt, 0);  // kills that came in the middle
+  EXPECT_EQ(run("scan p >/dev/null; export_of c >e; export_of whole | cmp - e; ls c?*"),
+            run("ls c?*"));
+  EXPECT_EQ(run("kmhash scan -j1 --catalog d p & sleep 0.02; kill -TERM $!; wait $! 2>/dev/null;"
+                "echo $?; ls d-* 2>/dev/null"),
+            "143\n");
+}
+
+TEST_F(Catalogues, KnowADiskWhereverItIs) {
+  if (!canMount()) GTEST_SKIP() << "nothing can be mounted here";
+  expect({
+      {"at home", "mkdir m n; mount -t tmpfs none m; cp p/*g m; old m; scan m",
+       "kmhash: c: 2 files, 2 new\n"},
+      {"elsewhere", "mount --bind m n; umount m; scan n; kmhash export --catalog c | cut -c129-",
+       "kmhash: c: 2 files, 2 known\n  n/jpeg-baseline.jpg\n  n/png-rgb.png\n"},
+      {"away",
+       "umount n; scan n; rmdir n; scan n; scan p; scan .; kmhash status --catalog c | grep not",
+       "kmhash: n/: its disk is not here; what is recorded of it stays as it is\n"
+       "kmhash: n/: its disk is not here; what is recorded of it stays as it is\n"
+       "kmhash: c: 5 files, 5 new, 1 unsupported\n"
+       "kmhash: n/: its disk is not here; what is recorded of it stays as it is\n"
+       "kmhash: c: 5 files, 5 known\n"
+       "          2    28.4 kB  n/  (its disk is not here)\n"},
+      {"mounted below",
+       "mkdir p/n; mount -t tmpfs none p/n; cp p/*.opus p/n; old p/n;"
+       "scan --one-file-system p; scan p; umount p/n; scan p",
+       "kmhash: c: 5 files, 5 known, 1 passed over\nkmhash: c: 6 files, 5 known, 1 new\n"
+       "kmhash: p/n/: its disk is not here; what is recorded of it stays as it is\n"
+       "kmhash: c: 5 files, 5 known\n"},
+  });
+}
+
+TEST_F(Catalogues, KeepWhatFitsOnAFullDisk) {
+  if (!canMount()) GTEST_SKIP() << "nothing can be mounted here";
+  run("mkdir m p/many; mount -t tmpfs -o size=1m none m;"
+      "for i in $(seq 3000); do { cat p/webp.webp; echo $i; } >p/many/$i.webp; done; old p");
+  EXPECT_EQ(run("kmhash scan --catalog m/c p; echo $?"),
+            "kmhash: m/c: no space is left for the catalogue\n1\n");
+  EXPECT_EQ(run("mount -o remount,size=40m m; kmhash scan --catalog m/c p 2>&1 | grep -c known;"
+                "kmhash scan --catalog d p 2>/dev/null; export_of d >e; export_of m/c | cmp - e; "
+                "umount m"),
+            "1\n");
+}
+
+TEST_F(Catalogues, RefuseAndLeaveWhatTheyCannotUse) {
+  run("scan p; mkdir r");
+  const Step rows[] = {
+      {"newer", "printf '\\0\\0\\0\\143' | dd of=r/c bs=1 seek=60 conv=notrunc",
+       "the catalogue was made by a newer kmhash; this one cannot read it"},
+      {"of another program", "printf abcd | dd of=r/c bs=1 seek=68 conv=notrunc",
+       "is no catalogue"},
+      {"a text", "echo text >r/c", "is no catalogue"},
+      {"cut", "truncate -s 20000 r/c", "the catalogue is damaged"},
+      {"overwritten", "dd if=/dev/zero of=r/c bs=4096 seek=1 count=9 conv=notrunc",
+       "the catalogue is damaged"},
+  };
+  for (const Step& row : rows) {
+    const std::string told = fmt::format("kmhash: r/c: {}\n1\n", row.expected);
+    for (const char* command : {"scan p", "status", "import c", "forget p"}) {
+      EXPECT_EQ(
+          run(fmt::format("cp c r; ({}) 2>/dev/null; cp r/c copy; kmhash {} --catalog r/c; echo $?;"
+                          "cmp r/c copy; rm -f r/c-*",
+                          row.script, command)),
+          told)
+          << row.rule << ' ' << command;
+    }
+  }
+  EXPECT_EQ(run("flock c-lock kmhash scan --catalog c p; kmhash status --catalog c | head -1"),
+            "kmhash: c: another kmhash is writing to the catalogue; try again when it has "
+            "ended\nfiles\n");
+  EXPECT_EQ(run("XDG_DATA_HOME=$PWD/x kmhash scan p; ls x/kmhash"),
+            "kmhash: x/kmhash/catalogue.db: 5 files, 5 new, 1 unsupported; 32.3 kB read\n"
+            "kmhash: to list them: kmhash status --list unsupported\ncatalogue.db\n");
+}
+
+}  // namespace
