@@ -13,18 +13,27 @@
 
 namespace {
 
+constexpr uint64_t kToldFirst = 262144;             // a file up to this size is told of before its first read
 constexpr uint64_t kToldWhole = uint64_t{1} << 20;  // a file up to this size is told of as a whole
-constexpr uint64_t kToldAtOnce = 131072;            // some file systems cut what goes beyond
 constexpr uint32_t kToldAhead = 8;                  // reads; file systems that have too many to serve forget the rest
-constexpr uint64_t kDense = 16384;                  // samples no farther apart are told of with what lies between
 constexpr int64_t kColdNanoseconds = 20'000;        // a read that took longer was waited for
+constexpr int64_t kFarNanoseconds = 1'000'000;
+
+// What is told at once, for some file systems cut what goes beyond, and the distance of samples that are told of with
+// what lies between. FUSE serves about ten requests at once.
+struct Strides {
+  uint64_t toldAtOnce, dense;
+};
+constexpr Strides kNear = {131072, 16384}, kFar = {262144, 49152};
 
 // ---- Telling the kernel what will be read ----
+
+const Strides& stridesFor(const FileSource& file) { return file.isFar ? kFar : kNear; }
 
 void tell([[maybe_unused]] const FileSource& file, [[maybe_unused]] uint64_t offset, [[maybe_unused]] uint64_t count) {
 #if defined(POSIX_FADV_WILLNEED)
   while (count > 0) {
-    const uint64_t length = std::min(count, kToldAtOnce);
+    const uint64_t length = std::min(count, stridesFor(file).toldAtOnce);
     ::posix_fadvise(file.descriptor, static_cast<off_t>(offset), static_cast<off_t>(length), POSIX_FADV_WILLNEED);
     offset += length;
     count -= length;
@@ -34,14 +43,14 @@ void tell([[maybe_unused]] const FileSource& file, [[maybe_unused]] uint64_t off
 
 void tellOfHead(FileSource* file) {
   file->isToldOf = file->source.size <= kToldWhole;
-  tell(*file, 0, file->isToldOf ? file->source.size : kToldAtOnce);
+  tell(*file, 0, file->isToldOf ? file->source.size : stridesFor(*file).toldAtOnce);
 }
 
 void tellOfExpected(const FileSource& file) {
   if (file.isToldOf || file.reads >= file.expectedCount) return;
   const uint64_t* first = file.expected + file.reads;
   const uint64_t* last = file.expected + file.expectedCount - 1;
-  if (*last - *first <= kDense * static_cast<uint64_t>(last - first)) {
+  if (*last - *first <= stridesFor(file).dense * static_cast<uint64_t>(last - first)) {
     tell(file, *first, *last - *first + file.expectedSize);
     return;
   }
@@ -52,6 +61,13 @@ void tellOfExpected(const FileSource& file) {
 void tellAgain(const FileSource& file) {
   const uint32_t next = file.reads + kToldAhead;
   if (!file.isToldOf && next < file.expectedCount) tell(file, file.expected[next], file.expectedSize);
+}
+
+void becomeFar(FileSource* file) {
+  file->isFar = true;
+#if defined(POSIX_FADV_SEQUENTIAL)
+  ::posix_fadvise(file->descriptor, 0, 0, POSIX_FADV_SEQUENTIAL);  // doubles what can be told at once
+#endif
 }
 
 void becomeCold(FileSource* file) {
@@ -106,9 +122,12 @@ int64_t readAsking(FileSource* file, uint64_t offset, void* buffer, uint32_t cou
     becomeCold(file);
     return waitAndRead(*file, offset, buffer, count);
   }
+  if (file->reads == 1 && file->source.size <= kToldFirst) tell(*file, 0, file->source.size);
   const int64_t begin = now();
   const int64_t n = waitAndRead(*file, offset, buffer, count);
-  if (now() - begin > kColdNanoseconds) becomeCold(file);
+  const int64_t waited = now() - begin;
+  if (waited > kFarNanoseconds) becomeFar(file);
+  if (waited > kColdNanoseconds) becomeCold(file);
   return n;
 }
 
@@ -152,7 +171,7 @@ bool openFileSource(FileSource* file, const char* path) {
   }
   file->source = {sizeof(KmhashSource), static_cast<uint64_t>(status.st_size), file, readAt};
   file->descriptor = descriptor;
-  file->cannotAsk = file->isCold = file->isToldOf = false;
+  file->cannotAsk = file->isCold = file->isFar = file->isToldOf = false;
   file->reads = file->expectedCount = 0;
   return true;
 }

@@ -28,7 +28,7 @@ struct Disk {
   size_t inMemory = SIZE_MAX;  // bytes that a read without waiting delivers, behind the head
   size_t headInMemory = SIZE_MAX;
   int answer = EAGAIN;  // when it delivers none
-  bool isSlow = false;  // what waits, waits long
+  long takes = 1000;    // nanoseconds of a read that waits
   int asked = 0;
   long clock = 0;  // in nanoseconds; only reads take time
 } disk;
@@ -36,7 +36,7 @@ std::vector<off_t> told;  // lengths that the kernel was told of
 
 ssize_t diskRead(int descriptor, void* buffer, size_t count, off_t position) {
   ++disk.reads;
-  disk.clock += disk.isSlow ? 1'000'000 : 1000;
+  disk.clock += disk.takes;
   if (disk.reads < disk.failing || disk.reads > disk.lastFailing)
     return pread(descriptor, buffer, count, position);
   errno = disk.error;
@@ -216,38 +216,47 @@ TEST_F(OnDisk, AnErrorThatTheSystemReportsIsNeverAHash) {
 }
 
 // What the kernel is told of: nothing when all is in memory, a small file whole, of a large one the
-// head and the samples.
+// head and the samples, and from far away, in larger pieces, what lies between them too.
 TEST_F(OnDisk, ReadsThatHaveToWaitAreToldOfFirst) {
-  const off_t piece = 131'072, whole = 700'000 % piece, sample = 163;
-  const off_t behindTheFirst =
-      (98 * 7000 + sample) % piece;  // samples so near each other go in one
+  const off_t piece = 131'072, large = 2 * piece, sample = 163, sequential = 0;
+  const off_t behindTheFirst = (98 * 7000 + sample) % piece;
+  const Disk fast = {.inMemory = 0, .headInMemory = 0, .answer = EOPNOTSUPP};
+  Disk slow = fast, far = fast;
+  slow.takes = 900'000;
+  far.takes = 2'000'000;
   const struct {
     const char* rule;
     Disk disk;
-    std::set<off_t> small, large;  // lengths told of: 700,000 bytes; 5,000,000
+    size_t size;
+    std::set<off_t> lengths;
   } rows[] = {
-      {"all in memory", {}, {}, {}},
-      {"nothing", {.inMemory = 0, .headInMemory = 0}, {piece, whole}, {piece, sample}},
-      {"part of the head", {.headInMemory = 4095}, {piece, whole}, {piece, sample}},
-      {"the head", {.inMemory = 0}, {piece, behindTheFirst, sample}, {sample}},
-      {"part of a sample", {.inMemory = 162}, {piece, behindTheFirst, sample}, {sample}},
-      {"no answer, and fast", {.inMemory = 0, .headInMemory = 0, .answer = EOPNOTSUPP}, {}, {}},
-      {"no answer, and slow",
-       {.inMemory = 0, .headInMemory = 0, .answer = EOPNOTSUPP, .isSlow = true},
-       {piece, whole},
-       {piece, sample}},
+      {"all in memory", {}, 700'000, {}},
+      {"all in memory", {}, 5'000'000, {}},
+      {"nothing", {.inMemory = 0, .headInMemory = 0}, 700'000, {piece, 700'000 % piece}},
+      {"nothing", {.inMemory = 0, .headInMemory = 0}, 5'000'000, {piece, sample}},
+      {"part of the head", {.headInMemory = 4095}, 5'000'000, {piece, sample}},
+      {"the head, and samples near each other",
+       {.inMemory = 0},
+       700'000,
+       {piece, behindTheFirst, sample}},
+      {"part of a sample", {.inMemory = 162}, 5'000'000, {sample}},
+      {"no answer, and small", fast, 200'000, {piece, 200'000 - piece}},
+      {"no answer, and fast", fast, 700'000, {}},
+      {"no answer, and slow", slow, 700'000, {piece, 700'000 % piece}},
+      {"no answer, and slow", slow, 3'000'000, {piece, sample}},
+      {"far", far, 700'000, {sequential, large, 700'000 % large}},
+      {"far", far, 3'000'000, {sequential, large, (99 * 30'000 + sample) % large, sample}},
+      {"far", far, 5'000'000, {sequential, large, sample}},
   };
-  for (const size_t size : {700'000u, 5'000'000u}) {
-    const Bytes bytes = Bytes().pattern(size);
+  for (const auto& row : rows) {
+    const Bytes bytes = Bytes().pattern(row.size);
     const std::string path = write("file", bytes);
-    for (const auto& row : rows) {
-      disk = row.disk;
-      told.clear();
-      EXPECT_EQ(quick(path).content(), sha1Hex(sampled(bytes))) << row.rule;
-      EXPECT_GT(disk.asked, 0) << row.rule;
-      const std::set<off_t>& expected = size < 1'000'000 ? row.small : row.large;
-      EXPECT_EQ(std::set<off_t>(told.begin(), told.end()), expected) << row.rule << ' ' << size;
-    }
+    disk = row.disk;
+    told.clear();
+    EXPECT_EQ(quick(path).content(), sha1Hex(sampled(bytes))) << row.rule;
+    EXPECT_GT(disk.asked, 0) << row.rule;
+    EXPECT_EQ(std::set<off_t>(told.begin(), told.end()), row.lengths)
+        << row.rule << ' ' << row.size;
   }
 }
 

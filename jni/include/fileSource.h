@@ -3,7 +3,7 @@
 // A disk, and a network even more, takes its time for each read that has to wait, but it can serve many at once. So the
 // first read, and a few of those that were announced, tell whether the file lies in memory; where it does not, the
 // kernel is told of everything that will be wanted before it is waited for. A file in memory costs no call more than
-// its reads.
+// its reads; only a small one on a file system that does not say what is in memory is told of in any case.
 #pragma once
 
 #include <cstdint>
@@ -17,6 +17,7 @@ struct FileSource {
   int descriptor;
   bool cannotAsk;  // the file system does not say what is in memory: the time of a read does
   bool isCold;     // a read had to wait; what is announced from now on is told of at once
+  bool isFar;      // a read took so long that it counts how many there are, more than what they bring
   bool isToldOf;   // the kernel has been told of the whole file
   uint32_t reads;  // so far, or since reads were announced
   uint32_t expectedCount, expectedSize;
