@@ -2,11 +2,12 @@
 //
 //   bench_floor table [ROUNDS]       prints the table, in memory that is warm
 //   bench_floor cold [ROUNDS]        the same file read with the page cache emptied of it, the kernel told or not
-//   bench_floor photos FOLDER COUNT  makes that many small and middling photos
-//   bench_floor floor|hash|identify FILE   one of each, for strace and perf
+//   bench_floor photos FOLDER COUNT [SIZE]...  makes that many photos, of these sizes in turn or of 10 to 208 kB
+//   bench_floor floor|told|hash|identify FILE...  one of each, for strace, perf and rounds; told is the floor with the
+//                                    kernel told of all reads first
 //
-// Both sides of a row run in turn, a few milliseconds each, and the ratio is the median over the rounds: a machine that
-// others use too slows both.
+// Both sides of a row run in turn, a few milliseconds each, and the ratio is the median over the rounds, of the time
+// that passed and of the processor's: a machine that others use too slows both.
 
 #include <fcntl.h>
 #include <openssl/evp.h>
@@ -14,9 +15,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -55,20 +56,6 @@ class Sha1 {
   EVP_MD_CTX* context_;
 };
 
-// Open, size, head, 100 evenly spaced reads of 163 bytes, close.
-void floorOfSamples(const std::string& path) {
-  Sha1 sha1;  // before the open: OpenSSL reads its configuration now
-  char bytes[4096];
-  struct stat status;
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (file < 0 || fstat(file, &status) != 0 || pread(file, bytes, sizeof(bytes), 0) <= 0) fail(path);
-  for (int i = 0; i < 100; ++i) {
-    const ssize_t n = pread(file, bytes, 163, status.st_size / 100 * i);
-    sha1.input(bytes, n);
-  }
-  close(file);
-}
-
 // Open, size, every byte in pieces of 64 KiB, close.
 void floorOfAll(const std::string& path) {
   static std::vector<char> bytes(65536);
@@ -83,6 +70,31 @@ void floorOfAll(const std::string& path) {
     left -= n;
   }
   close(file);
+}
+
+constexpr off_t kHashedWhole = 16384;  // files below this are
+
+// Open, size, head, 100 evenly spaced reads of 163 bytes, close.
+void floorOfSamples(const std::string& path, bool isTold) {
+  Sha1 sha1;  // before the open: OpenSSL reads its configuration now
+  char bytes[4096];
+  struct stat status;
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0 || fstat(file, &status) != 0) fail(path);
+  for (int i = 0; isTold && i < 100; ++i) posix_fadvise(file, status.st_size / 100 * i, 163, POSIX_FADV_WILLNEED);
+  if (pread(file, bytes, sizeof(bytes), 0) <= 0) fail(path);
+  for (int i = 0; i < 100; ++i) {
+    const ssize_t n = pread(file, bytes, 163, status.st_size / 100 * i);
+    sha1.input(bytes, n);
+  }
+  close(file);
+}
+
+void floorOf(const std::string& path, bool isTold) {
+  struct stat status;
+  if (stat(path.c_str(), &status) != 0) fail(path);
+  if (status.st_size < kHashedWhole) return floorOfAll(path);
+  floorOfSamples(path, isTold);
 }
 
 // ---- The library ----
@@ -153,29 +165,47 @@ std::string tiffHead(uint64_t size) {
 
 // ---- Measuring ----
 
-double secondsOf(const std::function<void()>& work, int times) {
-  const auto start = std::chrono::steady_clock::now();
-  for (int i = 0; i < times; ++i) work();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() / times;
+struct Seconds {
+  double passed, processor;
+};
+
+double now(clockid_t clock) {
+  timespec time;
+  clock_gettime(clock, &time);
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
-double median(std::vector<double> values) {
-  std::nth_element(values.begin(), values.begin() + std::ssize(values) / 2, values.end());
-  return values[values.size() / 2];
+Seconds secondsOf(const std::function<void()>& work, int times) {
+  const Seconds start = {now(CLOCK_MONOTONIC), now(CLOCK_PROCESS_CPUTIME_ID)};
+  for (int i = 0; i < times; ++i) work();
+  return {(now(CLOCK_MONOTONIC) - start.passed) / times, (now(CLOCK_PROCESS_CPUTIME_ID) - start.processor) / times};
+}
+
+struct Spread {
+  double least, median;
+};
+
+Spread spread(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  return {values[0], values[values.size() / 2]};
 }
 
 void compare(const char* what, int rounds, const std::function<void()>& work, const std::function<void()>& other) {
   work();
   other();
-  const int times = std::max(1, static_cast<int>(0.002 / secondsOf(work, 1)));
-  std::vector<double> workSeconds, otherSeconds, ratios;
+  const int times = std::max(1, static_cast<int>(0.002 / secondsOf(work, 1).processor));
+  std::vector<double> workSeconds, otherSeconds, ratios, ratiosPassed;
   for (int i = 0; i < rounds; ++i) {
-    workSeconds.push_back(secondsOf(work, times));
-    otherSeconds.push_back(secondsOf(other, times));
-    ratios.push_back(workSeconds.back() / otherSeconds.back());
+    const Seconds one = secondsOf(work, times), two = secondsOf(other, times);
+    workSeconds.push_back(one.processor);
+    otherSeconds.push_back(two.processor);
+    ratios.push_back(one.processor / two.processor);
+    ratiosPassed.push_back(one.passed / two.passed);
   }
-  std::printf("%-52s %10.1f %10.1f %6.2f\n", what, median(workSeconds) * 1e6, median(otherSeconds) * 1e6,
-              median(ratios));
+  const Spread mine = spread(workSeconds), others = spread(otherSeconds);
+  std::printf("%-44s %9.1f %9.1f %9.1f %9.1f %6.2f %6.2f %7.2f\n", what, mine.least * 1e6, mine.median * 1e6,
+              others.least * 1e6, others.median * 1e6, mine.least / others.least, spread(ratios).median,
+              spread(ratiosPassed).median);
   std::fflush(stdout);
 }
 
@@ -189,11 +219,12 @@ void printTable(const fs::path& folder, int rounds) {
   const std::string bitmap = makeFile(folder / "bitmap", "BM", 100 * kMega);
   const std::string scan = makeFile(folder / "scan", tiffHead(100 * kMega), 100 * kMega);
 
-  std::printf("%-52s %10s %10s %6s\n", "work against", "us", "us", "ratio");
+  std::printf("%-44s %19s %19s %13s %7s\n", "microseconds of the processor", "work", "against", "ratio", "passed");
+  std::printf("%-44s %9s %9s %9s %9s %6s %6s %7s\n", "", "min", "median", "min", "median", "min", "median", "median");
   compare(
-      "JPEG of 1 MB: hash / floor", rounds, [&] { hash(photo); }, [&] { floorOfSamples(photo); });
+      "JPEG of 1 MB: hash / floor", rounds, [&] { hash(photo); }, [&] { floorOfSamples(photo, false); });
   compare(
-      "MP4 of 1 GB: hash / floor", rounds, [&] { hash(video); }, [&] { floorOfSamples(video); });
+      "MP4 of 1 GB: hash / floor", rounds, [&] { hash(video); }, [&] { floorOfSamples(video, false); });
   compare(
       "MP4 of 4 GB / MP4 of 1 MB: hash", rounds, [&] { hash(largeVideo); }, [&] { hash(smallVideo); });
   compare(
@@ -221,16 +252,18 @@ double coldFloor(const std::string& path, Advice advice) {
   posix_fadvise(file, 0, 0, POSIX_FADV_DONTNEED);
   char bytes[163];
   const double seconds = secondsOf(
-      [&] {
-        const off_t gap = status.st_size / 100;
-        if (advice != Advice::none) posix_fadvise(file, 0, 0, POSIX_FADV_RANDOM);
-        for (int i = 0; advice == Advice::samples && i < 100; ++i) {
-          posix_fadvise(file, gap * i, sizeof(bytes), POSIX_FADV_WILLNEED);
-        }
-        Sha1 sha1;
-        for (int i = 0; i < 100; ++i) sha1.input(bytes, pread(file, bytes, sizeof(bytes), gap * i));
-      },
-      1);
+                             [&] {
+                               const off_t gap = status.st_size / 100;
+                               if (advice != Advice::none) posix_fadvise(file, 0, 0, POSIX_FADV_RANDOM);
+                               for (int i = 0; advice == Advice::samples && i < 100; ++i) {
+                                 posix_fadvise(file, gap * i, sizeof(bytes), POSIX_FADV_WILLNEED);
+                               }
+                               Sha1 sha1;
+                               for (int i = 0; i < 100; ++i)
+                                 sha1.input(bytes, pread(file, bytes, sizeof(bytes), gap * i));
+                             },
+                             1)
+                             .passed;
   close(file);
   return seconds;
 }
@@ -240,7 +273,7 @@ double coldHash(const std::string& path) {
   if (file < 0) fail(path);
   posix_fadvise(file, 0, 0, POSIX_FADV_DONTNEED);
   close(file);
-  return secondsOf([&] { hash(path); }, 1);
+  return secondsOf([&] { hash(path); }, 1).passed;
 }
 
 void printCold(const fs::path& folder, int rounds) {
@@ -253,16 +286,17 @@ void printCold(const fs::path& folder, int rounds) {
       seconds[3].push_back(coldHash(path));
     }
     std::printf("%4d MB         ", static_cast<int>(megabytes));
-    for (const std::vector<double>& column : seconds) std::printf(" %10.0f", median(column) * 1e6);
+    for (const std::vector<double>& column : seconds) std::printf(" %10.0f", spread(column).median * 1e6);
     std::printf("\n");
   }
 }
 
-void makePhotos(const fs::path& folder, int count) {
+void makePhotos(const fs::path& folder, int count, const std::vector<std::string>& sizes) {
   fs::create_directories(folder);
   for (int i = 0; i < count; ++i) {
+    const auto number = static_cast<uint64_t>(i);
     makeFile(folder / ("photo" + std::to_string(i) + ".jpg"), jpegHead(),
-             10'000 + static_cast<uint64_t>(i) % 100 * 2000);
+             sizes.empty() ? 10'000 + number % 100 * 2000 : std::stoull(sizes[number % sizes.size()]));
   }
 }
 
@@ -277,17 +311,25 @@ void inTemporaryFolder(const std::function<void(const fs::path&)>& work) {
 
 int main(int argc, char** argv) {
   const std::string what = argc > 1 ? argv[1] : "table";
-  const int number = argc > 2 ? std::max(1, std::atoi(argv[argc - 1])) : 31;
+  const std::vector<std::string> rest(argv + std::min(argc, 2), argv + argc);
+  const int rounds = rest.empty() ? 31 : std::max(1, std::atoi(rest[0].c_str()));
+  const auto forEach = [&](const std::function<void(const std::string&)>& work) {
+    std::for_each(rest.begin(), rest.end(), work);
+  };
   if (what == "table") {
-    inTemporaryFolder([&](const fs::path& folder) { printTable(folder, number); });
+    inTemporaryFolder([&](const fs::path& folder) { printTable(folder, rounds); });
   } else if (what == "cold") {
-    inTemporaryFolder([&](const fs::path& folder) { printCold(folder, number); });
-  } else if (what == "photos" && argc == 4) {
-    makePhotos(argv[2], number);
-  } else if (argc == 3 && (what == "floor" || what == "hash" || what == "identify")) {
-    (what == "floor" ? floorOfSamples : what == "hash" ? hash : identify)(argv[2]);
+    inTemporaryFolder([&](const fs::path& folder) { printCold(folder, rounds); });
+  } else if (what == "photos" && rest.size() >= 2) {
+    makePhotos(rest[0], std::atoi(rest[1].c_str()), {rest.begin() + 2, rest.end()});
+  } else if (what == "floor" || what == "told") {
+    forEach([&](const std::string& path) { floorOf(path, what == "told"); });
+  } else if (what == "hash" || what == "identify") {
+    forEach(what == "hash" ? hash : identify);
   } else {
-    std::fputs("usage: bench_floor table|cold [ROUNDS] | photos FOLDER COUNT | floor|hash|identify FILE\n", stderr);
+    std::fputs(
+        "usage: bench_floor table|cold [ROUNDS] | photos FOLDER COUNT [SIZE]... | floor|told|hash|identify FILE...\n",
+        stderr);
     return 2;
   }
 }
