@@ -79,6 +79,9 @@
       `${two(date.getHours())}:${two(date.getMinutes())}`;
   }
 
+  const dayOf = (file) => dateOf(file.seconds).slice(0, 10);
+  const timeOf = (file) => `${dateOf(file.seconds)}:${String(Math.floor(file.seconds) % 60).padStart(2, '0')}`;
+
   // The path's bytes, as the file system has them.
   function bytesOf(path) {
     const encoder = new TextEncoder();
@@ -607,10 +610,9 @@
   function factsOf(file) {
     const {kept} = file.group;
     const fact = (words, isApart) => make('span', isApart ? {class: 'apart'} : {}, words);
-    const [day, keptDay] = [file, kept].map((each) => dateOf(each.seconds).slice(0, 10));
     const more = file.size - kept.size;
     const moreWords = more === 0 ? '' : ` ${more > 0 ? '+' : '−'}${sizeOf(Math.abs(more))}`;
-    return [sizeOf(file.size), fact(moreWords, true), ' · ', fact(day, day !== keptDay)];
+    return [sizeOf(file.size), fact(moreWords, true), ' · ', fact(dayOf(file), dayOf(file) !== dayOf(kept))];
   }
 
   // What else is to be known of a copy, in a few words each: [class, words, more words].
@@ -696,7 +698,8 @@
 
   function copiesTable(current) {
     const {group} = current;
-    const kept = group.kept;
+    const {kept} = group;
+    const fields = kFields.filter((field) => group.files.some((file) => fieldOf(file, field) !== fieldOf(kept, field)));
     const letters = lettersOf(group);
     const bytesWords = ({bytes}) => {
       if (bytes === undefined) return 'not compared';
@@ -707,13 +710,13 @@
       make('td', {class: 'path'}, make('a', {href: linkOf(file.path), target: '_blank', rel: 'noopener noreferrer'},
         shown(file.path))),
       cell(`${numbers.format(file.size)} B`, file.size !== kept.size),
-      cell(dateOf(file.seconds), file.seconds !== kept.seconds),
+      cell(timeOf(file), file.time !== kept.time),
       cell(bytesWords(file), file.bytes !== kept.bytes),
-      ...kFields.map((field) => {
+      ...fields.map((field) => {
         const value = fieldOf(file, field);
         return cell(value.length > 8 ? `${value.slice(0, 8)}…` : value, value !== fieldOf(kept, field));
       }));
-    const heads = ['Path', 'Size', 'Modified', 'Bytes', ...kFields.map((field) => field.name)];
+    const heads = ['Path', 'Size', 'Modified', 'Bytes', ...fields.map((field) => field.name)];
     return make('div', {class: 'copies', tabindex: '0', role: 'region', 'aria-label': 'The copies side by side'},
       make('table', {}, make('thead', {}, make('tr', {}, ...heads.map((head) => make('th', {scope: 'col'}, head)))),
         make('tbody', {}, ...group.files.map(row))));
