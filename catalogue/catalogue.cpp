@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
@@ -65,11 +66,9 @@ void makeFolderOf(const std::string& path) {
   if (error) throw Error(Kind::readOnly, folder.string() + ": " + error.message());
 }
 
-// The schema is made with a rollback journal, so that the file is never seen without its marks.
 void bringUpToDate(Database& database) {
   int64_t version = database.number("PRAGMA user_version");
   if (version > schemaVersion()) throwNewer();
-  // A file whose making was cut short is empty by now.
   if (version == 0 && database.number("SELECT count(*) FROM sqlite_schema") > 0) throwForeign();
   if (version < schemaVersion()) {
     Transaction transaction(database);
@@ -89,8 +88,19 @@ void checkSchema(Database& database) {
   }
 }
 
+// Under another name, so that a process that ends in the middle leaves no half of one.
+void make(const std::string& path) {
+  const std::string made = path + "-new";
+  for (const char* part : {"", "-journal", "-wal", "-shm"}) unlink((made + part).c_str());
+  {
+    Database database(made, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+    bringUpToDate(database);
+  }
+  if (rename(made.c_str(), path.c_str()) != 0) throwSystem(errno, Kind::readOnly);
+}
+
 Database openToWrite(const std::string& path) {
-  Database database(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+  Database database(path, SQLITE_OPEN_READWRITE);
   bringUpToDate(database);
   // In a write-ahead log the system's crash can lose the last transactions with this, and nothing else.
   database.run("PRAGMA synchronous = NORMAL; PRAGMA foreign_keys = ON; PRAGMA cell_size_check = ON");
@@ -180,7 +190,7 @@ Catalogue Catalogue::open(const std::string& path, Access access) {
   contentOf(path);  // refuses before anything is made
   makeFolderOf(path);
   WriteLock lock(path);
-  contentOf(path);
+  if (contentOf(path) != Content::catalogue) make(path);
   return {path, std::move(lock), openToWrite(path)};
 }
 
