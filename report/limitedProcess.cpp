@@ -83,6 +83,7 @@ void endAndForget(pid_t child) {
 
 std::vector<char*> pointersTo(std::vector<std::string>& texts) {
   std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
   for (std::string& text : texts) pointers.push_back(text.data());
   pointers.push_back(nullptr);
   return pointers;
@@ -110,7 +111,7 @@ std::string findProgram(const std::string& name) {
   std::string_view folders = path != nullptr ? path : "/usr/local/bin:/usr/bin:/bin";
   while (!folders.empty()) {
     const size_t length = folders.find(':');
-    const std::string program = std::string(folders.substr(0, length)) + '/' + name;
+    std::string program = std::string(folders.substr(0, length)) + '/' + name;
     // an element that is no absolute path would lead into whatever folder one is in
     if (program[0] == '/' && program[1] != '/' && access(program.c_str(), X_OK) == 0) return program;
     if (length == std::string_view::npos) break;
