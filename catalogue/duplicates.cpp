@@ -135,10 +135,10 @@ void choose(const Judgement& judgement, Group* group) {
     if (anyReference ? members[i].isReference : i == best) kept.insert(members[i].file);
   }
   for (Member& member : members) member.isKept = kept.contains(member.file);
-  // The one chosen is the first of its names too.
-  if (!anyReference)
-    std::rotate(members.begin(), members.begin() + static_cast<ptrdiff_t>(best),
-                members.begin() + static_cast<ptrdiff_t>(best) + 1);
+  if (!anyReference) {  // the one chosen is the first of its names too
+    const auto chosen = members.begin() + static_cast<ptrdiff_t>(best);
+    std::rotate(members.begin(), chosen, chosen + 1);
+  }
   std::stable_partition(members.begin(), members.end(), [](const Member& member) { return member.isKept; });
 }
 

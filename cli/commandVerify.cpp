@@ -1,7 +1,9 @@
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <exception>
+#include <iterator>
 #include <memory>
 #include <mutex>
 
@@ -203,7 +205,7 @@ int verifyAt(const Options& options, const std::string& path, const std::vector<
 
 int run(const Options& options, const std::vector<std::string>& operands, Output& output) {
   std::vector<std::string> folders;
-  for (const std::string& operand : operands) folders.push_back(catalogue::absoluteFolder(operand));
+  std::transform(operands.begin(), operands.end(), std::back_inserter(folders), catalogue::absoluteFolder);
   std::vector<std::string> paths = options.catalogues;
   if (paths.empty()) paths.push_back(catalogue::defaultPath());
   Report report(options, output);

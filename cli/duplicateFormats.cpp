@@ -124,7 +124,7 @@ std::string groupCsv(const Group& group, uint64_t number) {
   std::string text;
   for (const Member& member : group.members) {
     text += fmt::format("{},{},{},{},{},{},{}\n", number, member.isKept ? "yes" : "no",
-                        catalogue::relationOf(group, member), member.size, member.mtime, member.hash,
+                        catalogue::relationOf(group, member), member.size, member.mtime, csvField(member.hash),
                         csvField(member.path));
   }
   return text;

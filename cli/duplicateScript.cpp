@@ -59,7 +59,7 @@ std::string secondsOf(int64_t nanoseconds) {
 
 std::string factsOf(const Member& member) {
   const std::string& hash = member.whole.empty() ? member.hash : member.whole;
-  return fmt::format("{} {} {} {}", member.size, secondsOf(member.mtime), hash.empty() ? "-" : hash,
+  return fmt::format("{} {} {} {}", member.size, secondsOf(member.mtime), hash.empty() ? "-" : shellWord(hash),
                      shellWord(member.path));
 }
 
@@ -68,12 +68,15 @@ std::string targetOf(const Member& member, bool areSeveralRoots) {
   return target.substr(std::min(target.find_first_not_of('/'), target.size()));
 }
 
+// No walk finds such a path; one that a catalogue holds all the same would lead out of the folder.
+bool leadsUp(const std::string& path) { return fmt::format("/{}/", path).find("/../") != std::string::npos; }
+
 std::string partOf(const Group& group, const Member& member, bool areSeveralRoots) {
   std::string text;
   for (const Companion& companion : member.companions) {
     text += fmt::format("# beside it, stays: {}\n", visible(companion.path));
   }
-  if (!member.isHere) return text + fmt::format("# not here: {}\n", visible(member.path));
+  if (!member.isHere || leadsUp(member.path)) return text + fmt::format("# not here: {}\n", visible(member.path));
   const bool isExact = member.copy != 0 && member.copy == group.members.front().copy;
   return text + fmt::format("move {} {}{}\n", factsOf(member), shellWord(targetOf(member, areSeveralRoots)),
                             isExact ? " exact" : "");
