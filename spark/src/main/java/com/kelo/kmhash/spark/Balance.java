@@ -31,8 +31,8 @@ final class Balance implements Serializable {
     }
 
     /**
-     * The files, of which the first two columns are path and length, in {@code pieces} partitions, or in as many as suit
-     * them and the cluster when that is 0. {@code files} must be in the same order whenever they are computed.
+     * The files, of which the first two columns are path and length, in {@code pieces} partitions, or in as many as
+     * suit them and the cluster when that is 0. {@code files} must be in the same order whenever they are computed.
      */
     JavaRDD<Row> divide(JavaRDD<Row> files, int pieces) {
         List<double[]> sums = files.mapPartitions(this::sum).collect();

@@ -16,11 +16,11 @@ public final class KmHashDuplicates {
             "Usage: spark-submit --class com.kelo.kmhash.spark.KmHashDuplicates JAR OPTION...\n"
             + "\n"
             + "  --input PATH         the table\n"
-            + "  --input-format FORMAT  parquet (the default), json or csv\n"
+            + "  --input-format FORM  parquet (the default), json or csv\n"
             + "  --output PATH        the directory for the groups, which must not be there\n"
             + "  --format FORMAT      parquet (the default) or csv\n"
-            + "  --match MATCH        same (the default): the hashes compare as identical; content: the digests of the\n"
-            + "                       content and the formats agree, other fields may differ";
+            + "  --match MATCH        same (the default): the hashes compare as identical; content: the\n"
+            + "                       digests of the content and the formats agree, other fields may differ";
     /** What of a hash a comparison looks at. */
     private static final String SAME = "concat(substr(hash, 1, 8), substr(hash, 19, 88), substr(hash, 115, 8))";
     /** The digest of the content, the format, and whether every byte counts; of quick hashes everything. */
@@ -65,7 +65,8 @@ public final class KmHashDuplicates {
                 .sortWithinPartitions("group", "path")
                 .write().mode(SaveMode.ErrorIfExists).format(format).options(Table.options(format))
                 .save(arguments.one("--output"));
-        Dataset<Row> written = spark.read().format(format).schema("group STRING, copies BIGINT, path STRING, length BIGINT")
+        Dataset<Row> written = spark.read().format(format)
+                .schema("group STRING, copies BIGINT, path STRING, length BIGINT")
                 .options(Table.options(format)).load(arguments.one("--output"));
         Row sums = written.groupBy("group").agg(count("*").as("files"), expr("sum(length) - max(length)").as("spare"))
                 .selectExpr("count(*)", "coalesce(sum(files), 0)", "coalesce(sum(spare), 0)").head();

@@ -28,14 +28,15 @@ import scala.runtime.BoxedUnit;
 /**
  * Adds the function {@code kmhash} to the SQL of a session whose {@code spark.sql.extensions} names this class.
  *
- * <p>{@code kmhash(path)} hashes a file of any store that Hadoop's interface reaches, {@code kmhash(bytes)} what a binary
- * column holds. A second argument, a constant, has the words {@code 4} to take the algorithms of version 4 first and
+ * <p>{@code kmhash(path)} hashes a file of any store that Hadoop's interface reaches, {@code kmhash(bytes)} what a
+ * binary column holds. A second argument, a constant, has the words {@code 4} to take the algorithms of version 4 first
+ * and
  * {@code whole} to hash every byte of the media. The answer is the hash text, or null for what cannot be hashed.
  */
 public final class KmHashExtensions extends AbstractFunction1<SparkSessionExtensions, BoxedUnit> {
     private static final String NAME = "kmhash";
-    private static final String USAGE = "_FUNC_(pathOrBytes[, options]) - Returns the hash text of a media file, or null"
-            + " when it cannot be hashed. Words of options: 4, whole.";
+    private static final String USAGE = "_FUNC_(pathOrBytes[, options]) - Returns the hash text of a media file, or"
+            + " null when it cannot be hashed. Words of options: 4, whole.";
 
     /** Makes the extension, as Spark does. */
     public KmHashExtensions() {}

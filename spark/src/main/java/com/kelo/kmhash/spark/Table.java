@@ -73,8 +73,8 @@ final class Table {
     }
 
     /**
-     * What is known of each hashed file now: path, length, modified_ns, hash. A file that was changed or tried again has
-     * a row for each time; the one of the latest modification counts, and of two such rows the one with a hash.
+     * What is known of each hashed file now: path, length, modified_ns, hash. A file that was changed or tried again
+     * has a row for each time; the one of the latest modification counts, and of two such rows the one with a hash.
      */
     static Dataset<Row> hashed(Dataset<Row> table) {
         return table.groupBy("path")
