@@ -12,7 +12,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <new>
 #include <optional>
 #include <thread>
 
@@ -48,7 +47,7 @@ bool isRotating(const fs::path& device, int layers = kMostLayers) {
 
 std::optional<uint64_t> firstByte(int descriptor) {
   alignas(fiemap) unsigned char bytes[sizeof(fiemap) + sizeof(fiemap_extent)] = {};
-  fiemap* const map = new (bytes) fiemap{};
+  auto* const map = reinterpret_cast<fiemap*>(bytes);
   map->fm_length = FIEMAP_MAX_OFFSET;
   map->fm_extent_count = 1;
   if (ioctl(descriptor, FS_IOC_FIEMAP, map) != 0 || map->fm_mapped_extents == 0) return std::nullopt;
