@@ -227,7 +227,8 @@ bool Verification::openPlace() {
   // A folder without any file where there were some is a disk that is away.
   const bool isEmpty = walkEnded_ && barred_.empty() && place.folder.empty();
   if (!place.isHere || isEmpty) bar("", Word::absent, "");
-  rows_.with(place.root.id, place.folder, endOf(place.folder));
+  end_ = endOf(place.folder);
+  rows_.with(place.root.id, place.folder, end_);
   rowsEnded_ = false;
   advanceRow();
   return true;

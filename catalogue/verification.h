@@ -119,6 +119,7 @@ class Verification {
   std::string walked_;  // path below the root
   FileStat walkedStat_;
   bool walkEnded_ = true;
+  std::string end_;  // of the place's paths; rows_ reads it
   Statement rows_, gone_, goneRow_;
   bool rowsEnded_ = true;
   std::vector<Barred> barred_;
