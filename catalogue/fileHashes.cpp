@@ -68,16 +68,16 @@ class Digester {
     }
   }
 
-  const int descriptor_;
   XXH3_state_t state_;
+  const int descriptor_;
   std::unique_ptr<char[]> buffer_;
   uint64_t done_ = 0;
   bool failed_ = false;
 };
 
 struct DigestedFile {
-  int descriptor;
   Digester digester;
+  int descriptor;
   const std::atomic<bool>* isStopped;
 };
 
@@ -105,7 +105,7 @@ class Maker {
 
   int sampledAndWhole(const std::atomic<bool>* isStopped) {
     char text[KMHASH_TEXT_SIZE], whole[KMHASH_TEXT_SIZE];
-    DigestedFile file{file_.number(), Digester(file_.number()), isStopped};
+    DigestedFile file{Digester(file_.number()), file_.number(), isStopped};
     const KmhashSource source{sizeof source, size_, &file, readDigested};
     const int code = kmhashHashSourceBoth(&source, KMHASH_PREFER_VERSION_4, text, whole, sizeof text);
     if (code == HASHCREATE_SUCCESS) {
