@@ -10,7 +10,7 @@ import java.util.regex.Matcher;
 import java.util.regex.Pattern;
 import org.apache.spark.launcher.JavaModuleOptions;
 
-/** A master and two workers, processes on this machine's loopback, in a folder that has Spark's jars and their logs. */
+/** A master and two workers, processes on the loopback, in a folder with Spark's jars and logs. */
 final class Cluster {
     final String url;
     final List<Process> workers = new ArrayList<>();
@@ -26,21 +26,21 @@ final class Cluster {
                 Files.createSymbolicLink(jars.resolve(jar.getFileName()), jar);
             }
         }
-        master = start("master", "org.apache.spark.deploy.master.Master", "--port", "0");
+        String common = " --host 127.0.0.1 --webui-port 0 ";
+        master = java("master", "org.apache.spark.deploy.master.Master" + common + "--port 0");
         url = waitFor("master", Pattern.compile("spark://[0-9.:]+"));
         for (String name : List.of("worker1", "worker2")) {
-            workers.add(start(name, "org.apache.spark.deploy.worker.Worker", "--cores", "2", "--memory", "1g",
-                    "--work-dir", folder.resolve(name).toString(), url));
+            workers.add(java(name, "org.apache.spark.deploy.worker.Worker" + common
+                    + "--cores 2 --memory 1g --work-dir " + folder.resolve(name) + " " + url));
             waitFor(name, Pattern.compile("Successfully registered"));
         }
     }
 
-    /** Starts spark-submit's class, which runs as the driver. */
-    Process submit(String... arguments) throws IOException {
-        List<String> line = new ArrayList<>(List.of("org.apache.spark.deploy.SparkSubmit", "--master", url,
-                "--executor-memory", "512m", "--conf", "spark.ui.enabled=false", "--conf", "spark.cores.max=2"));
-        line.addAll(List.of(arguments));
-        return java("submit", line);
+    /** Starts a job by spark-submit's class, which runs as its driver. */
+    Process submit(Class<?> job, String arguments) throws IOException {
+        return java("submit", "org.apache.spark.deploy.SparkSubmit --master " + url
+                + " --executor-memory 512m --conf spark.ui.enabled=false --conf spark.cores.max=2"
+                + " --class " + job.getName() + " " + System.getProperty("jar") + " " + arguments);
     }
 
     static void kill(Process process) throws InterruptedException {
@@ -56,21 +56,13 @@ final class Cluster {
         kill(master);
     }
 
-    private Process start(String name, String type, String... arguments) throws IOException {
-        List<String> line = new ArrayList<>(List.of(type, "--host", "127.0.0.1", "--webui-port", "0"));
-        line.addAll(List.of(arguments));
-        return java(name, line);
-    }
-
-    private Process java(String log, List<String> line) throws IOException {
-        List<String> command = new ArrayList<>();
-        if (Files.getAttribute(folder, "unix:uid").equals(0)) { // even root is to find files that cannot be read
-            command.addAll(List.of("setpriv", "--bounding-set=-dac_override,-dac_read_search"));
-        }
-        command.addAll(List.of("java", "-Xmx512m", "-cp", folder + "/jars/*"));
-        command.addAll(List.of(JavaModuleOptions.defaultModuleOptions().split(" ")));
-        command.addAll(line);
-        ProcessBuilder process = new ProcessBuilder(command).redirectErrorStream(true);
+    /** As root too, these processes find files that they must not read. */
+    private Process java(String log, String line) throws IOException {
+        boolean isRoot = Files.getAttribute(folder, "unix:uid").equals(0);
+        String command = (isRoot ? "setpriv --bounding-set=-dac_override,-dac_read_search " : "")
+                + "java -Xmx512m -cp " + folder + "/jars/* "
+                + JavaModuleOptions.defaultModuleOptions() + " " + line;
+        ProcessBuilder process = new ProcessBuilder(command.split(" +")).redirectErrorStream(true);
         process.environment().put("SPARK_HOME", folder.toString());
         process.environment().put("SPARK_SCALA_VERSION", "2.12");
         process.environment().put("SPARK_LOCAL_IP", "127.0.0.1");

@@ -1,10 +1,10 @@
 package com.kelo.kmhash.spark;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.kelo.kmhash.HashText;
-import com.kelo.kmhash.KeloMediaHashException;
 import java.io.ByteArrayOutputStream;
 import java.io.File;
 import java.io.IOException;
@@ -18,10 +18,7 @@ import java.util.Map;
 import java.util.TreeMap;
 import java.util.TreeSet;
 import java.util.concurrent.CompletableFuture;
-import java.util.regex.Matcher;
-import java.util.regex.Pattern;
 import java.util.stream.Collectors;
-import java.util.stream.Stream;
 import org.apache.spark.sql.Dataset;
 import org.apache.spark.sql.Row;
 import org.apache.spark.sql.SparkSession;
@@ -31,9 +28,8 @@ import org.junit.jupiter.api.MethodOrderer;
 import org.junit.jupiter.api.Order;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.TestMethodOrder;
-import scala.collection.JavaConverters;
 
-/** The jobs on a cluster, against the command. This virtual machine is the driver, but for a driver that is killed. */
+/** The jobs on a cluster. This virtual machine is the driver, but for the one that is killed. */
 @TestMethodOrder(MethodOrderer.OrderAnnotation.class)
 class ClusterIT {
     private static final Path MEDIA = Path.of("../tests/media").toAbsolutePath().normalize();
@@ -44,14 +40,13 @@ class ClusterIT {
 
     @BeforeAll
     static void start() throws Exception {
-        try (Stream<Path> old = Files.exists(FOLDER) ? Files.walk(FOLDER) : Stream.empty()) {
-            old.sorted((a, b) -> b.compareTo(a)).forEach(path -> path.toFile().delete());
-        }
         cluster = new Cluster(Files.createDirectories(FOLDER));
-        spark = SparkSession.builder().master(cluster.url).config("spark.jars", System.getProperty("jar"))
+        spark = SparkSession.builder().master(cluster.url)
+                .config("spark.jars", System.getProperty("jar"))
                 .config("spark.executor.memory", "512m").config("spark.cores.max", 2)
                 .config("spark.driver.host", "127.0.0.1").config("spark.ui.enabled", false)
-                .config("spark.local.dir", FOLDER + "/local").config("spark.sql.shuffle.partitions", 4)
+                .config("spark.local.dir", FOLDER + "/local")
+                .config("spark.sql.shuffle.partitions", 4)
                 .config("spark.sql.extensions", KmHashExtensions.class.getName()).getOrCreate();
     }
 
@@ -64,31 +59,29 @@ class ClusterIT {
     @Test
     @Order(1)
     void goesOnWhereAKilledDriverWas() throws Exception {
-        Path files = copies("killed-driver", MANY);
-        String[] job = {"--input", files.toString(), "--output", FOLDER + "/continued", "--partitions", "100"};
-        List<String> line = new ArrayList<>(List.of("--class", KmHashJob.class.getName(), System.getProperty("jar")));
-        line.addAll(List.of(job));
-        Process driver = cluster.submit(line.toArray(new String[0]));
-        waitForParts("continued", 3);
+        Path files = copies("killed-driver");
+        String job = "--partitions 100 --output " + FOLDER + "/continued --input " + files;
+        Process driver = cluster.submit(KmHashJob.class, job);
+        waitForParts("continued");
         Cluster.kill(driver);
-        long before = table("parquet", "continued").count();
+        long before = table("continued", "parquet").count();
         assertTrue(before > 0 && before < MANY, () -> "a run that is cut off: " + before);
-        String[] goOn = Stream.concat(Stream.of(job), Stream.of("--continue")).toArray(String[]::new);
-        assertEquals("hashed " + (MANY - before) + ", unsupported 0, failed 0", run(goOn));
-        assertEquals("hashed 0, unsupported 0, failed 0", run(goOn));
-        assertEquals(MANY, table("parquet", "continued").select("path").distinct().count());
+        assertEquals("hashed " + (MANY - before) + ", unsupported 0, failed 0",
+                run(job + " --continue"));
+        assertEquals("hashed 0, unsupported 0, failed 0", run(job + " --continue"));
+        assertEquals(MANY, table("continued", "parquet").select("path").distinct().count());
 
         Files.write(files.resolve("0.jpg"), new byte[] {1, 2, 3});
         Files.copy(MEDIA.resolve("flac-plain.flac"), files.resolve("new.flac"));
-        assertEquals("hashed 1, unsupported 1, failed 0", run(goOn));
-        assertEquals(MANY + 2, table("parquet", "continued").count());
-        assertEquals(MANY, Table.hashed(table("parquet", "continued")).count(), "a file that is no image any more");
+        assertEquals("hashed 1, unsupported 1, failed 0", run(job + " --continue"));
+        assertEquals(MANY + 2, table("continued", "parquet").count());
+        assertEquals(MANY, Table.hashed(table("continued", "parquet")).count(), "0.jpg is none");
     }
 
     @Test
     @Order(2)
     void hashesLikeTheCommand() throws Exception {
-        Path files = Files.createDirectories(FOLDER.resolve("media/a b%20c#d"));
+        Path files = Files.createDirectories(FOLDER.resolve("media/a%20b#c"));
         for (File file : MEDIA.toFile().listFiles()) {
             Files.copy(file.toPath(), files.resolve(file.getName()));
         }
@@ -98,56 +91,55 @@ class ClusterIT {
         Files.createSymbolicLink(files.resolve("link.jpg"), MEDIA.resolve("jpeg-tiny.jpg"));
         Files.createSymbolicLink(files.resolve("loop"), files);
         Path locked = Files.copy(MEDIA.resolve("png-rgb.png"), files.resolve("locked.png"));
+        Path closed = Files.createDirectory(files.resolve("closed"));
         Files.setPosixFilePermissions(locked, PosixFilePermissions.fromString("---------"));
-        Path closed = Files.createDirectory(files.resolve("closed"), PosixFilePermissions.asFileAttribute(
-                PosixFilePermissions.fromString("---------")));
-        for (String options : List.of("--prefer 3 --format parquet", "--prefer 4 --whole --format json",
-                "--prefer 4 --read-ahead 1000000 --format csv")) {
+        Files.setPosixFilePermissions(closed, PosixFilePermissions.fromString("---------"));
+        String job = " --input " + files + " --input " + FOLDER + "/med* --output " + FOLDER + "/";
+        for (String options : List.of("--prefer 3 --format parquet",
+                "--prefer 4 --whole --format json", "--prefer 4 --read-ahead 99999 --format csv")) {
             String format = options.substring(options.lastIndexOf(' ') + 1);
-            List<String> line = new ArrayList<>(List.of(options.split(" ")));
-            line.addAll(List.of("--output", FOLDER + "/" + format, "--input", files.toString(),
-                    "--input", files.getParent().getParent() + "/med*"));
-            run(line.toArray(new String[0]));
-            Map<String, String> expected = commandSays(files, options.replaceAll("--(format|read-ahead) \\w+", ""));
-            expected.put(locked.toString(), "failed -1 null");
-            expected.put(closed.toString(), "failed -1 null");
-            Map<String, String> found = new TreeMap<>();
-            for (Row row : table(format, format).collectAsList()) {
-                found.put(row.getString(0), row.get(3) + " " + row.get(4) + " " + row.get(5));
-            }
-            assertEquals(expected, found, options);
+            run(options + job + format);
+            Dataset<Row> table = table(format, format);
+            Dataset<Row> refused = table.where("path RLIKE '/(locked.png|closed)$'");
+            assertEquals(2, refused.where("result = -1 AND hash IS NULL").count());
+            assertEquals(commandSays(files, options.replaceAll("--(format|read-ahead) \\w+", "")),
+                    lines(table.except(refused).select("path", "status", "hash")), options);
         }
         Files.setPosixFilePermissions(locked, PosixFilePermissions.fromString("rw-------"));
-        assertEquals("hashed 1, unsupported 0, failed 1", run("--output", FOLDER + "/parquet", "--input",
-                files.toString(), "--continue", "--retry-failed"));
-        Row row = table("parquet", "parquet").where("path LIKE '%flac-plain.flac'").head();
+        assertEquals("hashed 1, unsupported 0, failed 1",
+                run("--continue --retry-failed" + job + "parquet"));
+        assertEquals(4, table("parquet", "parquet").where("result = -9").count());
+        Dataset<Row> row = table("parquet", "parquet").where("path LIKE '%/flac-plain.flac'");
         HashText hash = HashText.of(MEDIA.resolve("flac-plain.flac"));
-        assertEquals(List.of(files + "/flac-plain.flac", Files.size(MEDIA.resolve("flac-plain.flac")),
-                Files.getLastModifiedTime(files.resolve("flac-plain.flac")).toMillis() * 1_000_000, "hashed", 0,
-                hash.toString(), 14, "AUDIO", "FLAC", hash.getContent().toLowerCase(), hash.getMeta().toLowerCase()),
-                JavaConverters.seqAsJavaList(row.toSeq()));
+        Path flac = files.resolve("flac-plain.flac");
+        assertEquals(String.format("[[%s,%d,%d000000,hashed,0,%s,14,AUDIO,FLAC,%s,%s]]", flac,
+                Files.size(flac), Files.getLastModifiedTime(flac).toMillis(), hash,
+                hash.getContent().toLowerCase(), hash.getMeta().toLowerCase()),
+                lines(row).toString());
     }
 
     @Test
     @Order(3)
     void findsDuplicatesInTheTable() throws Exception {
-        List<Row> rows = table("parquet", "parquet").where("hash IS NOT NULL").collectAsList();
+        List<Row> rows = table("parquet", "parquet").where("hash IS NOT NULL").orderBy("path")
+                .collectAsList();
         for (String match : List.of("same", "content")) {
-            KmHashDuplicates.main(("--input " + FOLDER + "/parquet --match " + match + " --format csv --output "
-                    + FOLDER + "/" + match).split(" "));
-            Map<String, List<String>> expected = new TreeMap<>();
-            for (Row row : rows) {
-                HashText hash = HashText.parse(row.getString(5));
-                String whole = hash.getContent() + hash.toString().substring(98, 106);
-                String key = match.equals("content") ? whole : whole + hash.getMeta() + hash.getMajorVersion();
-                expected.computeIfAbsent(key, none -> new ArrayList<>()).add(row.getString(0));
+            Map<String, List<String>> groups = new TreeMap<>();
+            for (Row row : rows) { // of which no two have the same content, but another version
+                String hash = row.getString(5);
+                String key = hash.substring(match.equals("same") ? 18 : 98, 106);
+                groups.computeIfAbsent(hash.substring(18, 58) + key, none -> new ArrayList<>())
+                        .add(row.getString(0));
             }
-            Map<String, List<String>> found = spark.read().option("header", true).option("multiLine", true)
-                    .option("escape", "\"").csv(FOLDER + "/" + match).collectAsList().stream()
-                    .collect(Collectors.groupingBy(row -> row.getString(0) + row.getString(1),
-                            Collectors.mapping(row -> row.getString(2), Collectors.toList())));
-            assertEquals(sorted(expected), sorted(found), match);
-            found.forEach((group, paths) -> assertTrue(group.endsWith(String.valueOf(paths.size())), group));
+            TreeSet<String> expected = new TreeSet<>();
+            groups.values().stream().filter(paths -> paths.size() > 1).forEach(paths ->
+                    expected.add("[" + paths.size() + "," + String.join("|", paths) + "]"));
+            KmHashDuplicates.main(("--input " + FOLDER + "/parquet --match " + match
+                    + " --format csv --output " + FOLDER + "/" + match).split(" "));
+            spark.read().options(Table.options("csv")).csv(FOLDER + "/" + match)
+                    .createOrReplaceTempView("found");
+            assertEquals(expected, lines(spark.sql("SELECT copies, array_join(array_sort("
+                    + "collect_list(path)), '|') FROM found GROUP BY group, copies")), match);
         }
     }
 
@@ -155,46 +147,44 @@ class ClusterIT {
     @Order(4)
     void hashesInSql() throws Exception {
         spark.read().format("binaryFile").load(MEDIA.toString()).createOrReplaceTempView("files");
-        Row counts = spark.sql("SELECT count(*), count(kmhash(path)), count_if(kmhash(path) <=> kmhash(content)),"
-                + " count_if(kmhash(path, '4 whole') LIKE '0004%F10000000000'), count(kmhash(concat(path, 'x'))),"
-                + " count_if(kmhash(content) = '" + HashText.of(MEDIA.resolve("jpeg-tiny.jpg")) + "') FROM files").head();
-        assertEquals(MEDIA.toFile().list().length, counts.getLong(0));
-        assertEquals(counts.getLong(0) - 2, counts.getLong(1)); // a list and a script are no media
-        assertEquals(counts.getLong(0), counts.getLong(2));
-        assertTrue(counts.getLong(3) > 50 && counts.getLong(3) < counts.getLong(1), counts::toString);
-        assertEquals(0, counts.getLong(4));
-        assertTrue(counts.getLong(5) > 0);
+        String said = spark.sql("SELECT count(*) - count(kmhash(path)),"
+                + " count_if(NOT kmhash(path) <=> kmhash(content)), count(kmhash(path || 'x')),"
+                + " count_if(kmhash(path, '4 whole') LIKE '0004%F10000000000') > 50,"
+                + " max(kmhash(content)) FILTER (WHERE path LIKE '%/jpeg-tiny.jpg')"
+                + " FROM files").head().toString();
+        String hash = HashText.of(MEDIA.resolve("jpeg-tiny.jpg")).toString();
+        assertEquals("[2,0,0,true," + hash + "]", said); // a list and a script are no media
     }
 
     @Test
     @Order(5)
     void losesNothingWithAWorker() throws Exception {
-        Path files = copies("killed-worker", MANY);
-        CompletableFuture<String> job = CompletableFuture.supplyAsync(() -> run("--input", files.toString(),
-                "--output", FOLDER + "/recomputed", "--partitions", "100"));
-        waitForParts("recomputed", 3);
+        String job = "--partitions 100 --output " + FOLDER + "/recomputed --input "
+                + copies("killed-worker");
+        CompletableFuture<String> said = CompletableFuture.supplyAsync(() -> run(job));
+        waitForParts("recomputed");
         Cluster.kill(cluster.workers.get(0));
-        assertTrue(!job.isDone(), "killed in mid-job");
-        job.get();
-        Dataset<Row> table = table("parquet", "recomputed");
+        assertFalse(said.isDone(), "killed in mid-job");
+        said.get();
+        Dataset<Row> table = table("recomputed", "parquet");
         assertEquals(MANY, table.where("status = 'hashed'").count());
         assertEquals(MANY, table.select("path").distinct().count());
     }
 
     // ---- Helpers ----
 
-    private static Path copies(String name, int count) throws IOException {
+    private static Path copies(String name) throws IOException {
         Path folder = Files.createDirectories(FOLDER.resolve(name));
-        for (int i = 0; i < count; i++) {
+        for (int i = 0; i < MANY; i++) {
             Files.copy(MEDIA.resolve("jpeg-large.jpg"), folder.resolve(i + ".jpg"));
         }
         return folder;
     }
 
-    private static void waitForParts(String table, int count) throws Exception {
-        for (int i = 0; i < 6000; i++) {
-            String[] names = FOLDER.resolve(table).toFile().list((folder, name) -> name.startsWith("part-"));
-            if (names != null && names.length >= count) {
+    private static void waitForParts(String table) throws Exception {
+        for (int i = 0; i < 12000; i++) {
+            String[] names = FOLDER.resolve(table).toFile().list();
+            if (names != null && String.join(" ", names).matches(".*part-.*part-.*")) {
                 return;
             }
             Thread.sleep(20);
@@ -203,12 +193,12 @@ class ClusterIT {
     }
 
     /** What the job says it did, without requests and bytes. */
-    private static String run(String... arguments) {
-        PrintStream out = System.out;
+    private static String run(String line) {
         ByteArrayOutputStream said = new ByteArrayOutputStream();
+        PrintStream out = System.out;
+        System.setOut(new PrintStream(said));
         try {
-            System.setOut(new PrintStream(said));
-            KmHashJob.main(arguments);
+            KmHashJob.main(line.split(" +"));
         } catch (IOException e) {
             throw new AssertionError(e);
         } finally {
@@ -217,31 +207,24 @@ class ClusterIT {
         return said.toString().replaceAll("(?s).*KmHashJob: |, requests.*", "");
     }
 
-    private static Dataset<Row> table(String format, String name) {
+    private static Dataset<Row> table(String name, String format) {
         return Table.read(spark, format, FOLDER + "/" + name);
     }
 
-    /** Status, result and hash of each file by its path. */
-    private static Map<String, String> commandSays(Path folder, String options) throws Exception {
-        List<String> line = new ArrayList<>(List.of("../build/release/kmhash", "hash", "-r", "--json"));
-        line.addAll(List.of(options.trim().split(" +")));
-        line.add(folder.toString());
-        Process command = new ProcessBuilder(line).redirectError(ProcessBuilder.Redirect.DISCARD).start();
-        Pattern shape = Pattern.compile("\\{\"path\":\"(.*)\",\"status\":\"(\\w+)\"(?:,\"hash\":\"(\\w+)\")?");
-        Map<String, String> says = new TreeMap<>();
-        for (String object : new String(command.getInputStream().readAllBytes()).split("\n")) {
-            Matcher file = shape.matcher(object);
-            assertTrue(file.find(), object);
-            int result = KeloMediaHashException.class.getField(file.group(2)).getInt(null);
-            String status = result == 0 ? "hashed" : result == -9 ? "unsupported" : "failed";
-            says.put(file.group(1).replace("\\n", "\n").replace("\\\"", "\""), status + " " + result + " " + file.group(3));
-        }
-        return says;
+    /** Path, status and hash of each file that the cluster can read. */
+    private static TreeSet<String> commandSays(Path folder, String options) throws Exception {
+        String line = "../build/release/kmhash hash -r --json " + options + " " + folder;
+        File said = FOLDER.resolve("command.json").toFile();
+        new ProcessBuilder(line.split(" +")).redirectOutput(said)
+                .redirectError(ProcessBuilder.Redirect.DISCARD).start().waitFor();
+        return lines(spark.read().json(said.toString()).where("path NOT LIKE '%/locked.png'")
+                .selectExpr("path", "CASE status WHEN 'HASHCREATE_SUCCESS' THEN 'hashed'"
+                        + " WHEN 'HASHCREATE_NON_SUPPORTED' THEN 'unsupported' ELSE 'failed' END",
+                        "hash"));
     }
 
-    private static TreeSet<String> sorted(Map<String, List<String>> groups) {
-        return groups.values().stream().filter(paths -> paths.size() > 1)
-                .map(paths -> paths.stream().sorted().collect(Collectors.joining("|")))
+    private static TreeSet<String> lines(Dataset<Row> rows) {
+        return rows.collectAsList().stream().map(Row::toString)
                 .collect(Collectors.toCollection(TreeSet::new));
     }
 }
