@@ -160,8 +160,8 @@ class Members {
     member.inode = static_cast<uint64_t>(row.number(8));
     member.links = static_cast<uint64_t>(row.number(9));
     member.digest = row.text(10);
-    member.whole = row.text(11);
-    member.hash = row.text(12);
+    member.whole = hashTextOf(row, 11);
+    member.hash = hashTextOf(row, 12);
     found.hasFirstHash = row.number(13) != 0;
     return found;
   }

@@ -47,10 +47,10 @@ const Ending* endingOf(std::string_view name) {
 // ---- What members share ----
 
 bool haveOneInode(const Member& a, const Member& b) {
-  const bool mayBe = a.inode == b.inode && a.inode != 0 && a.links > 1 && b.links > 1 && a.fileSystem == b.fileSystem;
-  if (!mayBe || a.device == b.device) return mayBe;
+  if (a.inode != b.inode || a.inode == 0 || a.fileSystem != b.fileSystem) return false;
+  if (a.device == b.device && a.links > 1 && b.links > 1) return true;
   struct stat nowA {
-  }, nowB{};  // a disk has another number after it was away
+  }, nowB{};  // a disk has another number after it was away, and may be mounted twice
   return lstat(a.path.c_str(), &nowA) == 0 && lstat(b.path.c_str(), &nowB) == 0 && nowA.st_dev == nowB.st_dev &&
          nowA.st_ino == nowB.st_ino;
 }

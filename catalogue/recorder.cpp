@@ -143,7 +143,7 @@ void Recorder::refresh(int64_t file, const FileStat& stat) {
 
 std::optional<std::string> Recorder::hashText(int64_t file) {
   std::optional<std::string> text;
-  if (hashText_.with(file).next()) text = hashText_.text(0);
+  if (hashText_.with(file).next()) text = hashTextOf(hashText_, 0);
   hashText_.reset();
   return text;
 }

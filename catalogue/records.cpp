@@ -60,6 +60,12 @@ FileRecord fileOf(const Statement& row, int from) {
   return file;
 }
 
+std::string hashTextOf(const Statement& row, int column) {
+  std::string text = row.text(column);
+  if (row.isNull(column) || text.size() == kTextLength) return text;
+  throw Error(Error::Kind::damaged, "the catalogue is damaged: it holds a hash that is none");
+}
+
 HashRecord hashRecordOf(std::string_view text) {
   HashRecord hash;
   hash.text = text.substr(0, kTextLength);
@@ -76,8 +82,8 @@ HashRecord hashRecordOf(std::string_view text) {
 }
 
 HashRecord hashOf(const Statement& row, int from) {
-  return {row.text(from),     row.numberOrNull(from + 1), textOrNull(row, from + 2), textOrNull(row, from + 3),
-          row.text(from + 4), row.text(from + 5)};
+  return {hashTextOf(row, from),     row.numberOrNull(from + 1), textOrNull(row, from + 2),
+          textOrNull(row, from + 3), row.text(from + 4),         row.text(from + 5)};
 }
 
 }  // namespace catalogue

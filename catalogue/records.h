@@ -63,6 +63,9 @@ struct HashRecord {
   std::string content, meta;  // 20 bytes each
 };
 
+// Of a row's column; empty where it is NULL. Throws Error::damaged when its length is another than that of a hash text.
+std::string hashTextOf(const Statement& row, int column);
+
 // Takes a text of 128 characters apart. NULs of the library's own text become dots.
 HashRecord hashRecordOf(std::string_view text);
 

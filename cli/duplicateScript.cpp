@@ -37,6 +37,7 @@ keep() {
 # move SIZE TIME HASH FILE TARGET [exact]: an exact copy is compared with the one that stays, byte by byte
 move() {
   unchanged "$@"
+  if [ "$kept" -ef "$4" ]; then stop "$4" 'is the file that stays, by another path'; fi
   [ $# = 5 ] || cmp -s -- "$kept" "$4" || stop "$4" 'its bytes are not those of the file that stays'
   if [ -e "$to/$5" ] || [ -L "$to/$5" ]; then stop "$to/$5" 'is there already'; fi
   folder=$to/$5
