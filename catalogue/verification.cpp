@@ -138,7 +138,8 @@ Verified find(const VerifyTask& task, bool whole) {
 
 bool isGone(const std::string& path) {
   struct stat status {};
-  return lstat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR);
+  if (lstat(path.c_str(), &status) == 0) return !S_ISREG(status.st_mode);
+  return errno == ENOENT || errno == ENOTDIR;
 }
 
 // Whether a walk with these options would come to the file.
@@ -216,7 +217,9 @@ bool Verification::openPlace() {
   walk_.reset();
   walkEnded_ = true;
   tree_ = place.isHere ? DirectoryTree::open(place.at + place.folder) : nullptr;
-  if (tree_ != nullptr) {
+  // Imported files may be anywhere: where no folder is named, each is looked up.
+  const bool isLookedUp = place.root.fileSystem == "unknown" && place.folder.empty();
+  if (tree_ != nullptr && !isLookedUp) {
     WalkNotes notes;
     notes.unreadable = [this](const std::string& path, int error) { bar(path, Word::unreadable, wordsOf(error)); };
     notes.otherMount = [this](const std::string& path, uint64_t) { bar(path, Word::absent, ""); };
@@ -225,7 +228,7 @@ bool Verification::openPlace() {
     advanceWalk();
   }
   // A folder without any file where there were some is a disk that is away.
-  const bool isEmpty = walkEnded_ && barred_.empty() && place.folder.empty();
+  const bool isEmpty = walkEnded_ && barred_.empty() && place.folder.empty() && !isLookedUp;
   if (!place.isHere || isEmpty) bar("", Word::absent, "");
   end_ = endOf(place.folder);
   rows_.with(place.root.id, place.folder, end_);
@@ -259,8 +262,8 @@ RecordedFile Verification::recordedOf(const Statement& row, const std::string& a
   }
   file.settled = row.number(4) != 0;
   file.digest = row.text(5);
-  file.text = row.text(6);
-  file.whole = row.text(7);
+  file.text = hashTextOf(row, 6);
+  file.whole = hashTextOf(row, 7);
   if (file.text.empty()) file.text = file.whole;
   return file;
 }
@@ -302,6 +305,11 @@ bool Verification::tellRow(VerifyTask* task) {
     task->reason = barred.reason;
     return true;
   }
+  FileStat stat;
+  if (!walk_ && tree_ && fileStatOf(tree_->find(path).number(), &stat)) {
+    compareRow(task);
+    return isChosen();
+  }
   missing_.push_back(rows_.number(0));
   return false;
 }
@@ -309,7 +317,7 @@ bool Verification::tellRow(VerifyTask* task) {
 void Verification::compareRow(VerifyTask* task) {
   task->kind = VerifyTask::Kind::compare;
   task->tree = tree_;
-  task->below = walked_.substr(places_[place_].folder.size());
+  task->below = rows_.text(1).substr(places_[place_].folder.size());
   task->recorded = recordedOf(rows_, places_[place_].at);
   task->path = task->recorded.path;
 }

@@ -130,16 +130,24 @@ TEST_F(Verify, ClaimsNothingThatIsNotRecordedOrNotHere) {
   fs::create_directories(folder / "p/below");
   write("p/a", kJpeg);
   write("p/below/b", kSound);
+  write("p/below/c", kJpeg);
   run("scan --catalog c p 2>&1");
-  const std::map<std::string, std::string> two = {{"a", kAsSampled}, {"below/b", kAsSampled}};
-  EXPECT_EQ(words("--whole"), two);
+  const std::map<std::string, std::string> below = {{"below/b", kAsSampled},
+                                                    {"below/c", kAsSampled}};
+  std::map<std::string, std::string> all = {{"a", kAsSampled}};
+  all.insert(below.begin(), below.end());
+  EXPECT_EQ(run("export --catalog c >l; kmhash import --catalog i l; kmhash verify --catalog i "
+                "2>/dev/null | wc -l"),
+            "3\n");
+  EXPECT_EQ(words("--whole"), all);
   EXPECT_NE(run("verify --catalog c --whole 2>&1").find("scan with --whole"), std::string::npos);
-  EXPECT_EQ(words("p/below"), (std::map<std::string, std::string>{{"below/b", kAsSampled}}));
+  EXPECT_EQ(words("p/below"), below);
   EXPECT_EQ(run("verify --catalog c / 2>/dev/null | wc -l; kmhash verify --catalog c other 2>&1 | "
                 "grep -c 'nothing of it'"),
-            "2\n1\n");
+            "3\n1\n");
   fs::rename(folder / "p", folder / "away");
-  const std::map<std::string, std::string> absent = {{"a", "absent"}, {"below/b", "absent"}};
+  const std::map<std::string, std::string> absent = {
+      {"a", "absent"}, {"below/b", "absent"}, {"below/c", "absent"}};
   EXPECT_EQ(words(""), absent);
   fs::create_directory(folder / "p");  // as an empty mount point
   EXPECT_EQ(words(""), absent);
