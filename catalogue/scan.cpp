@@ -153,7 +153,8 @@ class PartScan {
   void takeKnown(const KnownFile& file, const FileStat& stat);
   bool takeOtherName(const Job& job, bool isRecordedHere);
   bool isCatalogues(const std::string& path) const;
-  bool isStillThere(const KnownFile& file, const std::string& rootPath, const FileStat& stat);
+  enum class Former { gone, same, another };  // another: of another device, which has the inode's number too
+  Former formerOf(const KnownFile& file, const std::string& rootPath, const FileStat& stat);
   void store(const Job& job, const FileHashes& made);
   void noteGone(const KnownFile& file);
   void finish();
@@ -170,6 +171,7 @@ class PartScan {
   ScanTotals& totals_;
   const ScanTotals before_;
   std::vector<std::string>& otherMounts_;
+  std::vector<std::string> mountsBelow_;  // paths in the root
   const std::shared_ptr<const DirectoryTree> tree_;
   std::map<std::string, std::shared_ptr<const DirectoryTree>> otherTrees_;  // by path on the file system
   Batches batches_;
@@ -319,7 +321,9 @@ bool PartScan::takeOtherName(const Job& job, bool isRecordedHere) {
   while (!hasMoved && sameInode_.next()) {
     KnownFile file = knownOf(sameInode_);
     if (file.root == target_.part.root.id && file.path == path) continue;
-    hasMoved = !isRecordedHere && !isStillThere(file, sameInode_.text(12), stat);
+    const Former former = formerOf(file, sameInode_.text(12), stat);
+    if (former == Former::another) continue;
+    hasMoved = !isRecordedHere && former == Former::gone;
     if (other && !hasMoved) continue;
     mounted = sameInode_.text(11);
     other = std::move(file);
@@ -344,18 +348,22 @@ bool PartScan::takeOtherName(const Job& job, bool isRecordedHere) {
   return knowsAll;
 }
 
-bool PartScan::isStillThere(const KnownFile& file, const std::string& rootPath, const FileStat& stat) {
+// What stands where the file was recorded that may be the one at hand.
+PartScan::Former PartScan::formerOf(const KnownFile& file, const std::string& rootPath, const FileStat& stat) {
   auto& tree = otherTrees_[rootPath];
   if (!tree) {
     const Root& here = target_.part.root;
     const std::optional<std::string> path = pathNow({here.fileSystem, rootPath, here.mounted});
     tree = path ? DirectoryTree::open(*path) : nullptr;
-    if (!tree) return true;
+    if (!tree) return Former::same;
   }
   const Descriptor found = tree->find(file.path);
   FileStat now;
-  if (found.number() < 0) return errno != ENOENT && errno != ENOTDIR && errno != ELOOP;
-  return fileStatOf(found.number(), &now) && now.inode == stat.inode && now.device == stat.device;
+  if (found.number() < 0) {
+    return errno == ENOENT || errno == ENOTDIR || errno == ELOOP ? Former::gone : Former::same;
+  }
+  if (!fileStatOf(found.number(), &now) || now.inode != stat.inode) return Former::gone;
+  return now.device == stat.device ? Former::same : Former::another;
 }
 
 void PartScan::store(const Job& job, const FileHashes& made) {
@@ -375,9 +383,11 @@ void PartScan::store(const Job& job, const FileHashes& made) {
   batches_.wrote();
 }
 
-// One that was excluded, or lies in a folder that cannot be read, is not gone.
+// One that was excluded, or lies in a folder that cannot be read or that a mount hides, is not gone.
 void PartScan::noteGone(const KnownFile& file) {
-  if (file.isMissing) return;
+  const bool isHidden = std::any_of(mountsBelow_.begin(), mountsBelow_.end(),
+                                    [&](const std::string& mount) { return file.path.starts_with(mount); });
+  if (file.isMissing || isHidden) return;
   const Descriptor found = tree_->find(std::string_view(file.path).substr(target_.part.folder.size()));
   FileStat stat;
   const bool isGone =
@@ -437,6 +447,7 @@ WalkNotes PartScan::notes() {
               },
           .otherMount =
               [this](const std::string& path, uint64_t mountId) {
+                mountsBelow_.push_back(pathInRoot(path));
                 if (!isSystems(mountId)) return otherMounts_.push_back(absolute(path));
                 ++totals_.passedOver;
                 observer_.passedOver(absolute(path));
