@@ -195,6 +195,9 @@ Verification::~Verification() = default;
 void Verification::addPlaces() {
   std::vector<std::string> folders = options_.folders;
   if (folders.empty()) folders.emplace_back("/");
+  std::sort(folders.begin(), folders.end());  // those below another one are told with it
+  const auto isWithin = [](const std::string& outer, const std::string& folder) { return folder.starts_with(outer); };
+  folders.erase(std::unique(folders.begin(), folders.end(), isWithin), folders.end());
   for (const std::string& folder : folders) {
     const size_t before = places_.size();
     for (Root& root : allRoots(catalogue_.database())) {

@@ -17,6 +17,9 @@ using Values = std::map<std::string, std::string>;  // a column's text; null and
 // More lines than this do not belong to one path.
 constexpr int kMostLinesOfOne = 4096;
 
+// Some editors and tables begin a file of UTF-8 with it.
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
 std::string absolutePath(const std::string& path) {
   std::error_code error;
   const std::filesystem::path absolute = std::filesystem::absolute(path, error);
@@ -138,6 +141,7 @@ bool ImportReader::next(ImportLine* line) {
   for (std::string text; readLine(&text);) {
     *line = {};
     line->number = number_;
+    if (number_ == 1 && text.starts_with(kByteOrderMark)) text.erase(0, kByteOrderMark.size());
     if (columns_.empty() && text.starts_with("path,")) {
       if (text.ends_with('\r')) text.pop_back();
       columns_ = csvFields(text);
@@ -150,6 +154,7 @@ bool ImportReader::next(ImportLine* line) {
     } else {
       takeListLine(text, end_, line);
     }
+    if (line->reason.empty() && line->file.path.ends_with('/')) line->reason = "the path of a folder";
     if (!line->reason.empty() || !line->file.path.empty()) return true;
   }
   return false;

@@ -227,6 +227,11 @@ TEST_F(Catalogues, KnowADiskWhereverItIs) {
        "kmhash: c: 5 files, 5 known, 1 passed over\nkmhash: c: 6 files, 5 known, 1 new\n"
        "kmhash: p/n/: its disk is not here; what is recorded of it stays as it is\n"
        "kmhash: c: 5 files, 5 known\n"},
+      {"hidden by a mount",
+       "mkdir p/h; cp p/*.opus p/h; old p/h; { scan p; mount -t tmpfs none p/h; scan p; umount p/h;"
+       "scan p; } | grep c:",
+       "kmhash: c: 6 files, 5 known, 1 new\nkmhash: c: 5 files, 5 known\n"
+       "kmhash: c: 6 files, 6 known\n"},
   });
 }
 
