@@ -45,7 +45,7 @@ struct Catalogues : support::InFolder {
   std::string run(const std::string& script) const {
     std::string shown = outputOf(
         withProgram(fmt::format("cd {}; export MEDIA={}; {}\n({}) 2>&1", quoted(folder.string()),
-                                KMHASH_TEST_MEDIA, kShell, script)));
+                                quoted(KMHASH_TEST_MEDIA), kShell, script)));
     for (size_t at = 0; (at = shown.find(folder.string() + "/")) != std::string::npos;)
       shown.erase(at, folder.string().size() + 1);
     return shown;
@@ -75,7 +75,7 @@ TEST_F(Catalogues, FollowWhatBecomesOfFiles) {
        "kmhash: c: 5 files, 5 known, 1 back\nback      p/png-rgb.png  (the media agree)\n"
        "kmhash: c: 5 files, 5 known\n"},
       {"changed",
-       "cp $MEDIA/jpeg-edited.jpg p/jpeg-baseline.jpg; cat $MEDIA/flac-plain.flac >p/z;"
+       "cp \"$MEDIA\"/jpeg-edited.jpg p/jpeg-baseline.jpg; cat \"$MEDIA\"/flac-plain.flac >p/z;"
        "touch -d @2000.5 p/*.jpg p/z; scan p; log | tail -2",
        "kmhash: c: 5 files, 3 known, 2 changed\n"
        "changed   p/jpeg-baseline.jpg  (the media agree)\n"
@@ -154,7 +154,7 @@ TEST_F(Catalogues, TakeEveryNameAndPassUnreadableFolders) {
 
 // By all bytes of the file, in one piece.
 TEST_F(Catalogues, DigestWholeFilesAsTheLibraryReadsThem) {
-  run("cp $MEDIA/* p; old p; scan --whole --others --prefer 3 p");
+  run("cp \"$MEDIA\"/* p; old p; scan --whole --others --prefer 3 p");
   auto catalogue = catalogue::Catalogue::open(folder / "c", catalogue::Access::read);
   auto rows = catalogue.database().prepare("SELECT path, digest, id FROM files");
   auto hashes = catalogue.database().prepare("SELECT kind, text FROM hashes WHERE file = ?");
@@ -175,8 +175,9 @@ TEST_F(Catalogues, DigestWholeFilesAsTheLibraryReadsThem) {
                            : hashes.text(0) == "version3" ? ""
                                                           : "--quick";
       if (whole % 8 != 0) continue;
-      EXPECT_EQ(run(fmt::format("kmhash hash {} $MEDIA/{}", method, rows.text(0))).substr(0, 128),
-                hashes.text(1));
+      EXPECT_EQ(
+          run(fmt::format("kmhash hash {} \"$MEDIA\"/{}", method, rows.text(0))).substr(0, 128),
+          hashes.text(1));
     }
     EXPECT_TRUE(version3.empty() || sampled != version3) << rows.text(0);
   }
@@ -184,7 +185,7 @@ TEST_F(Catalogues, DigestWholeFilesAsTheLibraryReadsThem) {
 }
 
 TEST_F(Catalogues, LoseNothingWhenKilledAndGoOn) {
-  run("mkdir p/many; for f in $MEDIA/*p*g $MEDIA/*.webp; do for i in $(seq 40); do"
+  run("mkdir p/many; for f in \"$MEDIA\"/*p*g \"$MEDIA\"/*.webp; do for i in $(seq 40); do"
       " { cat $f; echo $i; } >p/many/$i-${f##*/}; done; done; old p; kmhash scan --catalog whole "
       "p");
   int64_t before = 0;
