@@ -180,6 +180,8 @@ int run(const Options& options, const std::vector<std::string>& names, Output& o
   const LineEnd end = options.zero ? LineEnd::nul : LineEnd::newline;
   Lists lists(names, end);
   Report report(options, names, output);
+  // Lines that come from elsewhere are answered as they come, and come once.
+  const bool areFiles = std::all_of(names.begin(), names.end(), isRegularFile);
   runInOrder<Item, VerifyAnswer>(
       output, options.run,
       {.next = [&](Item& item) { return lists.next(item); },
@@ -187,12 +189,12 @@ int run(const Options& options, const std::vector<std::string>& names, Output& o
        .commit = [&](const Item& item, const VerifyAnswer& answer) { report.take(item, answer); },
        .again =
            [&] {
-             return std::all_of(names.begin(), names.end(), isRegularFile)
-                        ? [again = std::make_shared<Lists>(names, end)](Item& item) { return again->next(item); }
-                        : std::function<bool(Item&)>();
+             return areFiles ? [again = std::make_shared<Lists>(names, end)](Item& item) { return again->next(item); }
+                             : std::function<bool(Item&)>();
            },
        .isOnRotatingDisk = [](const Item& item) { return catalogue::isOnRotatingDisk(item.line.path); },
-       .place = [](const Item& item) { return catalogue::placeOnDisk(item.line.path); }});
+       .place = areFiles ? [](const Item& item) { return catalogue::placeOnDisk(item.line.path); }
+                         : std::function<uint64_t(const Item&)>()});
   return report.status();
 }
 

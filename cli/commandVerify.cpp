@@ -176,7 +176,8 @@ void verifyCatalogue(const Options& options, const std::vector<std::string>& fol
              guarded.take(verified);
              report.take(verified);
            },
-       .isOnRotatingDisk = [](const Task& task) { return catalogue::isOnRotatingDisk(task.path); }});
+       .isOnRotatingDisk = [](const Task& task) { return catalogue::isOnRotatingDisk(task.path); },
+       .place = [](const Task& task) { return catalogue::placeOnDisk(task.path); }});
   guarded.rethrow();
   for (Verified missing; verification.nextMissing(&missing);) {
     verification.take(missing);

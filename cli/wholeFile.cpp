@@ -35,6 +35,11 @@ bool canMakeFile(const std::string& path) {
 }
 
 bool writeWholeFile(const std::string& path, std::string_view bytes) {
+  struct stat there {};
+  if (stat(path.c_str(), &there) == 0 && !S_ISREG(there.st_mode)) {  // a device or a pipe would be gone
+    errno = S_ISDIR(there.st_mode) ? EISDIR : EINVAL;
+    return false;
+  }
   std::string part = path + ".XXXXXX";
   const int descriptor = mkstemp(part.data());
   if (descriptor < 0) return false;

@@ -29,6 +29,7 @@ struct Start {
 void limit(int resource, const rlimit& most) { setrlimit(static_cast<decltype(RLIMIT_AS)>(resource), &most); }
 
 [[noreturn]] void become(const Start& start) {
+  setpgid(0, 0);  // with what it starts itself it can be ended at once
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
   if (unshare(CLONE_NEWNET) != 0) unshare(CLONE_NEWUSER | CLONE_NEWNET);
@@ -75,7 +76,8 @@ bool hasEnded(pid_t child, Clock::time_point deadline, int* status) {
 }
 
 void endAndForget(pid_t child) {
-  kill(child, SIGKILL);
+  kill(-child, SIGKILL);
+  kill(child, SIGKILL);  // it may not have come to lead a group yet
   while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
   }
 }
@@ -126,7 +128,7 @@ std::string outputOfProgram(const std::string& program, const std::vector<std::s
   // libvips: one thread, and no loader that was not made for hostile files
   std::vector<std::string> environment = {"PATH=/usr/bin:/bin", "LC_ALL=C", "HOME=/nonexistent", "VIPS_CONCURRENCY=1",
                                           "VIPS_BLOCK_UNTRUSTED=1"};
-  const rlim_t processor = limits.seconds / 2 + 1;
+  const rlim_t processor = limits.seconds / 2;
   const auto memory = static_cast<rlim_t>(limits.memory);
   int pipes[2];
   const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);

@@ -99,7 +99,7 @@
       const c = String.fromCharCode(byte);
       return /[\w./~-]/.test(c) && byte < 0x80 ? c : `%${byte.toString(16).toUpperCase().padStart(2, '0')}`;
     };
-    return `file://${Array.from(bytesOf(path), escaped).join('')}`;
+    return `file:///${Array.from(bytesOf(path.replace(/^\/+/, '')), escaped).join('')}`;
   }
 
   const nameOf = (path) => path.slice(path.lastIndexOf('/') + 1);
@@ -280,7 +280,7 @@
     ];
     if (verification) {
       const count = unwellCount(verification.words);
-      rows.push(figure('Verification', count === 0 ? 'all well' : countOf(count, 'finding', 'findings'),
+      rows.push(figure('Last findings', count === 0 ? 'all well' : countOf(count, 'finding', 'findings'),
         dateOf(verification.when)));
     }
     byId('figures').append(...rows);
@@ -323,8 +323,10 @@
   // Every year from the first to the last, the last thirty at most.
   function yearRows() {
     const known = new Map(data.years.map((row) => [row.year, row]));
-    const last = Math.max(...known.keys());
-    const first = Math.max(Math.min(...known.keys()), last - 29);
+    const years = [...known.keys()].sort((a, b) => a - b);
+    if (years.at(-1) - years[0] >= 30) return years.slice(-30).map((year) => known.get(year));
+    const last = years.at(-1);
+    const [first] = years;
     return Array.from({length: last - first + 1}, (_, i) => known.get(first + i) ?? {year: first + i});
   }
 
@@ -395,8 +397,7 @@
   function showNotes() {
     const notes = [];
     if (data.left.groups > 0) {
-      notes.push(`${countOf(data.left.groups, 'group', 'groups')} that would free least ` +
-        `${data.left.groups === 1 ? 'is' : 'are'} left out to bound this page's size.`);
+      notes.push(`${countOf(data.left.groups, 'group', 'groups')} found no room within this page's size.`);
     }
     if (data.left.pictures > 0) {
       notes.push(`${countOf(data.left.pictures, 'picture is', 'pictures are')} not inside the page; your browser ` +
@@ -725,7 +726,11 @@
   function look(file) {
     const viewer = byId('viewer');
     const {group} = file;
-    const step = (by) => look(group.files[(group.files.indexOf(file) + by + group.files.length) % group.files.length]);
+    const step = (by) => {
+      const at = [...viewer.querySelectorAll('button')].indexOf(document.activeElement);
+      look(group.files[(group.files.indexOf(file) + by + group.files.length) % group.files.length]);
+      viewer.querySelectorAll('button')[at]?.focus();
+    };
     viewer.replaceChildren(
       make('header', {}, make('h2', {id: 'viewer-title'}, shown(nameOf(file.path))),
         make('div', {class: 'buttons'},
@@ -751,14 +756,22 @@
 
   // What the script checks of a file before it moves it.
   function shellFacts(file) {
-    return `${file.size} ${file.time} ${file.group.hashes[file.whole ?? file.hash] || '-'} ${shellWord(file.path)}`;
+    const hash = file.group.hashes[file.whole ?? file.hash];
+    return `${file.size} ${file.time} ${hash ? shellWord(hash) : '-'} ${shellWord(file.path)}`;
   }
+
+  // No walk finds such a path; one that a catalogue holds all the same would lead out of the folder.
+  const leadsUp = (path) => path.split('/').includes('..');
 
   function scriptPart(group) {
     const stays = group.files.find((file) => !chosen.has(file) && !file.away);
     const lines = [`\nkeep ${shellFacts(stays)}\n`];
     for (const file of group.files.filter((each) => chosen.has(each))) {
       for (const companion of file.companions ?? []) lines.push(`# beside it, stays: ${shown(companion)}\n`);
+      if (leadsUp(file.path)) {
+        lines.push(`# not here: ${shown(file.path)}\n`);
+        continue;
+      }
       const below = data.roots.length > 1 ? file.path : file.path.slice(data.roots[file.root].length);
       const isExact = file.bytes !== undefined && file.bytes === stays.bytes;
       lines.push(`move ${shellFacts(file)} ${shellWord(below.replace(/^\/+/, ''))}${isExact ? ' exact' : ''}\n`);

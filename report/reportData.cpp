@@ -46,8 +46,8 @@ std::string formatOfHash(const std::string& hash) {
 uint64_t sizeOf(const Group& group) {
   uint64_t size = 100;
   for (const Member& member : group.members) {
-    size += 250 + member.path.size() + member.whole.size() + (member.hash == group.members[0].hash ? 0 : 131);
-    for (const Companion& companion : member.companions) size += companion.path.size() + 3;
+    size += 248 + jsonText(member.path).size() + member.whole.size() + (member.hash == group.members[0].hash ? 0 : 131);
+    for (const Companion& companion : member.companions) size += jsonText(companion.path).size() + 1;
   }
   return size;
 }
@@ -190,9 +190,14 @@ void GroupShelf::add(const Group& group) {
 void GroupShelf::shorten() {
   std::sort(kept_.begin(), kept_.end(), freesMore);
   bytes_ = 0;
-  size_t count = 0;
-  while (count < kept_.size() && bytes_ + sizeOf(kept_[count]) <= mostBytes_) bytes_ += sizeOf(kept_[count++]);
-  kept_.resize(count);
+  std::vector<Group> fitting;
+  for (Group& group : kept_) {
+    const uint64_t size = sizeOf(group);
+    if (bytes_ + size > mostBytes_) continue;
+    bytes_ += size;
+    fitting.push_back(std::move(group));
+  }
+  kept_ = std::move(fitting);
 }
 
 std::vector<Group> GroupShelf::take() {

@@ -206,7 +206,7 @@ test('5,000 groups open in under two seconds', async (run) => {
 test('keyboard', async () => {
   await openMadeUp();
   for (const key of ['j', 'j', 'ArrowRight', 'ArrowRight', 'x']) await page.keyboard.press(key);
-  assert.equal(await countOf('.group[aria-posinset="2"] .tile:nth-child(2).goes'), 1);
+  await page.waitForSelector('.group[aria-posinset="2"] .tile:nth-child(2).goes', {timeout: 5000});
   await page.keyboard.press('Enter');
   assert.match(await textOf('#viewer-title'), /./);
   const first = await textOf('#viewer tr[aria-current] .path');

@@ -6,6 +6,7 @@ import java.io.EOFException;
 import java.io.IOException;
 import java.io.InterruptedIOException;
 import java.io.UncheckedIOException;
+import java.net.SocketTimeoutException;
 import java.nio.channels.ClosedByInterruptException;
 import java.util.concurrent.ExecutionException;
 import org.apache.hadoop.conf.Configuration;
@@ -57,9 +58,11 @@ final class FileHasher {
             return options.hash(length <= readAhead ? readWhole(in, (int) length) : inPieces(in, length));
         } catch (EOFException e) {
             throw failure(KeloMediaHashException.HASHCREATE_READ_ERROR);
+        } catch (SocketTimeoutException e) { // an interruption by its type alone
+            throw failure(KeloMediaHashException.HASHCREATE_ERROR);
         } catch (InterruptedIOException | ClosedByInterruptException e) {
             throw new UncheckedIOException(e); // the task is to end, and the file is for another one
-        } catch (IOException | IllegalArgumentException e) {
+        } catch (IOException | RuntimeException e) { // of the latter stores throw what they like
             throw failure(KeloMediaHashException.HASHCREATE_ERROR);
         }
     }
@@ -78,7 +81,7 @@ final class FileHasher {
                     .opt("fs.option.openfile.length", Long.toString(length))
                     .build()
                     .get();
-        } catch (ExecutionException | RuntimeException e) {
+        } catch (ExecutionException | SocketTimeoutException | RuntimeException e) {
             return null;
         } catch (InterruptedIOException | InterruptedException e) {
             throw new InterruptedIOException();

@@ -121,7 +121,7 @@ final class Listing {
             try {
                 opened = path.getFileSystem(configuration);
                 take(opened.getFileStatus(path));
-            } catch (IOException e) {
+            } catch (IOException | RuntimeException e) {
                 found.add(failure(path));
             }
             store = opened;
@@ -152,7 +152,7 @@ final class Listing {
                 } else {
                     entries = null;
                 }
-            } catch (IOException | IllegalArgumentException e) { // the latter where Hadoop is at odds with a name
+            } catch (IOException | RuntimeException e) { // the latter where Hadoop is at odds with a name, too
                 found.add(failure(listed));
                 entries = null;
             }

@@ -83,13 +83,15 @@ final class Table {
                 .where(col("hash").isNotNull());
     }
 
-    /** In CSV a path may have quotes and line ends in it. */
+    /** In CSV a path may have quotes and line ends in it, and blanks at its ends, as labels have. */
     static Map<String, String> options(String format) {
         Map<String, String> options = new HashMap<>();
         if (format.equals("csv")) {
             options.put("header", "true");
             options.put("escape", "\"");
             options.put("multiLine", "true");
+            options.put("ignoreLeadingWhiteSpace", "false");
+            options.put("ignoreTrailingWhiteSpace", "false");
         }
         return options;
     }

@@ -67,7 +67,9 @@ final class Cluster {
         process.environment().put("SPARK_SCALA_VERSION", "2.12");
         process.environment().put("SPARK_LOCAL_IP", "127.0.0.1");
         process.environment().put("SPARK_LOCAL_DIRS", folder.resolve("local").toString());
-        return process.redirectOutput(folder.resolve(log + ".log").toFile()).start();
+        Process started = process.redirectOutput(folder.resolve(log + ".log").toFile()).start();
+        Runtime.getRuntime().addShutdownHook(new Thread(started::destroyForcibly)); // a test that failed stops nothing
+        return started;
     }
 
     private String waitFor(String log, Pattern pattern) throws Exception {

@@ -87,7 +87,7 @@ class ClusterIT {
         }
         Files.createFile(files.resolve("empty.jpg"));
         Files.writeString(files.resolve("text:with a colon.txt"), "no media");
-        Files.copy(MEDIA.resolve("jpeg-tiny.jpg"), files.resolve("line\nend\".jpg"));
+        Files.copy(MEDIA.resolve("jpeg-tiny.jpg"), files.resolve("line\nend\".jpg "));
         Files.createSymbolicLink(files.resolve("link.jpg"), MEDIA.resolve("jpeg-tiny.jpg"));
         Files.createSymbolicLink(files.resolve("loop"), files);
         Path locked = Files.copy(MEDIA.resolve("png-rgb.png"), files.resolve("locked.png"));
