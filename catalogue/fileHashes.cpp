@@ -140,7 +140,7 @@ class Maker {
     return kmhashHashSource(&source, flags, text, KMHASH_TEXT_SIZE);
   }
 
-  void add(const char* kind, const char* text) {
+  void add(std::string_view kind, const char* text) {
     made_->hashes.emplace_back(kind, hashRecordOf({text, KMHASH_TEXT_SIZE - 1}));
   }
 

@@ -22,7 +22,7 @@ struct HashWishes {
 struct FileHashes {
   bool isGone = false;  // no regular file is there any more; nothing else is set then
   FileStat stat;        // before it was read
-  const char* status = kStatusFailed;
+  std::string_view status = kStatusFailed;
   int result = 0;        // result code of the library
   int error = 0;         // errno, where the system failed
   int64_t recorded = 0;  // 0: to be tried again, it was the system that failed

@@ -8,7 +8,7 @@ namespace {
 
 constexpr int64_t kQuickAlgorithm = KMHASH_ALGORITHM_QUICK;
 
-const char* kindOf(const HashRecord& hash) {
+std::string_view kindOf(const HashRecord& hash) {
   if (hash.algorithm == kQuickAlgorithm) return kKindQuick;
   return kmhashIsWhole(hash.text.c_str()) == 1 ? kKindWhole : kKindSampled;
 }
@@ -46,7 +46,7 @@ void Importer::add(const ImportedFile& file) {
   const int64_t id = insert(recordOf(file), root.id, file.path.substr(root.mounted.size()));
   if (file.hash.empty()) return;
   const HashRecord hash = hashRecordOf(file.hash);
-  addHash(id, kindOf(hash), hash);
+  addHash(id, std::string(kindOf(hash)), hash);
 }
 
 void Importer::add(Catalogue& other) {

@@ -12,7 +12,7 @@ namespace catalogue {
 struct ImportedFile {
   std::string path;  // absolute
   std::optional<int64_t> size, modifiedNs;
-  std::string status = kStatusHashed;
+  std::string status{kStatusHashed};
   int64_t result = 0;
   std::string hash;  // 128 characters; empty: none
 };

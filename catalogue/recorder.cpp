@@ -148,7 +148,7 @@ std::optional<std::string> Recorder::hashText(int64_t file) {
   return text;
 }
 
-void Recorder::addEvent(int64_t file, const char* word, const std::optional<std::string>& oldHash,
+void Recorder::addEvent(int64_t file, std::string_view word, const std::optional<std::string>& oldHash,
                         const std::optional<std::string>& newHash, const std::optional<std::string>& oldPath) {
   event_.with(time_, file, word, oldHash, newHash, oldPath).run();
 }

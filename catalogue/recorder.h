@@ -24,8 +24,8 @@ inline constexpr const char* kKnownColumns =
 KnownFile knownOf(const Statement& row);
 
 // The word of an event.
-inline constexpr const char *kWordChanged = "changed", *kWordMoved = "moved", *kWordMissing = "missing",
-                            *kWordBack = "back";
+inline constexpr std::string_view kWordChanged = "changed", kWordMoved = "moved", kWordMissing = "missing",
+                                  kWordBack = "back";
 
 class Recorder {
  public:
@@ -48,7 +48,7 @@ class Recorder {
 
   // The text of the hash that stands for the file; nothing when it has none.
   std::optional<std::string> hashText(int64_t file);
-  void addEvent(int64_t file, const char* word, const std::optional<std::string>& oldHash,
+  void addEvent(int64_t file, std::string_view word, const std::optional<std::string>& oldHash,
                 const std::optional<std::string>& newHash, const std::optional<std::string>& oldPath = {});
 
  private:

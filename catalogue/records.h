@@ -25,7 +25,8 @@ struct FileStat {
 // Of FileRecord::recorded, to be added up: what was asked for, also where it could not be had.
 inline constexpr int64_t kRecordedSampled = 1, kRecordedVersion3 = 2, kRecordedWhole = 4, kRecordedQuick = 8;
 
-inline constexpr const char *kStatusHashed = "hashed", *kStatusUnsupported = "unsupported", *kStatusFailed = "failed";
+inline constexpr std::string_view kStatusHashed = "hashed", kStatusUnsupported = "unsupported",
+                                  kStatusFailed = "failed";
 
 struct FileRecord {
   int64_t id = 0, root = 0;
@@ -49,11 +50,11 @@ inline constexpr int kFileColumnCount = 16;
 FileRecord fileOf(const Statement& row, int from = 0);
 
 // The kinds of hashes.
-inline constexpr const char *kKindSampled =
-                                "sampled",  // of version 4, or of version 3 where 4 does not know the format
-    *kKindVersion3 = "version3",            // beside it, of version 3
-        *kKindWhole = "whole",              // of every byte of the media, by the version of the sampled one
-            *kKindQuick = "quick";          // of a file of no supported format
+inline constexpr std::string_view kKindSampled =
+                                      "sampled",  // of version 4, or of version 3 where 4 does not know the format
+    kKindVersion3 = "version3",                   // beside it, of version 3
+    kKindWhole = "whole",                         // of every byte of the media, by the version of the sampled one
+    kKindQuick = "quick";                         // of a file of no supported format
 
 // A hash text and its fields. A label that was never set is nothing.
 struct HashRecord {

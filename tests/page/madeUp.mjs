@@ -72,7 +72,8 @@ function group(index, random, {groups, pictures}) {
 export function madeUpData(options) {
   const random = numbersFrom(7);
   const groups = Array.from({length: options.groups}, (_, i) => group(i, random, options));
-  groups[0].hashes[0] = '$(touch harmed)\'`touch harmed`"'.padEnd(128, '0'); // of a catalogue that somebody made up
+  // As somebody may have put it into a catalogue.
+  groups[0].hashes[0] = '$(touch harmed)\'`touch harmed`"'.padEnd(128, '0');
   const freeable = groups.reduce((sum, each) => sum + each.freeable, 0);
   const part = (most) => Math.floor(random() * most);
   return {
