@@ -104,6 +104,8 @@ Descriptor DirectoryTree::openBelow(std::string_view below, int flags) const {
   }
 }
 
+bool saysNotThere(int error) { return error == ENOENT || error == ENOTDIR || error == ELOOP; }
+
 std::string pathOf(const Descriptor& descriptor) {
   static const bool isThere = access("/proc/self/fd/.", X_OK) == 0;
   return isThere ? "/proc/self/fd/" + std::to_string(descriptor.number()) : "";

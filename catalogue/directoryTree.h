@@ -51,6 +51,9 @@ class DirectoryTree : public std::enable_shared_from_this<DirectoryTree> {
   Descriptor root_;
 };
 
+// Whether this errno of find and openToRead says that nothing to be read stands there, and not that it cannot be told.
+bool saysNotThere(int error);
+
 // A path that opens what the descriptor stands for; empty where the system has none.
 std::string pathOf(const Descriptor& descriptor);
 

@@ -191,7 +191,7 @@ FileHashes hashesOf(const DirectoryTree& tree, const std::string& path, const Fi
   const Descriptor file = tree.openToRead(path);
   if (file.number() < 0) {
     made.error = errno;
-    made.isGone = errno == ENOENT || errno == ENOTDIR || errno == ELOOP;
+    made.isGone = saysNotThere(errno);
     made.result = HASHCREATE_FILE_NOTFOUND;
     return made;
   }

@@ -144,7 +144,7 @@ class PartScan {
   Statement prepareGone();
   void begin();
   void walk(Walk& walk, Workers<Job, FileHashes>& workers);
-  bool step(Walk& walk, Workers<Job, FileHashes>& workers);
+  void step(Walk& walk, Workers<Job, FileHashes>& workers);
   void handOver(Workers<Job, FileHashes>& workers, bool all);
   void takeDone(Workers<Job, FileHashes>& workers, bool waits);
   void passRowsBefore(const std::string& path);
@@ -224,7 +224,7 @@ void PartScan::walk(Walk& walk, Workers<Job, FileHashes>& workers) {
   }
 }
 
-bool PartScan::step(Walk& walk, Workers<Job, FileHashes>& workers) {
+void PartScan::step(Walk& walk, Workers<Job, FileHashes>& workers) {
   Job job;
   if (!walk.next(&job.path, &job.stat)) {
     walked_ = true;
@@ -237,7 +237,6 @@ bool PartScan::step(Walk& walk, Workers<Job, FileHashes>& workers) {
   }
   batches_.endWhenDue();
   totals_.stopped = observer_.isStopped();
-  return !walked_;
 }
 
 // The catalogue itself changes while it is written.
@@ -360,7 +359,7 @@ PartScan::Former PartScan::formerOf(const KnownFile& file, const std::string& ro
   const Descriptor found = tree->find(file.path);
   FileStat now;
   if (found.number() < 0) {
-    return errno == ENOENT || errno == ENOTDIR || errno == ELOOP ? Former::gone : Former::same;
+    return saysNotThere(errno) ? Former::gone : Former::same;
   }
   if (!fileStatOf(found.number(), &now) || now.inode != stat.inode) return Former::gone;
   return now.device == stat.device ? Former::same : Former::another;
@@ -390,8 +389,7 @@ void PartScan::noteGone(const KnownFile& file) {
   if (file.isMissing || isHidden) return;
   const Descriptor found = tree_->find(std::string_view(file.path).substr(target_.part.folder.size()));
   FileStat stat;
-  const bool isGone =
-      found.number() < 0 ? errno == ENOENT || errno == ENOTDIR || errno == ELOOP : !fileStatOf(found.number(), &stat);
+  const bool isGone = found.number() < 0 ? saysNotThere(errno) : !fileStatOf(found.number(), &stat);
   if (!isGone) return;
   batches_.begin();
   addGone_.with(file.id, file.path).run();
