@@ -1,6 +1,7 @@
 // The catalogue: kmhash scan and what reads and writes beside it, on real folders.
 #include <fmt/format.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 
@@ -186,12 +187,14 @@ TEST_F(Catalogues, DigestWholeFilesAsTheLibraryReadsThem) {
 
 TEST_F(Catalogues, LoseNothingWhenKilledAndGoOn) {
   run("mkdir p/many; for f in \"$MEDIA\"/*p*g \"$MEDIA\"/*.webp; do for i in $(seq 40); do"
-      " { cat $f; echo $i; } >p/many/$i-${f##*/}; done; done; old p; kmhash scan --catalog whole "
-      "p");
+      " { cat $f; echo $i; } >p/many/$i-${f##*/}; done; done; old p");
+  const auto began = std::chrono::steady_clock::now();
+  run("kmhash scan -j1 --catalog whole p");
+  const std::chrono::duration<double> scan = std::chrono::steady_clock::now() - began;
   int64_t before = 0;
   int whileAtIt = 0;
   for (int i = 1; i <= 12; ++i) {
-    run(fmt::format("kmhash scan -j1 --catalog c p & sleep {}; kill -9 $!", 0.01 * i));
+    run(fmt::format("kmhash scan -j1 --catalog c p & sleep {}; kill -9 $!", scan.count() * i / 16));
     const std::string count = run("kmhash export --csv --catalog c | wc -l");
     const int64_t now = std::atoll(count.c_str());
     EXPECT_GE(now, before);
