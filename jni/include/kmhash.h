@@ -281,7 +281,8 @@ KMHASH_API const char* kmhashResultName(int code);
 KMHASH_API int getAlgorithmMajorVersion(uint32_t algorithmId);
 KMHASH_API int getAlgorithmMinorVersion(uint32_t algorithmId);
 
-/* The library's own version, 5 and 3. */
+/* The edition of the interface that the library keeps to: always 5 and 3, in later releases too, as stored results and
+ * programs rely on it. It does not tell the release; KMHashGenerator_VERSION in CMake and pkg-config do. */
 KMHASH_API int getLibraryMajorVersion(void);
 KMHASH_API int getLibraryMinorVersion(void);
 

@@ -109,6 +109,7 @@ class Failing(io.BytesIO):
         (io.StringIO("words" * 1000), TypeError, "bytes"),
         (io.BytesIO(), KmhashError, r"HASHCREATE_NON_SUPPORTED \(-9\)"),
         (1.5, TypeError, "float"),
+        (True, TypeError, "bool"),
     ],
 )
 def test_failures(source, error, words, quick):

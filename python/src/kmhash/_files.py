@@ -120,7 +120,7 @@ def _opened(file: File) -> Iterator[bytes | BinaryFile]:
     path = _path_of(file)
     if path is not None:
         yield path
-    elif isinstance(file, int):
+    elif isinstance(file, int) and not isinstance(file, bool):  # True is no descriptor 1
         with open(file, "rb", buffering=0, closefd=False) as opened:
             yield opened
     elif hasattr(file, "read") and hasattr(file, "seek"):

@@ -192,14 +192,16 @@ public final class KeloMediaHashGenerator {
     public static native int getAlgorithmMinorVersion(int algorithmId) throws KeloMediaHashException;
 
     /**
-     * Returns the library's own major version. Throws nothing.
+     * Returns the major version of the interface's edition, which is the same in every release; it does not tell the
+     * release. Throws nothing.
      *
      * @return 5
      */
     public static native int getLibraryMajorVersion();
 
     /**
-     * Returns the library's own minor version. Throws nothing.
+     * Returns the minor version of the interface's edition, which is the same in every release; it does not tell the
+     * release. Throws nothing.
      *
      * @return 3
      */
