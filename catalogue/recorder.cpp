@@ -60,12 +60,13 @@ Recorder::Recorder(Database& database, int64_t time)
       hashText_(database.prepare("SELECT text FROM hashes WHERE file = ? AND kind IN ('sampled', 'quick')")),
       hashes_(database.prepare(std::string("SELECT kind, ") + kHashColumns + " FROM hashes WHERE file = ?")),
       record_(database.prepare("SELECT status, result, recorded, digest FROM files WHERE id = ?")),
-      move_(database.prepare("UPDATE files SET root = ?2, path = ?3, device = ?4, links = ?5, last_seen = NULL, "
-                             "missing_since = NULL WHERE id = ?1")),
+      move_(database.prepare("UPDATE files SET root = ?2, path = ?3, device = ?4, inode = ?5, links = ?6, "
+                             "last_seen = NULL, missing_since = NULL WHERE id = ?1")),
       back_(database.prepare("UPDATE files SET last_seen = NULL, missing_since = NULL WHERE id = ?")),
       refresh_(database.prepare("UPDATE files SET device = ?2, inode = ?3, links = ?4 WHERE id = ?1")),
       event_(database.prepare(
-          "INSERT INTO events (time, file, word, old_hash, new_hash, old_path) VALUES (?, ?, ?, ?, ?, ?)")) {}
+          "INSERT INTO events (time, file, word, path, old_hash, new_hash, old_path) VALUES (?, ?, ?, ?, ?, ?, ?)")),
+      dropEvent_(database.prepare("DELETE FROM events WHERE file = ? AND time = ? AND word = ?")) {}
 
 Recorder::Stored Recorder::store(const Root& root, const std::string& path, const FileHashes& made, bool settled) {
   const FileStat& stat = made.stat;
@@ -90,9 +91,10 @@ Recorder::Stored Recorder::store(const Root& root, const std::string& path, cons
             made.recorded | (isSame && made.recorded != 0 ? old.recorded : 0), settled, blobOrNull(digest))
       .run();
   replaceHashes(old.id, made, isSame);
-  if (old.isMissing) addEvent(old.id, kWordBack, oldText, newText);
+  const std::string fullPath = root.mounted + path;
+  if (old.isMissing) add({old.id, kWordBack, fullPath, oldText, newText, {}});
   if (old.isMissing) return Stored::isBack;
-  if (!isSame) addEvent(old.id, kWordChanged, oldText, newText);
+  if (!isSame) add({old.id, kWordChanged, fullPath, oldText, newText, {}});
   return isSame ? Stored::isSame : Stored::isChanged;
 }
 
@@ -124,17 +126,20 @@ FileHashes Recorder::hashesOf(const KnownFile& file) {
   return made;
 }
 
-void Recorder::move(const KnownFile& file, const std::string& oldMounted, const Root& root, const std::string& path,
+bool Recorder::move(int64_t file, const std::string& oldPath, const Root& root, const std::string& path,
                     const FileStat& stat) {
-  move_.with(file.id, root.id, path, stat.device, stat.links).run();
-  const std::optional<std::string> hash = hashText(file.id);
-  addEvent(file.id, kWordMoved, hash, hash, oldMounted + file.path);
+  move_.with(file, root.id, path, stat.device, stat.inode, stat.links).run();
+  const std::optional<std::string> hash = hashText(file);
+  dropEvent_.with(file, time_, kWordMissing).run();
+  const bool wasMissedNow = database_.changes() > 0;
+  add({file, kWordMoved, root.mounted + path, hash, hash, oldPath});
+  return wasMissedNow;
 }
 
-void Recorder::markBack(int64_t file) {
-  back_.with(file).run();
-  const std::optional<std::string> hash = hashText(file);
-  addEvent(file, kWordBack, hash, hash);
+void Recorder::markBack(const Root& root, const KnownFile& file) {
+  back_.with(file.id).run();
+  const std::optional<std::string> hash = hashText(file.id);
+  add({file.id, kWordBack, root.mounted + file.path, hash, hash, {}});
 }
 
 void Recorder::refresh(int64_t file, const FileStat& stat) {
@@ -148,9 +153,8 @@ std::optional<std::string> Recorder::hashText(int64_t file) {
   return text;
 }
 
-void Recorder::addEvent(int64_t file, std::string_view word, const std::optional<std::string>& oldHash,
-                        const std::optional<std::string>& newHash, const std::optional<std::string>& oldPath) {
-  event_.with(time_, file, word, oldHash, newHash, oldPath).run();
+void Recorder::add(const Event& event) {
+  event_.with(time_, event.file, event.word, event.path, event.oldHash, event.newHash, event.oldPath).run();
 }
 
 }  // namespace catalogue

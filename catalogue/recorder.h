@@ -21,6 +21,7 @@ struct KnownFile {
 inline constexpr const char* kKnownColumns =
     "files.id, files.root, files.path, files.size, files.mtime_ns, files.device, files.inode, files.links, "
     "files.recorded, files.settled, files.missing_since IS NOT NULL";
+inline constexpr int kKnownColumnCount = 11;
 KnownFile knownOf(const Statement& row);
 
 // The word of an event.
@@ -39,17 +40,25 @@ class Recorder {
   // What is recorded of a file's hashes, to be stored again under another of its names.
   FileHashes hashesOf(const KnownFile& file);
 
-  // The file is recorded elsewhere from now on, and is no longer missing.
-  void move(const KnownFile& file, const std::string& oldMounted, const Root& root, const std::string& path,
-            const FileStat& stat);
+  // The file, which was at an absolute path, is recorded elsewhere from now on, and is no longer missing. True when the
+  // event that it is was one of this time; that is taken back.
+  bool move(int64_t file, const std::string& oldPath, const Root& root, const std::string& path, const FileStat& stat);
 
-  void markBack(int64_t file);
+  void markBack(const Root& root, const KnownFile& file);
   void refresh(int64_t file, const FileStat& stat);  // what may change without the file
 
   // The text of the hash that stands for the file; nothing when it has none.
   std::optional<std::string> hashText(int64_t file);
-  void addEvent(int64_t file, std::string_view word, const std::optional<std::string>& oldHash,
-                const std::optional<std::string>& newHash, const std::optional<std::string>& oldPath = {});
+
+  struct Event {
+    int64_t file = 0;
+    std::string_view word;
+    std::string path;  // absolute, of the file now
+    std::optional<std::string> oldHash, newHash, oldPath;
+  };
+  void add(const Event& event);
+
+  int64_t time() const { return time_; }
 
  private:
   void replaceHashes(int64_t file, const FileHashes& made, bool keepsOthers);
@@ -57,7 +66,7 @@ class Recorder {
   const int64_t time_;
   Database& database_;
   Statement find_, insert_, update_, dropAll_, drop_, keepAsVersion3_, addHash_, hashText_, hashes_, record_, move_,
-      back_, refresh_, event_;
+      back_, refresh_, event_, dropEvent_;
 };
 
 }  // namespace catalogue

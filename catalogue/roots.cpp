@@ -26,7 +26,11 @@ void takeOver(Database& database, const Root& made) {
   for (const Root& root : allRoots(database)) {
     if (root.id == made.id) continue;
     if (root.fileSystem == made.fileSystem && root.path.starts_with(made.path)) {
-      reroot(database, {root, ""}, made, root.path.substr(made.path.size()));
+      const std::string below = root.path.substr(made.path.size());
+      reroot(database, {root, ""}, made, below);
+      database.prepare("UPDATE scans SET root = ?2, folder = ?3 || folder WHERE root = ?1")
+          .with(root.id, made.id, below)
+          .run();
       database.prepare("DELETE FROM roots WHERE id = ?").with(root.id).run();
     } else if (root.fileSystem == "unknown") {
       reroot(database, {root, made.mounted.substr(root.mounted.size())}, made, "");

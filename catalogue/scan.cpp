@@ -7,12 +7,13 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <chrono>
-#include <deque>
 #include <map>
 #include <optional>
 
+#include "batches.h"
 #include "disk.h"
+#include "knownFiles.h"
+#include "movedFiles.h"
 #include "recorder.h"
 #include "roots.h"
 #include "workers.h"
@@ -21,9 +22,6 @@ namespace catalogue {
 namespace {
 
 constexpr size_t kWindow = 4096;  // files that are found and wait to be hashed, at most
-constexpr int kRowsAtOnce = 512;
-constexpr int kWritesAtOnce = 250;
-constexpr std::chrono::seconds kWriteWaits{1};
 
 // Time stamps come in steps: of a second or two on some file systems, which shows, elsewhere of the system's clock
 // tick.
@@ -37,72 +35,6 @@ bool isSettled(int64_t mtimeNs, int64_t scanBegan) {
   return mtimeNs < scanBegan - granularityOf(mtimeNs) || mtimeNs > scanBegan + kClockSkew;
 }
 
-// Transactions of as many writes as are worth it.
-class Batches {
- public:
-  explicit Batches(Database& database) : database_(database) {}
-  void begin() {
-    if (transaction_) return;
-    transaction_.emplace(database_);
-    began_ = Clock::now();
-  }
-  void wrote() {
-    if (++writes_ >= kWritesAtOnce) end();
-  }
-  void endWhenDue() {
-    if (transaction_ && Clock::now() - began_ >= kWriteWaits) end();
-  }
-  void end() {
-    if (transaction_) transaction_->commit();
-    transaction_.reset();
-    writes_ = 0;
-  }
-
- private:
-  using Clock = std::chrono::steady_clock;
-  Database& database_;
-  std::optional<Transaction> transaction_;
-  Clock::time_point began_;
-  int writes_ = 0;
-};
-
-// The recorded files of a part in the order of their paths, some at once, so that none is being read while others
-// write.
-class KnownFiles {
- public:
-  KnownFiles(Database& database, const Part& part)
-      : part_(part),
-        end_(endOf(part.folder)),
-        after_(part.folder),
-        statement_(database.prepare(std::string("SELECT ") + kKnownColumns +
-                                    " FROM files WHERE root = ?1 AND path > ?2 AND path < iif(?3 = '', X'FF', ?3) "
-                                    "ORDER BY path LIMIT " +
-                                    std::to_string(kRowsAtOnce))) {}
-
-  // Null at the end.
-  const KnownFile* front() {
-    if (rows_.empty() && !ended_) read();
-    return rows_.empty() ? nullptr : &rows_.front();
-  }
-  void pop() { rows_.pop_front(); }
-
- private:
-  void read() {
-    for (statement_.with(part_.root.id, after_, end_); statement_.next();) {
-      rows_.push_back(knownOf(statement_));
-    }
-    ended_ = rows_.size() < kRowsAtOnce;
-    if (!rows_.empty()) after_ = rows_.back().path;
-  }
-
-  const Part part_;
-  const std::string end_;
-  std::string after_;
-  bool ended_ = false;
-  std::deque<KnownFile> rows_;
-  Statement statement_;
-};
-
 // A folder to be scanned.
 struct Target {
   Part part;
@@ -114,24 +46,35 @@ struct Job {
   FileStat stat;
 };
 
+// What all parts of a scan have in common.
+struct Call {
+  Database& database;
+  const std::string catalogue;  // its absolute path
+  const ScanOptions& options;
+  const ScanObserver& observer;
+  const int64_t began;  // the time of all that is found, as it is found side by side
+  ScanTotals totals{};
+  MovedFiles joined{};
+};
+
 class PartScan {
  public:
-  PartScan(Database& database, std::string catalogue, const ScanOptions& options, const ScanObserver& observer,
-           Target target, int64_t began, ScanTotals* totals, std::vector<std::string>* otherMounts)
-      : database_(database),
-        catalogue_(std::move(catalogue)),
-        options_(options),
-        observer_(observer),
+  PartScan(Call& call, Target target, std::vector<std::string>* otherMounts)
+      : call_(call),
+        database_(call.database),
+        options_(call.options),
+        observer_(call.observer),
         target_(std::move(target)),
-        began_(began),
-        totals_(*totals),
-        before_(*totals),
+        began_(call.began),
+        partBegan_(now()),
+        totals_(call.totals),
+        before_(call.totals),
         otherMounts_(*otherMounts),
         tree_(DirectoryTree::open(target_.path)),
-        batches_(database),
-        recorder_(database, began),
-        known_(database, target_.part),
-        sameInode_(database.prepare(
+        batches_(database_),
+        recorder_(database_, began_),
+        known_(database_, target_.part),
+        sameInode_(database_.prepare(
             std::string("SELECT ") + kKnownColumns +
             ", roots.mounted, roots.path FROM files JOIN roots ON roots.id = files.root "
             "WHERE inode = ? AND +size = ? AND +mtime_ns = ? AND file_system = ? ORDER BY missing_since IS NOT NULL")),
@@ -158,16 +101,20 @@ class PartScan {
   void store(const Job& job, const FileHashes& made);
   void noteGone(const KnownFile& file);
   void finish();
+  uint64_t markMissing();
+  MovedFiles joinMovedFiles(uint64_t missing);
+  void addMissingEvents();
+  void end();
   WalkNotes notes();
   std::string pathInRoot(const std::string& below) const { return target_.part.folder + below; }
   std::string absolute(const std::string& below) const { return target_.path + below; }
 
+  Call& call_;
   Database& database_;
-  const std::string catalogue_;  // its absolute path
   const ScanOptions& options_;
   const ScanObserver& observer_;
   const Target target_;
-  const int64_t began_;
+  const int64_t began_, partBegan_;
   ScanTotals& totals_;
   const ScanTotals before_;
   std::vector<std::string>& otherMounts_;
@@ -241,8 +188,8 @@ void PartScan::step(Walk& walk, Workers<Job, FileHashes>& workers) {
 
 // The catalogue itself changes while it is written.
 bool PartScan::isCatalogues(const std::string& path) const {
-  if (!path.starts_with(catalogue_)) return false;
-  const std::string_view rest = std::string_view(path).substr(catalogue_.size());
+  if (!path.starts_with(call_.catalogue)) return false;
+  const std::string_view rest = std::string_view(path).substr(call_.catalogue.size());
   return rest.empty() || rest == "-wal" || rest == "-shm" || rest == "-lock";
 }
 
@@ -303,7 +250,7 @@ void PartScan::takeKnown(const KnownFile& file, const FileStat& stat) {
   batches_.begin();
   if (!isAsItWas) recorder_.refresh(file.id, stat);
   if (file.isMissing) {
-    recorder_.markBack(file.id);
+    recorder_.markBack(target_.part.root, file);
     ++totals_.back;
   }
   batches_.wrote();
@@ -320,11 +267,11 @@ bool PartScan::takeOtherName(const Job& job, bool isRecordedHere) {
   while (!hasMoved && sameInode_.next()) {
     KnownFile file = knownOf(sameInode_);
     if (file.root == target_.part.root.id && file.path == path) continue;
-    const Former former = formerOf(file, sameInode_.text(12), stat);
+    const Former former = formerOf(file, sameInode_.text(kKnownColumnCount + 1), stat);
     if (former == Former::another) continue;
     hasMoved = !isRecordedHere && former == Former::gone;
     if (other && !hasMoved) continue;
-    mounted = sameInode_.text(11);
+    mounted = sameInode_.text(kKnownColumnCount);
     other = std::move(file);
   }
   sameInode_.reset();
@@ -339,7 +286,8 @@ bool PartScan::takeOtherName(const Job& job, bool isRecordedHere) {
     observer_.done(0);
     return true;
   }
-  recorder_.move(*other, mounted, target_.part.root, path, stat);
+  const bool wasMissing = recorder_.move(other->id, mounted + other->path, target_.part.root, path, stat);
+  if (wasMissing) ++call_.joined.wereMissing;
   database_.prepare("DELETE FROM gone WHERE file = ?").with(other->id).run();
   ++totals_.moved;
   batches_.wrote();
@@ -368,7 +316,7 @@ PartScan::Former PartScan::formerOf(const KnownFile& file, const std::string& ro
 void PartScan::store(const Job& job, const FileHashes& made) {
   if (made.isGone) return;
   batches_.begin();
-  const bool settled = !made.changedMeanwhile && isSettled(made.stat.mtimeNs, began_);
+  const bool settled = !made.changedMeanwhile && isSettled(made.stat.mtimeNs, partBegan_);
   const Recorder::Stored stored = recorder_.store(target_.part.root, pathInRoot(job.path), made, settled);
   if (stored == Recorder::Stored::isNew) ++totals_.isNew;
   if (stored == Recorder::Stored::isChanged) ++totals_.changed;
@@ -403,24 +351,58 @@ void PartScan::finish() {
   }
   batches_.end();
   batches_.begin();
+  const uint64_t missing = markMissing();
+  addMissingEvents();
+  const MovedFiles joined = joinMovedFiles(missing);
+  totals_.moved += joined.moved;
+  if (target_.part.folder.empty()) {
+    database_.prepare("UPDATE roots SET last_scan = ? WHERE id = ?").with(began_, target_.part.root.id).run();
+  }
+  end();
+  call_.joined.wereNew += joined.wereNew;
+  call_.joined.wereMissing += joined.wereMissing;
+}
+
+// Their number. They were seen last by a scan of all of the root or of a folder that they are in.
+uint64_t PartScan::markMissing() {
   const Root& root = target_.part.root;
   database_
       .prepare(
-          "UPDATE files SET missing_since = ?1, last_seen = max(first_seen, ?2) FROM gone WHERE files.id = gone.file "
-          "AND files.path = gone.path AND files.root = ?3 AND missing_since IS NULL")
+          "UPDATE files SET missing_since = ?1, last_seen = max(first_seen, ?2, coalesce((SELECT max(started) FROM "
+          "scans WHERE scans.root = ?3 AND ended IS NOT NULL AND started > ?2 AND substr(files.path, 1, "
+          "length(folder)) = folder), 0)) FROM gone WHERE files.id = gone.file AND files.path = gone.path AND "
+          "files.root = ?3 AND missing_since IS NULL")
       .with(began_, root.lastScan.value_or(0), root.id)
       .run();
-  totals_.missing += static_cast<uint64_t>(database_.changes());
+  const auto count = static_cast<uint64_t>(database_.changes());
+  totals_.missing += count;
+  return count;
+}
+
+// What a scan before this one found before it was interrupted is new too.
+MovedFiles PartScan::joinMovedFiles(uint64_t missing) {
+  const Root& root = target_.part.root;
+  Statement since =
+      database_.prepare("SELECT min(started) FROM scans WHERE root = ? AND ended IS NULL AND started > ?");
+  since.with(root.id, root.lastScan.value_or(0)).next();
+  const int64_t newSince = std::min(began_, since.numberOrNull(0).value_or(began_));
+  since.reset();
+  if (missing == 0 && totals_.isNew == before_.isNew && newSince == began_) return {};
+  return joinMoved(database_, recorder_, {root.id, began_, newSince});
+}
+
+void PartScan::addMissingEvents() {
+  const Root& root = target_.part.root;
   database_
       .prepare(
-          "INSERT INTO events (time, file, word, old_hash) SELECT ?1, gone.file, ?2, hashes.text FROM gone JOIN "
-          "files ON files.id = gone.file LEFT JOIN hashes ON hashes.file = gone.file AND kind IN ('sampled', "
-          "'quick') WHERE files.missing_since = ?1 AND files.path = gone.path AND files.root = ?3")
-      .with(began_, kWordMissing, root.id)
+          "INSERT INTO events (time, file, word, path, old_hash) SELECT ?1, gone.file, ?2, ?4 || files.path, "
+          "hashes.text FROM gone JOIN files ON files.id = gone.file LEFT JOIN hashes ON hashes.file = gone.file AND "
+          "kind IN ('sampled', 'quick') WHERE files.missing_since = ?1 AND files.path = gone.path AND files.root = ?3")
+      .with(began_, kWordMissing, root.id, root.mounted)
       .run();
-  if (target_.part.folder.empty()) {
-    database_.prepare("UPDATE roots SET last_scan = ? WHERE id = ?").with(began_, root.id).run();
-  }
+}
+
+void PartScan::end() {
   const auto since = [](uint64_t total, uint64_t before) { return static_cast<int64_t>(total - before); };
   database_
       .prepare(
@@ -463,10 +445,7 @@ bool isEmptyFolder(const std::string& folder) {
 class Scan {
  public:
   Scan(Catalogue& catalogue, const ScanOptions& options, const ScanObserver& observer)
-      : database_(catalogue.database()),
-        catalogue_(absoluteFile(catalogue.path())),
-        options_(options),
-        observer_(observer) {}
+      : call_{catalogue.database(), absoluteFile(catalogue.path()), options, observer, now(), {}, {}} {}
 
   ScanTotals run(const std::vector<std::string>& folders) {
     for (const std::string& folder : folders) {
@@ -478,6 +457,8 @@ class Scan {
       }
       if (!totals_.stopped) tellOfAbsentBelow(absoluteFolder(folder));
     }
+    totals_.isNew -= std::min(totals_.isNew, call_.joined.wereNew);
+    totals_.missing -= std::min(totals_.missing, call_.joined.wereMissing);
     return totals_;
   }
 
@@ -499,8 +480,7 @@ class Scan {
     Part part = partFor(database_, *place);
     transaction.commit();
     told_.push_back(part.root.id);
-    PartScan(database_, catalogue_, options_, observer_, {std::move(part), place->mounted}, now(), &totals_, waiting)
-        .run();
+    PartScan(call_, {std::move(part), place->mounted}, waiting).run();
   }
 
   // Whether files were recorded there on a disk that is not: the folder is gone, or it is an empty mount point.
@@ -538,11 +518,10 @@ class Scan {
     return path;
   }
 
-  Database& database_;
-  const std::string catalogue_;
-  const ScanOptions& options_;
-  const ScanObserver& observer_;
-  ScanTotals totals_;
+  Call call_;
+  Database& database_ = call_.database;
+  const ScanObserver& observer_ = call_.observer;
+  ScanTotals& totals_ = call_.totals;
   std::vector<int64_t> told_;  // roots that were scanned or are said to be absent
 };
 

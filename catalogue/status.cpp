@@ -63,6 +63,7 @@ void addStatus(Catalogue& catalogue, Status* status) {
            "SELECT mounted || substr(files.path, 1, instr(files.path, '/')), count(*), coalesce(sum(size), 0) "
            "FROM files JOIN roots ON roots.id = files.root WHERE missing_since IS NULL GROUP BY 1",
            &status->folders);
+  if (auto last = lastVerification(database)) status->verifications.push_back(std::move(*last));
 }
 
 }  // namespace catalogue

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "catalogue.h"
+#include "verificationLog.h"
 
 namespace catalogue {
 
@@ -25,6 +26,7 @@ struct Status {
   std::vector<RootStatus> roots;
   // Of the files that are there. Years are those of modification, in UTC; folders those directly in a root, absolute.
   std::map<std::string, Count> formats, years, folders;
+  std::vector<VerificationRecord> verifications;  // the last one of each catalogue that has any
 };
 
 // Adds what a catalogue holds.

@@ -186,8 +186,18 @@ Verification::Verification(Catalogue& catalogue, VerifyOptions options, bool rec
       gone_(catalogue.database().prepare(std::string(kColumns) + kOfSizeAndTime)),
       goneRow_(catalogue.database().prepare(std::string(kColumns) + "files.id = ?")),
       records_(records) {
-  if (records_) recorder_.emplace(catalogue.database(), now());
   addPlaces();
+  if (records_) beginLog();
+}
+
+void Verification::beginLog() {
+  Database& database = catalogue_.database();
+  recorder_.emplace(database, now());
+  if (places_.empty()) return;
+  Transaction transaction(database);
+  log_.emplace(database, recorder_->time(), options_.whole, options_.percent);
+  for (const Place& place : places_) log_->addFolder(place.root.id, place.folder);
+  transaction.commit();
 }
 
 Verification::~Verification() = default;
@@ -364,21 +374,30 @@ bool Verification::nextMissing(Verified* verified) {
 
 void Verification::take(const Verified& verified) {
   if (verified.word == Word::moved) moved_.push_back(verified.file);
+  ++words_[verified.isSaid ? nameOf(verified.word) : kNotCompared];
   const bool isAsItWas = verified.word == Word::intact || verified.word == Word::intactAsSampled;
   if (!records_ || verified.file == 0 || isAsItWas || verified.word == Word::absent) return;
   if (!transaction_) transaction_.emplace(catalogue_.database());
   const auto orNothing = [](const std::string& text) {
     return text.empty() ? std::nullopt : std::optional<std::string>(text);
   };
-  recorder_->addEvent(verified.file, nameOf(verified.word), orNothing(verified.oldHash), orNothing(verified.newHash),
-                      orNothing(verified.oldPath));
-  if (++events_ == kEventsInTransaction) finish();
+  recorder_->add({verified.file, nameOf(verified.word), verified.path, orNothing(verified.oldHash),
+                  orNothing(verified.newHash), orNothing(verified.oldPath)});
+  if (++events_ == kEventsInTransaction) endTransaction();
 }
 
-void Verification::finish() {
+void Verification::endTransaction() {
   if (transaction_) transaction_->commit();
   transaction_.reset();
   events_ = 0;
+}
+
+void Verification::finish() {
+  if (log_) {
+    if (!transaction_) transaction_.emplace(catalogue_.database());
+    log_->end(words_);
+  }
+  endTransaction();
 }
 
 }  // namespace catalogue

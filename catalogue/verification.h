@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <random>
@@ -16,11 +17,13 @@
 #include "records.h"
 #include "roots.h"
 #include "verdict.h"
+#include "verificationLog.h"
 #include "walk.h"
 
 namespace catalogue {
 
 struct VerifyOptions {
+  bool whole = false;                // every byte is compared, where it can be
   unsigned percent = 100;            // of the files that are there, chosen at random, to be read
   std::vector<std::string> folders;  // absolute, with '/' at the end; none: everything that is recorded
   WalkOptions newFiles;              // which of the files that are not recorded are new
@@ -78,7 +81,7 @@ class Verification {
   // What verifyTask() said: kept as an event unless the file is as it was.
   void take(const Verified& verified);
 
-  // Ends the transaction at hand.
+  // All was taken: what was said is recorded.
   void finish();
 
   // Folders in which nothing is recorded.
@@ -100,6 +103,8 @@ class Verification {
   bool openPlace();
   void advanceWalk();
   void advanceRow();
+  void beginLog();
+  void endTransaction();
   bool isChosen();
   void bar(const std::string& folder, Word word, const std::string& reason);
   bool tellRow(VerifyTask* task);
@@ -129,6 +134,8 @@ class Verification {
   std::minstd_rand random_{std::random_device{}()};
   const bool records_;
   std::optional<Recorder> recorder_;
+  std::optional<VerificationLog> log_;
+  std::map<std::string, uint64_t> words_;  // said so far
   std::optional<Transaction> transaction_;
   size_t events_ = 0;  // in the transaction
 };

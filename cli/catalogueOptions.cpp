@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <ctime>
+
 namespace cli {
 
 void addCatalogueOption(CommandLine& line, std::string* path) {
@@ -37,6 +39,14 @@ int withCatalogue(const std::string& path, catalogue::Access access, Output& out
                   const std::function<int(catalogue::Catalogue&)>& work) {
   return withCatalogues(path.empty() ? std::vector<std::string>() : std::vector<std::string>{path}, access, output,
                         [&work](std::vector<catalogue::Catalogue>& catalogues) { return work(catalogues.front()); });
+}
+
+std::string localTime(int64_t time) {
+  const auto seconds = static_cast<time_t>(time / 1'000'000'000);
+  std::tm parts{};
+  char text[32] = "";
+  if (localtime_r(&seconds, &parts) != nullptr) std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts);
+  return text;
 }
 
 }  // namespace cli

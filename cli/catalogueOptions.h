@@ -1,6 +1,7 @@
 // The catalogues that a command works on.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -25,5 +26,8 @@ int withCatalogues(std::vector<std::string> paths, catalogue::Access access, Out
 // The same with one catalogue; an empty path is the default one.
 int withCatalogue(const std::string& path, catalogue::Access access, Output& output,
                   const std::function<int(catalogue::Catalogue&)>& work);
+
+// "2026-12-31 23:59:59", of nanoseconds since 1970; empty for a time that the system cannot tell.
+std::string localTime(int64_t time);
 
 }  // namespace cli

@@ -28,14 +28,6 @@ int64_t timeOf(const std::string& text) {
   throw UsageError(fmt::format("--since: {}: a date as 2026-12-31 or \"2026-12-31 23:59\" is needed", text));
 }
 
-std::string timeText(int64_t time) {
-  const auto seconds = static_cast<time_t>(time / kSecond);
-  std::tm parts{};
-  char text[32] = "";
-  if (localtime_r(&seconds, &parts) != nullptr) std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts);
-  return text;
-}
-
 // What two hashes say of a file's media.
 std::string comparison(const std::string& before, const std::string& after) {
   if (before.empty() || after.empty() || isNewer(before) || isNewer(after)) return "";
@@ -45,7 +37,7 @@ std::string comparison(const std::string& before, const std::string& after) {
 
 std::string lineOf(const catalogue::Statement& row) {
   const std::string word = row.text(1), path = row.text(2), oldPath = row.text(5);
-  std::string text = fmt::format("{}  {:8}  {}", timeText(row.number(0)), word, escaped(path));
+  std::string text = fmt::format("{}  {:8}  {}", localTime(row.number(0)), word, escaped(path));
   if (!oldPath.empty()) text += "  from " + escaped(oldPath);
   if (word == "changed" || word == "back") text += comparison(row.text(3), row.text(4));
   return text + '\n';

@@ -48,6 +48,22 @@ std::string section(const char* title, const Counts& counts) {
   return text;
 }
 
+// What was verified last, and what was said of it.
+std::string shown(const catalogue::VerificationRecord& last) {
+  constexpr size_t kMostNamed = 3;
+  std::string text = "\nlast verification, " + localTime(last.started);
+  if (last.whole) text += *last.whole ? ", every byte" : ", samples";
+  if (last.percent && *last.percent < 100) text += fmt::format(" of {} percent of the files", *last.percent);
+  if (last.folders.size() > kMostNamed) {
+    text += fmt::format(", of {} folders", last.folders.size());
+  } else if (!last.folders.empty()) {
+    text += fmt::format(", of {}", fmt::join(last.folders, ", "));
+  }
+  text += last.isEnded ? "\n" : ", interrupted\n";
+  for (const auto& [word, files] : last.words) text += fmt::format("  {:>9} {:>10}  {}\n", files, "", word);
+  return text;
+}
+
 std::string shown(const catalogue::Status& status) {
   std::string text = "files\n";
   text += countLine("hashed", status.hashed) + countLine("unsupported", status.unsupported) +
@@ -56,8 +72,10 @@ std::string shown(const catalogue::Status& status) {
   for (const catalogue::RootStatus& root : status.roots) {
     text += countLine(root.root.mounted, root.present, root.isAbsent ? "  (its disk is not here)" : "");
   }
-  return text + section("formats", status.formats) + section("years of modification", status.years) +
-         section("folders", status.folders);
+  text += section("formats", status.formats) + section("years of modification", status.years) +
+          section("folders", status.folders);
+  for (const catalogue::VerificationRecord& last : status.verifications) text += shown(last);
+  return text;
 }
 
 nlohmann::ordered_json jsonOf(const Count& count) { return {{"files", count.files}, {"bytes", count.bytes}}; }
@@ -65,6 +83,15 @@ nlohmann::ordered_json jsonOf(const Count& count) { return {{"files", count.file
 nlohmann::ordered_json jsonOf(const Counts& counts) {
   nlohmann::ordered_json object = nlohmann::ordered_json::object();
   for (const auto& [name, count] : counts) object[name] = jsonOf(count);
+  return object;
+}
+
+nlohmann::ordered_json jsonOf(const catalogue::VerificationRecord& last) {
+  nlohmann::ordered_json object = {{"started", last.started}, {"ended", last.isEnded}};
+  if (last.whole) object["whole"] = *last.whole;
+  if (last.percent) object["percent"] = *last.percent;
+  object["folders"] = last.folders;
+  object["words"] = last.words;
   return object;
 }
 
@@ -85,6 +112,10 @@ std::string jsonOf(const catalogue::Status& status) {
   object["formats"] = jsonOf(status.formats);
   object["years"] = jsonOf(status.years);
   object["folders"] = jsonOf(status.folders);
+  object["verifications"] = nlohmann::ordered_json::array();
+  for (const catalogue::VerificationRecord& last : status.verifications) {
+    object["verifications"].push_back(jsonOf(last));
+  }
   return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + '\n';
 }
 
@@ -115,6 +146,8 @@ Work declare(CommandLine& line) {
 
 const Command kStatusCommand{
     "status", "", "Tell what a catalogue holds, by root, format, year and folder",
-    "Numbers are those of files and of their bytes. Years are those of the files' times, in UTC.", declare};
+    "Numbers are those of files and of their bytes. Years are those of the files' times, in UTC. Of the last "
+    "verification it tells when it was, what it covered and what it said.",
+    declare};
 
 }  // namespace cli

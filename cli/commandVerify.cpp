@@ -99,7 +99,7 @@ class Report {
   void writeJsonSums() {
     nlohmann::ordered_json object;
     for (size_t i = 0; i < catalogue::kWords; ++i) object[nameOf(static_cast<Word>(i))] = tally_.said[i];
-    object["not-compared"] = tally_.notCompared;
+    object[catalogue::kNotCompared] = tally_.notCompared;
     output_.write(dumped({{"summary", object}}));
   }
 
@@ -161,7 +161,7 @@ class Guarded {
 
 void verifyCatalogue(const Options& options, const std::vector<std::string>& folders, Catalogue& catalogue,
                      bool records, Report& report, Output& output) {
-  Verification verification(catalogue, {options.percent, folders, options.newFiles}, records);
+  Verification verification(catalogue, {options.whole, options.percent, folders, options.newFiles}, records);
   for (const std::string& folder : verification.unknownFolders()) {
     output.message(folder, "nothing of it is recorded in " + catalogue.path());
     report.failed();

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "kmhash.h"
+#include "verificationLog.h"
 
 namespace report {
 namespace {
@@ -34,26 +35,22 @@ void addSums(Catalogue& catalogue, Overview* overview) {
   }
 }
 
-// Events have the time at which their scan or verification began.
-constexpr const char* kVerifiedSql = "SELECT max(time) FROM events WHERE time NOT IN (SELECT started FROM scans)";
-constexpr const char* kFindingsSql =
-    "SELECT events.word, roots.mounted || files.path FROM events JOIN files ON files.id = events.file"
-    " JOIN roots ON roots.id = files.root WHERE events.time = ? ORDER BY 1, 2";
+constexpr const char* kFindingsSql = "SELECT word, path FROM events WHERE time = ? ORDER BY 1, 2";
 
-void addFindings(Catalogue& catalogue, Verification* verification) {
+void addVerification(Catalogue& catalogue, Verification* verification) {
   constexpr size_t kMostFindings = 1000;
-  const int64_t time = catalogue.database().number(kVerifiedSql);
+  const std::optional<catalogue::VerificationRecord> last = lastVerification(catalogue.database());
+  if (!last) return;
+  for (const auto& [word, files] : last->words) verification->words[word] += files;
+  verification->when = std::max(verification->when, last->started / 1'000'000'000);
   Statement row = catalogue.database().prepare(kFindingsSql);
-  row.with(time);
-  while (row.next()) {
-    ++verification->words[row.text(0)];
+  for (row.with(last->started); row.next();) {
     if (verification->findings.size() < kMostFindings) {
       verification->findings.emplace_back(row.text(0), row.text(1));
     } else {
       ++verification->more;
     }
   }
-  verification->when = std::max(verification->when, time / 1'000'000'000);
 }
 
 }  // namespace
@@ -80,7 +77,7 @@ Overview overviewOf(std::vector<Catalogue>& catalogues) {
   Overview overview;
   for (Catalogue& catalogue : catalogues) {
     addSums(catalogue, &overview);
-    addFindings(catalogue, &overview.verification);
+    addVerification(catalogue, &overview.verification);
   }
   return overview;
 }

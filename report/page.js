@@ -12,8 +12,8 @@
 //   totals        {files, bytes, groups, freeable}, of everything, in bytes where they are bytes
 //   formats       [{name, kind, files, bytes}], everything recorded
 //   years         [{year, photo, video, audio, other}], bytes by the year of modification
-//   verification  null, or {when, words: {rotten: 1}, findings: [{word, path}], more} of the last one that found
-//                 something; `more` findings are counted, not listed
+//   verification  null, or {when, words: {rotten: 1}, findings: [{word, path}], more} of the last one; `more`
+//                 findings are counted, not listed
 //   left          {groups, pictures}: how many are left out to bound the page's size
 //   roots         the scanned folders, each with a slash at its end
 //   groups        [{format, kind, freeable, hashes, files}]; kind is photo, video, audio or other; hashes are the texts
@@ -280,7 +280,7 @@
     ];
     if (verification) {
       const count = unwellCount(verification.words);
-      rows.push(figure('Last findings', count === 0 ? 'all well' : countOf(count, 'finding', 'findings'),
+      rows.push(figure('Last verification', count === 0 ? 'all well' : countOf(count, 'finding', 'findings'),
         dateOf(verification.when)));
     }
     byId('figures').append(...rows);
@@ -378,7 +378,7 @@
     const card = byId('verification');
     const found = data.verification;
     if (!found) {
-      card.append(make('p', {class: 'muted'}, 'No verification has found anything so far. kmhash verify hashes ' +
+      card.append(make('p', {class: 'muted'}, 'Nothing was verified so far. kmhash verify hashes ' +
         'recorded files again and tells the re-tagged from the damaged.'));
       return;
     }

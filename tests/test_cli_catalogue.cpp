@@ -9,6 +9,7 @@
 #include <xxhash.h>
 
 #include "catalogue.h"
+#include "schema.h"
 #include "support.h"
 
 namespace {
@@ -103,6 +104,63 @@ TEST_F(Catalogues, FollowWhatBecomesOfFiles) {
        "kmhash: c: 2 files forgotten\nkmhash: none/p: nothing is recorded there\n"
        "kmhash: c: 1 file forgotten\n0\nkmhash: c: 3 files, 2 known, 1 new, 1 unsupported, "
        "1 passed over\n"},
+  });
+}
+
+// away A B: what a move to another disk does.
+TEST_F(Catalogues, FollowFilesToOtherFoldersAndDisks) {
+  const std::string begin =
+      "away() { cp -p p/$1 q/$2; rm p/$1; }; rm -rf q c; mkdir q; cp \"$MEDIA\"/jpeg-baseline.jpg "
+      "p;"
+      "cp p/opus.opus p/a; cp p/opus.opus p/b; old p; kmhash scan --whole --catalog c p q "
+      "2>/dev/null;"
+      "flip() { printf A | dd of=q/j bs=1 seek=15 conv=notrunc 2>/dev/null; old q; };";
+  const std::string moved = "moved     q/w  from p/a\n", missing = "missing   p/a\n",
+                    said = "kmhash: c: 7 files, 6 known, 1 moved\n";
+  const std::pair<std::string, std::string> rows[] = {
+      {"away a w; scan p q; log", said + moved},
+      {"away a w; scan q p; log", said + moved},
+      {"away a w; scan p; scan q; log",
+       "kmhash: c: 6 files, 6 known, 1 missing\nkmhash: c: 1 file, 1 moved\n" + missing + moved},
+      {"away a w; scan q; scan p; log",
+       "kmhash: c: 1 file, 1 new\nkmhash: c: 6 files, 6 known, 1 moved\n" + moved},
+      // a copy that was there beside it, of another time, of other bytes
+      {"cp -p p/a q/w; scan p q; rm p/a; scan q p; log",
+       "kmhash: c: 8 files, 7 known, 1 new\nkmhash: c: 7 files, 7 known, 1 missing\n" + missing},
+      {"away a w; touch -d @7 q/w; scan p q | cut -d, -f3-", " 1 new, 1 missing\n"},
+      {"away jpeg-baseline.jpg j; flip; scan --whole q p; log",
+       "kmhash: c: 7 files, 6 known, 1 new, 1 missing\nmissing   p/jpeg-baseline.jpg\n"},
+      // what the move may have spoilt shows later
+      {"away jpeg-baseline.jpg j; flip; scan q p; kmhash verify --whole --catalog c q 2>/dev/null",
+       said + "q/j: rotten\n"},
+      // of equal ones by their names, then by their paths
+      {"away a x; away b a; scan q p; log",
+       "kmhash: c: 7 files, 5 known, 2 moved\nmoved     q/a  from p/a\nmoved     q/x  from p/b\n"},
+  };
+  for (const auto& [script, expected] : rows) EXPECT_EQ(run(begin + script), expected) << script;
+}
+
+TEST_F(Catalogues, BringAnOlderOneUpToDate) {
+  {
+    catalogue::Database old((folder / "c").string(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+    old.run(catalogue::kMigrations[0]);
+    old.run(
+        "INSERT INTO roots VALUES (1, 'unknown', '/', '/r/', NULL);"
+        "INSERT INTO files (id, root, path, status, result, recorded, settled, first_seen) VALUES "
+        "(1, 1, 'c', 'hashed', 0, 0, 0, 0), (2, 1, 'x', 'hashed', 0, 0, 0, 0);"
+        "INSERT INTO events (time, file, word, old_path) VALUES (10, 1, 'moved', '/r/a'), "
+        "(20, 1, 'rotten', NULL), (20, 2, 'missing', NULL), (30, 1, 'moved', '/r/b');"
+        "PRAGMA application_id = 0x6B6D6863; PRAGMA user_version = 1");
+  }
+  expect({
+      {"is not read", "kmhash log --catalog c",
+       "kmhash: c: the catalogue is of an older kmhash; a scan brings it up to date\n"},
+      {"paths at their time",
+       "kmhash import --catalog c /dev/null; kmhash log --catalog c | cut -c22-",
+       "kmhash: c: 0 new, 0 recorded before\nnew       /r/a\nnew       /r/x\n"
+       "moved     /r/b  from /r/a\nrotten    /r/b\nmissing   /r/x\nmoved     /r/c  from /r/b\n"},
+      {"verifications", "kmhash status --catalog c | tail -2 | cut -c5-",
+       "      1             missing\n      1             rotten\n"},
   });
 }
 

@@ -110,6 +110,8 @@ TEST_F(Verify, SaysWhatBecameOfAFile) {
   run("--version >/dev/null; touch -d @1000 p/*; kmhash scan --catalog c --whole p 2>&1");
   EXPECT_EQ(run("verify --catalog c --whole --quiet 2>&1; echo $?"),
             "kmhash: verify: 16 intact\n0\n");
+  EXPECT_EQ(run("status --catalog c | grep -A1 'last ver.*every byte' | tail -1"),
+            "         16             intact\n");
   for (const Row& row : kRows)
     run("--version >/dev/null; f=p/" + std::string(row.name) + "; " + row.edit);
   const auto sql = [&](const std::string& words) {
