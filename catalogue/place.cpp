@@ -1,6 +1,7 @@
 #include "place.h"
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
 #include <unistd.h>
@@ -105,13 +106,31 @@ std::string uuidOf(dev_t disk) {
   return "";
 }
 
+// As udev writes it. Told by newer kernels, of some file systems.
+std::string uuidFromKernel(int folder) {
+  struct Uuid {
+    unsigned char length, bytes[16];
+  } uuid{};
+  if (ioctl(folder, _IOR(0x15, 0, Uuid), &uuid) != 0 || uuid.length != sizeof uuid.bytes) return "";
+  std::string text;
+  for (size_t i = 0; i < sizeof uuid.bytes; ++i) {
+    char digits[3];
+    std::snprintf(digits, sizeof digits, "%02x", static_cast<unsigned>(uuid.bytes[i]));
+    if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
+    text += digits;
+  }
+  return text;
+}
+
 std::string fileSystemOf(int folder, dev_t device, const Mount& mount) {
-  const std::string uuid = uuidOf(diskOf(device, mount));
-  if (!uuid.empty()) return "uuid:" + uuid;
+  std::string uuid = uuidOf(diskOf(device, mount));
   struct statfs status {};
   unsigned words[2] = {};
   static_assert(sizeof status.f_fsid == sizeof words);
   if (fstatfs(folder, &status) == 0) std::memcpy(words, &status.f_fsid, sizeof words);
+  // One of a single word is the device's number, which another disk has next.
+  if (uuid.empty() && words[1] == 0) uuid = uuidFromKernel(folder);
+  if (!uuid.empty()) return "uuid:" + uuid;
   char digits[17];
   std::snprintf(digits, sizeof digits, "%08x%08x", words[0], words[1]);
   if (words[0] != 0 || words[1] != 0) return std::string("fsid:") + digits;
@@ -166,6 +185,31 @@ std::optional<std::string> pathNow(const Place& place) {
     if (isAt(mounts, place, path)) return path;
   }
   return std::nullopt;
+}
+
+Absence absenceOf(const Place& place) {
+  const std::vector<Mount> mounts = allMounts();
+  for (const Mount& mount : mounts) {
+    const bool covers = place.path.starts_with(mount.root);
+    if (!covers || !isAt(mounts, {place.fileSystem, mount.root, mount.point}, mount.point)) continue;
+    const std::string path = mount.point + place.path.substr(mount.root.size());
+    struct stat status {};
+    if (lstat(path.c_str(), &status) == 0) return Absence::hidden;
+    if (saysNotThere(errno)) return Absence::folder;
+  }
+  return Absence::disk;
+}
+
+std::string wordsOf(Absence absence) {
+  constexpr const char* kWords[] = {"its disk is not here", "the folder is not there",
+                                    "another disk is mounted over it"};
+  return kWords[static_cast<size_t>(absence)];
+}
+
+bool areOneDevice(const std::string& folder, const std::string& other) {
+  struct stat a {
+  }, b{};
+  return stat(folder.c_str(), &a) == 0 && stat(other.c_str(), &b) == 0 && a.st_dev == b.st_dev;
 }
 
 uint64_t mountIdOf([[maybe_unused]] int descriptor) {

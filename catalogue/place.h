@@ -22,6 +22,18 @@ Place placeOf(const std::string& folder);
 // `mounted` as long as that is right.
 std::optional<std::string> pathNow(const Place& place);
 
+// Why a place has no path now.
+enum class Absence {
+  disk,    // its file system is not mounted
+  folder,  // that is, but the folder is not there
+  hidden   // another file system is mounted over it
+};
+Absence absenceOf(const Place& place);
+std::string wordsOf(Absence absence);  // "its disk is not here"
+
+// Whether two folders are there and on one device, which disks that were copied with their identity are not.
+bool areOneDevice(const std::string& folder, const std::string& other);
+
 // Identifies the mount that a descriptor's file is reached through; 0 where the system does not tell.
 uint64_t mountIdOf(int descriptor);
 

@@ -97,6 +97,11 @@ class PartScan {
   bool takeOtherName(const Job& job, bool isRecordedHere);
   bool isCatalogues(const std::string& path) const;
   enum class Former { gone, same, another };  // another: of another device, which has the inode's number too
+  struct OtherRoot {
+    std::shared_ptr<const DirectoryTree> tree;
+    Former without = Former::same;  // what its files are where there is no tree
+  };
+  OtherRoot otherRootAt(const std::string& rootPath) const;
   Former formerOf(const KnownFile& file, const std::string& rootPath, const FileStat& stat);
   void store(const Job& job, const FileHashes& made);
   void noteGone(const KnownFile& file);
@@ -120,7 +125,7 @@ class PartScan {
   std::vector<std::string>& otherMounts_;
   std::vector<std::string> mountsBelow_;  // paths in the root
   const std::shared_ptr<const DirectoryTree> tree_;
-  std::map<std::string, std::shared_ptr<const DirectoryTree>> otherTrees_;  // by path on the file system
+  std::map<std::string, OtherRoot> otherRoots_;  // by path on the file system
   Batches batches_;
   Recorder recorder_;
   KnownFiles known_;
@@ -297,13 +302,10 @@ bool PartScan::takeOtherName(const Job& job, bool isRecordedHere) {
 
 // What stands where the file was recorded that may be the one at hand.
 PartScan::Former PartScan::formerOf(const KnownFile& file, const std::string& rootPath, const FileStat& stat) {
-  auto& tree = otherTrees_[rootPath];
-  if (!tree) {
-    const Root& here = target_.part.root;
-    const std::optional<std::string> path = pathNow({here.fileSystem, rootPath, here.mounted});
-    tree = path ? DirectoryTree::open(*path) : nullptr;
-    if (!tree) return Former::same;
-  }
+  const auto [other, isFirst] = otherRoots_.try_emplace(rootPath);
+  if (isFirst) other->second = otherRootAt(rootPath);
+  const auto& [tree, former] = other->second;
+  if (!tree) return former;
   const Descriptor found = tree->find(file.path);
   FileStat now;
   if (found.number() < 0) {
@@ -311,6 +313,15 @@ PartScan::Former PartScan::formerOf(const KnownFile& file, const std::string& ro
   }
   if (!fileStatOf(found.number(), &now) || now.inode != stat.inode) return Former::gone;
   return now.device == stat.device ? Former::same : Former::another;
+}
+
+// A root of which the disk is here is not only away.
+PartScan::OtherRoot PartScan::otherRootAt(const std::string& rootPath) const {
+  const Root& here = target_.part.root;
+  const Place place{here.fileSystem, rootPath, here.mounted};
+  const std::optional<std::string> path = pathNow(place);
+  if (path) return {DirectoryTree::open(*path), Former::same};
+  return {nullptr, absenceOf(place) == Absence::folder ? Former::gone : Former::same};
 }
 
 void PartScan::store(const Job& job, const FileHashes& made) {
@@ -471,7 +482,7 @@ class Scan {
     } catch (const Error& thrown) {
       error = thrown;
     }
-    if (isAbsent(folder, place)) return tellOfAbsent(folder);
+    if (const std::optional<Root> root = absentRoot(folder, place)) return tellOfAbsent(folder, *root);
     if (error) {
       ++totals_.unreadable;
       return observer_.unreadable(folder, error->what());
@@ -480,24 +491,30 @@ class Scan {
     Part part = partFor(database_, *place);
     transaction.commit();
     told_.push_back(part.root.id);
+    const std::string at = part.root.mounted + part.folder;
+    if (at != place->mounted && !areOneDevice(at, place->mounted)) {
+      ++totals_.unreadable;
+      return observer_.unreadable(folder,
+                                  "the disk is a copy of the one at " + at + ", with the same UUID; it is not scanned");
+    }
     PartScan(call_, {std::move(part), place->mounted}, waiting).run();
   }
 
-  // Whether files were recorded there on a disk that is not: the folder is gone, or it is an empty mount point.
-  bool isAbsent(const std::string& folder, const std::optional<Place>& place) {
-    if (place && !isEmptyFolder(folder)) return false;
+  // Of which files are recorded there, but which is not: the folder is gone, or it is an empty mount point.
+  std::optional<Root> absentRoot(const std::string& folder, const std::optional<Place>& place) {
+    if (place && !isEmptyFolder(folder)) return std::nullopt;
     for (const Part& part : partsUnder(database_, folder)) {
       if (!folder.starts_with(part.root.mounted)) continue;
       const bool isThatRoot =
           place && part.root.fileSystem == place->fileSystem && place->path.starts_with(part.root.path);
-      if (!isThatRoot && !pathNow(placeOf(part.root)) && holdsFiles(database_, part)) return true;
+      if (!isThatRoot && !pathNow(placeOf(part.root)) && holdsFiles(database_, part)) return part.root;
     }
-    return false;
+    return std::nullopt;
   }
 
-  void tellOfAbsent(const std::string& folder) {
+  void tellOfAbsent(const std::string& folder, const Root& root) {
     ++totals_.absent;
-    observer_.absent(folder);
+    observer_.absent(folder, wordsOf(absenceOf(placeOf(root))));
     for (const Part& part : partsUnder(database_, folder)) told_.push_back(part.root.id);
   }
 
@@ -507,7 +524,7 @@ class Scan {
       const bool isBelow = part.folder.empty() && part.root.fileSystem != "unknown";
       if (isTold || !isBelow || pathNow(placeOf(part.root)) || !holdsFiles(database_, part)) continue;
       ++totals_.absent;
-      observer_.absent(part.root.mounted);
+      observer_.absent(part.root.mounted, wordsOf(absenceOf(placeOf(part.root))));
       told_.push_back(part.root.id);
     }
   }

@@ -24,9 +24,10 @@ struct ScanObserver {
   // A folder; what is recorded of it stays as it is.
   std::function<void(const std::string& path, const std::string& reason)> unreadable;
   std::function<void(const std::string& path)> passedOver;  // excluded, a link, a device, or on another file system
-  std::function<void(const std::string& path)> absent;      // a root whose disk is not here; nothing is marked missing
-  std::function<void(uint64_t bytes)> done;                 // a file is dealt with, of which so much was to be read
-  std::function<bool()> isStopped;                          // asked often; true ends the scan in good order
+  // A root that is not here, and why; nothing is marked missing.
+  std::function<void(const std::string& path, const std::string& reason)> absent;
+  std::function<void(uint64_t bytes)> done;  // a file is dealt with, of which so much was to be read
+  std::function<bool()> isStopped;           // asked often; true ends the scan in good order
 };
 
 // Numbers of files, but for bytes.

@@ -39,7 +39,7 @@ void addRoots(Database& database, Status* status) {
   for (Root& root : allRoots(database)) {
     RootStatus made;
     if (count.with(root.id).next()) made.present = countAt(count, 0);
-    made.isAbsent = !pathNow(placeOf(root));
+    if (!pathNow(placeOf(root))) made.absent = wordsOf(absenceOf(placeOf(root)));
     made.root = std::move(root);
     status->roots.push_back(std::move(made));
   }

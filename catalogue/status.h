@@ -18,7 +18,7 @@ struct Count {
 struct RootStatus {
   Root root;
   Count present;
-  bool isAbsent = false;  // its disk is not here
+  std::string absent;  // why it is not here; empty: it is
 };
 
 struct Status {

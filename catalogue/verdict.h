@@ -16,7 +16,7 @@ enum class Word : uint8_t {
   missing,
   isNew,
   unreadable,  // it or its folder; or the hash is one that this version does not know
-  absent       // its disk is not here
+  absent       // its disk or the scanned folder is not here
 };
 inline constexpr size_t kWords = 10;
 

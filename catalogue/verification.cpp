@@ -235,14 +235,18 @@ bool Verification::openPlace() {
   if (tree_ != nullptr && !isLookedUp) {
     WalkNotes notes;
     notes.unreadable = [this](const std::string& path, int error) { bar(path, Word::unreadable, wordsOf(error)); };
-    notes.otherMount = [this](const std::string& path, uint64_t) { bar(path, Word::absent, ""); };
+    notes.otherMount = [this](const std::string& path, uint64_t) { bar(path, Word::absent, wordsOf(Absence::hidden)); };
     walk_ = std::make_unique<Walk>(tree_, WalkOptions{}, std::move(notes));
     walkEnded_ = false;
     advanceWalk();
   }
   // A folder without any file where there were some is a disk that is away.
   const bool isEmpty = walkEnded_ && barred_.empty() && place.folder.empty() && !isLookedUp;
-  if (!place.isHere || isEmpty) bar("", Word::absent, "");
+  if (!place.isHere) {
+    bar("", Word::absent, wordsOf(absenceOf(placeOf(place.root))));
+  } else if (isEmpty) {
+    bar("", Word::absent, "the folder is empty");
+  }
   end_ = endOf(place.folder);
   rows_.with(place.root.id, place.folder, end_);
   rowsEnded_ = false;

@@ -122,8 +122,8 @@ catalogue::ScanObserver observerOf(const Options& options, Output& output, Progr
     output.message(path, describe(error != 0 ? systemFailure(result, error) : hashFailure(result)));
   };
   observer.unreadable = [&output](const std::string& path, const std::string& reason) { output.message(path, reason); };
-  observer.absent = [&output](const std::string& path) {
-    output.message(path, "its disk is not here; what is recorded of it stays as it is");
+  observer.absent = [&output](const std::string& path, const std::string& reason) {
+    output.message(path, reason + "; what is recorded of it stays as it is");
   };
   observer.passedOver = [&output, lists = options.listsPassedOver](const std::string& path) {
     if (lists) output.write(path + '\n');
@@ -198,10 +198,10 @@ const Command kScanCommand{
     "scan", "DIR...", "Record the files of folders and their hashes in a catalogue",
     "A file whose size, time and inode are recorded is not opened again. One that was renamed or moved keeps its "
     "record; one that is gone is marked missing. A folder is known by its file system and its path there, wherever the "
-    "disk is mounted; of one whose disk is not here nothing is marked missing. Symbolic links are not followed.\n\n"
+    "disk is mounted; of one that is not here nothing is marked missing. Symbolic links are not followed.\n\n"
     "A catalogue that is not there is made. A scan that is interrupted loses nothing that it recorded, and the next "
     "one goes on.\n\n"
-    "Exit status 1 when a file could not be hashed, a folder not be read, or a disk was not here.",
+    "Exit status 1 when a file could not be hashed, a folder not be read, or a disk or folder was not here.",
     declare};
 
 }  // namespace cli

@@ -70,7 +70,7 @@ std::string shown(const catalogue::Status& status) {
           countLine("failed", status.failed) + countLine("missing", status.missing);
   text += "\nroots\n";
   for (const catalogue::RootStatus& root : status.roots) {
-    text += countLine(root.root.mounted, root.present, root.isAbsent ? "  (its disk is not here)" : "");
+    text += countLine(root.root.mounted, root.present, root.absent.empty() ? "" : "  (" + root.absent + ")");
   }
   text += section("formats", status.formats) + section("years of modification", status.years) +
           section("folders", status.folders);
@@ -104,7 +104,8 @@ std::string jsonOf(const catalogue::Status& status) {
   object["roots"] = nlohmann::ordered_json::array();
   for (const catalogue::RootStatus& root : status.roots) {
     nlohmann::ordered_json made = {{"path", root.root.mounted}, {"file_system", root.root.fileSystem}};
-    made["absent"] = root.isAbsent;
+    made["absent"] = !root.absent.empty();
+    if (!root.absent.empty()) made["reason"] = root.absent;
     made["files"] = root.present.files;
     made["bytes"] = root.present.bytes;
     object["roots"].push_back(std::move(made));

@@ -104,6 +104,12 @@ TEST_F(Catalogues, FollowWhatBecomesOfFiles) {
        "kmhash: c: 2 files forgotten\nkmhash: none/p: nothing is recorded there\n"
        "kmhash: c: 1 file forgotten\n0\nkmhash: c: 3 files, 2 known, 1 new, 1 unsupported, "
        "1 passed over\n"},
+      {"a root of another name",
+       "kmhash scan --catalog x p/sub 2>/dev/null; mv p/sub p/now; kmhash scan --catalog x p/sub;"
+       "kmhash status --catalog x | grep sub; kmhash scan --catalog x p/now 2>&1 | head -1",
+       "kmhash: p/sub/: the folder is not there; what is recorded of it stays as it is\n"
+       "          1    8 bytes  p/sub/  (the folder is not there)\n"
+       "          1    8 bytes  p/sub/\nkmhash: x: 1 file, 1 moved\n"},
   });
 }
 
@@ -294,6 +300,24 @@ TEST_F(Catalogues, KnowADiskWhereverItIs) {
        "scan p; } | grep c:",
        "kmhash: c: 6 files, 5 known, 1 new\nkmhash: c: 5 files, 5 known\n"
        "kmhash: c: 6 files, 6 known\n"},
+  });
+}
+
+TEST_F(Catalogues, KnowADiskByItsFileSystem) {
+  if (run("mkdir m n; for i in e f; do truncate -s 9M $i; mkfs.ext4 -q $i; done; cp e empty;"
+          "mount -o loop e m && cp p/*.* m && old m && umount m && echo yes") != "yes\n")
+    GTEST_SKIP() << "no image of a disk can be mounted here";
+  expect({
+      {"at two places",
+       "cp e copy; mount -o loop e m; scan m; umount m; mount -o loop e n; scan n; umount n",
+       "kmhash: c: 4 files, 4 new\nkmhash: c: 4 files, 4 known\n"},
+      {"another one at its place",
+       "mount -o loop f n; scan n; umount n; kmhash status --catalog c --list missing",
+       "kmhash: n/: its disk is not here; what is recorded of it stays as it is\n"},
+      {"a copy of it",
+       "mount -o loop e n; mount -o loop copy m; rm m/*.png; scan m; scan n; umount n m",
+       "kmhash: m/: the disk is a copy of the one at n/, with the same UUID; it is not scanned\n"
+       "kmhash: c: 4 files, 4 known\n"},
   });
 }
 
