@@ -3,6 +3,7 @@
 #include <fcntl.h>
 
 #include <algorithm>
+#include <deque>
 #include <map>
 #include <utility>
 
@@ -18,33 +19,36 @@ constexpr std::string_view kDigestOfNothing(
 
 // ---- Entries: the rows of one index of all catalogues ----
 
-// What duplicates have in common, a digest or a size, and a file that has it.
+// A file that has a key: what duplicates have in common, a digest or a size.
 struct Entry {
-  std::string key;
   size_t catalogue = 0;
   int64_t file = 0;
   std::string kind;  // of the hash that the key is from
 };
 
+struct Bucket {
+  std::string key;
+  std::vector<Entry> entries;
+};
+
 constexpr const char* kByContent = "SELECT content, file, kind FROM hashes ORDER BY content, kind, file";
 constexpr const char* kBySize =
-    "SELECT printf('%020d', size), id, '' FROM files WHERE size >= 1 ORDER BY files.size, id";
+    "SELECT printf('%020d', size), id, '' FROM files WHERE size >= 1 ORDER BY files.size, mtime_ns, id";
 
 class Entries {
  public:
   Entries(std::vector<Catalogue>& catalogues, const char* sql) {
     for (Catalogue& catalogue : catalogues) {
-      cursors_.push_back({catalogue.database().prepare(sql), {"", cursors_.size(), 0, ""}});
+      cursors_.push_back({catalogue.database().prepare(sql), "", {cursors_.size(), 0, ""}});
       advance(cursors_.back());
     }
   }
 
   // Those of the next key; none at the end.
-  std::vector<Entry> next() {
-    std::vector<Entry> bucket;
-    const std::string key = leastKey();
+  Bucket next() {
+    Bucket bucket{leastKey(), {}};
     for (Cursor& cursor : cursors_) {
-      for (; !cursor.ended && cursor.entry.key == key; advance(cursor)) bucket.push_back(cursor.entry);
+      for (; !cursor.ended && cursor.key == bucket.key; advance(cursor)) bucket.entries.push_back(cursor.entry);
     }
     return bucket;
   }
@@ -52,6 +56,7 @@ class Entries {
  private:
   struct Cursor {
     Statement statement;
+    std::string key;
     Entry entry;
     bool ended = false;
   };
@@ -59,7 +64,7 @@ class Entries {
   std::string leastKey() const {
     const std::string* least = nullptr;
     for (const Cursor& cursor : cursors_) {
-      if (!cursor.ended && (least == nullptr || cursor.entry.key < *least)) least = &cursor.entry.key;
+      if (!cursor.ended && (least == nullptr || cursor.key < *least)) least = &cursor.key;
     }
     return least != nullptr ? *least : "";
   }
@@ -67,7 +72,7 @@ class Entries {
   static void advance(Cursor& cursor) {
     cursor.ended = !cursor.statement.next();
     if (cursor.ended) return;
-    cursor.entry.key = cursor.statement.bytes(0);
+    cursor.key = cursor.statement.bytes(0);
     cursor.entry.file = cursor.statement.number(1);
     cursor.entry.kind = cursor.statement.bytes(2);
   }
@@ -93,11 +98,11 @@ constexpr const char* kMemberSql =
     "  ORDER BY kind = 'version3' LIMIT 1),"
     " EXISTS (SELECT 1 FROM hashes WHERE file = files.id AND kind IN ('sampled', 'quick'))"
     " FROM files JOIN roots ON roots.id = files.root"
-    " WHERE files.id = ?1 AND files.missing_since IS NULL AND files.size IS NOT NULL";
+    " WHERE files.id = ?1 AND files.missing_since IS NULL AND files.size >= 0";
 
 // What stands beside a file: its stem and a dot begin the name.
 constexpr const char* kBesideSql =
-    "SELECT path, size FROM files WHERE root = ? AND path > ? AND path < ? AND missing_since IS NULL";
+    "SELECT path, max(size, 0) FROM files WHERE root = ? AND path > ? AND path < ? AND missing_since IS NULL";
 
 std::string_view nameOf(std::string_view path) { return path.substr(path.rfind('/') + 1); }
 
@@ -196,7 +201,7 @@ struct Candidate {
   Found found;
 };
 
-using Candidates = std::vector<Candidate>;
+using Candidates = std::deque<Candidate>;  // given back bit by bit
 
 // In the order of their paths; one that is in two catalogues, or there by two hashes of one kind of agreement, once.
 void sortByPath(Candidates& candidates) {
@@ -213,11 +218,12 @@ class Search {
          const std::function<void(const Group&)>& take)
       : search_(search), take_(take), members_(catalogues, search) {}
 
-  void takeSameContent(const std::vector<Entry>& bucket) {
-    if (bucket.size() < 2 || bucket.front().key == kDigestOfNothing) return;
+  void takeSameContent(const Bucket& bucket) {
+    if (bucket.entries.size() < 2 || bucket.key == kDigestOfNothing) return;
     std::vector<Candidates> classes;
-    for (Candidate& candidate : candidatesOf(bucket)) {
-      if (!tellsContent(candidate.found.member.hash)) continue;
+    for (const Entry& entry : bucket.entries) {
+      Candidate candidate{entry, {}};
+      if (!members_.read(entry, &candidate.found) || !tellsContent(candidate.found.member.hash)) continue;
       const auto like = std::find_if(classes.begin(), classes.end(), [&](const Candidates& others) {
         return agreeWith(others.front().found.member, candidate.found.member);
       });
@@ -234,12 +240,13 @@ class Search {
   }
 
   // Only digests are held of what has one size, however much that is.
-  void takeSameSize(const std::vector<Entry>& bucket) {
-    if (bucket.size() < 2) return;
+  void takeSameSize(const Bucket& bucket) {
+    const std::vector<Entry>& entries = bucket.entries;
+    if (entries.size() < 2) return;
     std::vector<std::pair<std::string, size_t>> digests;
-    for (size_t i = 0; i < bucket.size(); ++i) {
+    for (size_t i = 0; i < entries.size(); ++i) {
       Found found;
-      if (!members_.read(bucket[i], &found)) continue;
+      if (!members_.read(entries[i], &found)) continue;
       std::string& digest = found.member.digest;
       if (digest.empty() && search_.judgement.digestOf) digest = search_.judgement.digestOf(found.member);
       if (!digest.empty()) digests.emplace_back(std::move(digest), i);
@@ -248,7 +255,7 @@ class Search {
     for (auto first = digests.begin(); first != digests.end();) {
       const auto end = std::find_if(first, digests.end(), [&](const auto& it) { return it.first != first->first; });
       std::vector<Entry> equal;
-      for (auto it = first; it != end; ++it) equal.push_back(bucket[it->second]);
+      for (auto it = first; it != end; ++it) equal.push_back(entries[it->second]);
       if (equal.size() > 1) tellCopies(equal, first->first);
       first = end;
     }
@@ -287,8 +294,11 @@ class Search {
     sortByPath(candidates);
     Group group;
     group.match = search_.match;
-    for (Candidate& candidate : candidates) {
-      if (candidates.size() > 1) members_.addCompanions(candidate.entry, &candidate.found.member);
+    const bool isGroup = candidates.size() > 1;
+    group.members.reserve(candidates.size());
+    for (; !candidates.empty(); candidates.pop_front()) {
+      Candidate& candidate = candidates.front();
+      if (isGroup) members_.addCompanions(candidate.entry, &candidate.found.member);
       group.members.push_back(std::move(candidate.found.member));
     }
     judge(search_.judgement, &group);
@@ -311,7 +321,7 @@ void findDuplicates(std::vector<Catalogue>& catalogues, const DuplicateSearch& s
   const bool isBySize = search.match == Match::exact;
   Entries entries(catalogues, isBySize ? kBySize : kByContent);
   Search groups(catalogues, search, take);
-  for (std::vector<Entry> bucket = entries.next(); !bucket.empty(); bucket = entries.next()) {
+  for (Bucket bucket = entries.next(); !bucket.entries.empty(); bucket = entries.next()) {
     isBySize ? groups.takeSameSize(bucket) : groups.takeSameContent(bucket);
   }
 }

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <map>
 #include <set>
+#include <tuple>
 
 #include "kmhash.h"
 #include "sharedStorage.h"
@@ -55,67 +56,74 @@ bool haveOneInode(const Member& a, const Member& b) {
          nowA.st_ino == nowB.st_ino;
 }
 
-// Gives each member the number of the first one that it is as, by the key and, among those of one key, the comparison.
-template <class Key, class IsAs>
-void number(std::vector<Member>& members, uint32_t Member::*field, const Key& keyOf, const IsAs& isAs) {
-  std::multimap<decltype(keyOf(members[0])), size_t> firsts;
+// Snapshots of one file system may have an inode each, but not so many that all of them have to be looked at.
+constexpr int kMostOfOneInode = 256;
+
+// A file's number is that of its first name, from 1 on.
+void numberFiles(std::vector<Member>& members) {
+  std::multimap<std::pair<uint64_t, std::string_view>, size_t> firsts;
   for (size_t i = 0; i < members.size(); ++i) {
-    auto [it, end] = firsts.equal_range(keyOf(members[i]));
-    while (it != end && !isAs(members[it->second], members[i])) ++it;
-    members[i].*field = it != end ? members[it->second].*field : static_cast<uint32_t>(i + 1);
-    if (it == end) firsts.emplace(keyOf(members[i]), i);
+    Member& member = members[i];
+    const std::pair<uint64_t, std::string_view> key(member.inode, member.fileSystem);
+    auto [it, end] = firsts.equal_range(key);
+    int looked = 0;
+    while (it != end && looked < kMostOfOneInode && !haveOneInode(members[it->second], member)) ++it, ++looked;
+    const bool isFirst = it == end || looked == kMostOfOneInode;
+    member.file = isFirst ? static_cast<uint32_t>(i + 1) : members[it->second].file;
+    if (isFirst) firsts.emplace(key, i);
   }
 }
 
-void numberFiles(std::vector<Member>& members) {
-  number(
-      members, &Member::file, [](const Member& member) { return member.inode; }, haveOneInode);
+template <class KeyOf>
+auto countFilesBy(const std::vector<Member>& members, const KeyOf& keyOf) {
+  std::map<decltype(keyOf(members[0])), size_t> counts;
+  for (size_t i = 0; i < members.size(); ++i) {
+    if (members[i].file == i + 1) ++counts[keyOf(members[i])];
+  }
+  return counts;
 }
 
 // Digests the members that are not the only ones of their size; names of one file once.
 void completeDigests(const Judgement& judgement, std::vector<Member>& members) {
-  std::map<uint64_t, std::set<uint32_t>> filesOfSize;
-  for (const Member& member : members) filesOfSize[member.size].insert(member.file);
-  std::map<uint32_t, std::string> digests;
-  for (Member& member : members) {
-    if (!member.digest.empty() || filesOfSize[member.size].size() < 2 || !judgement.digestOf) continue;
-    const auto [known, isNew] = digests.try_emplace(member.file);
-    if (isNew) known->second = judgement.digestOf(member);
-    member.digest = known->second;
+  auto files = countFilesBy(members, [](const Member& member) { return member.size; });
+  const auto firstName = [&](const Member& member) -> Member& { return members[member.file - 1]; };
+  for (const Member& member : members) {
+    if (firstName(member).digest.empty()) firstName(member).digest = member.digest;
+  }
+  for (size_t i = 0; i < members.size(); ++i) {
+    Member& member = members[i];
+    if (!member.digest.empty() || files[member.size] < 2) continue;
+    const bool isFirst = member.file == i + 1;
+    if (!isFirst) member.digest = firstName(member).digest;
+    if (isFirst && judgement.digestOf) member.digest = judgement.digestOf(member);
   }
 }
 
 // Those of another size than all others are told apart by that.
 void numberCopies(std::vector<Member>& members) {
-  number(
-      members, &Member::copy, [](const Member& member) { return member.size; },
-      [](const Member& a, const Member& b) { return a.file == b.file || (!a.digest.empty() && a.digest == b.digest); });
-  std::map<uint64_t, std::set<uint32_t>> filesOfSize;
-  for (const Member& member : members) filesOfSize[member.size].insert(member.file);
+  auto files = countFilesBy(members, [](const Member& member) { return member.size; });
+  std::map<std::pair<uint64_t, std::string>, uint32_t> firsts;
   for (Member& member : members) {
-    if (member.digest.empty() && filesOfSize[member.size].size() > 1) member.copy = 0;
+    const bool isTold = !member.digest.empty();
+    member.copy = isTold ? firsts.try_emplace({member.size, member.digest}, member.file).first->second : member.file;
+    if (!isTold && files[member.size] > 1) member.copy = 0;
   }
 }
 
+// Copies on one disk whose bytes lie at one place.
 void numberStorage(std::vector<Member>& members) {
-  std::map<uint32_t, size_t> files;  // of a copy
-  std::set<std::pair<uint32_t, uint32_t>> seen;
-  for (const Member& member : members) {
-    if (member.copy != 0 && seen.emplace(member.copy, member.file).second) ++files[member.copy];
+  auto files = countFilesBy(members, [](const Member& member) { return member.copy; });
+  std::map<std::tuple<uint32_t, std::string, uint64_t, std::string>, uint32_t> firsts;
+  for (size_t i = 0; i < members.size(); ++i) {
+    Member& member = members[i];
+    const bool isFirst = member.file == i + 1;
+    member.storage = isFirst ? member.file : members[member.file - 1].storage;
+    if (!isFirst || member.copy == 0 || files[member.copy] < 2) continue;
+    const std::string place = sharedStorage(member.path);
+    if (place.empty()) continue;
+    member.storage =
+        firsts.try_emplace({member.copy, member.fileSystem, member.device, place}, member.file).first->second;
   }
-  std::map<uint32_t, std::vector<Extent>> extents;  // of a file
-  for (const Member& member : members) {
-    if (member.copy == 0 || files[member.copy] < 2) continue;
-    const auto [known, isNew] = extents.try_emplace(member.file);
-    if (isNew) known->second = sharedExtents(member.path);
-  }
-  number(
-      members, &Member::storage, [](const Member& member) { return member.copy; },
-      [&](const Member& a, const Member& b) {
-        if (a.file == b.file) return true;
-        const bool areCopies = a.copy != 0 && a.fileSystem == b.fileSystem && a.device == b.device;
-        return areCopies && !extents[a.file].empty() && extents[a.file] == extents[b.file];
-      });
 }
 
 // ---- What goes ----

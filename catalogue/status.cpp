@@ -21,7 +21,8 @@ void addNamed(Database& database, const char* sql, std::map<std::string, Count>*
 
 void addWords(Database& database, Status* status) {
   Statement rows = database.prepare(
-      "SELECT iif(missing_since IS NULL, status, 'missing') AS word, count(*), coalesce(sum(size), 0) FROM files GROUP "
+      "SELECT iif(missing_since IS NULL, status, 'missing') AS word, count(*), CAST(total(max(size, 0)) AS INTEGER) "
+      "FROM files GROUP "
       "BY word");
   while (rows.next()) {
     const std::string word = rows.text(0);
@@ -34,8 +35,8 @@ void addWords(Database& database, Status* status) {
 }
 
 void addRoots(Database& database, Status* status) {
-  Statement count =
-      database.prepare("SELECT count(*), coalesce(sum(size), 0) FROM files WHERE root = ? AND missing_since IS NULL");
+  Statement count = database.prepare(
+      "SELECT count(*), CAST(total(max(size, 0)) AS INTEGER) FROM files WHERE root = ? AND missing_since IS NULL");
   for (Root& root : allRoots(database)) {
     RootStatus made;
     if (count.with(root.id).next()) made.present = countAt(count, 0);
@@ -52,17 +53,20 @@ void addStatus(Catalogue& catalogue, Status* status) {
   addWords(database, status);
   addRoots(database, status);
   addNamed(database,
-           "SELECT coalesce(format_type, ''), count(*), coalesce(sum(size), 0) FROM present WHERE status = 'hashed' "
+           "SELECT coalesce(format_type, ''), count(*), CAST(total(max(size, 0)) AS INTEGER) FROM present WHERE status "
+           "= 'hashed' "
            "GROUP BY 1",
            &status->formats);
   addNamed(database,
-           "SELECT coalesce(strftime('%Y', mtime_ns / 1000000000, 'unixepoch'), ''), count(*), coalesce(sum(size), 0) "
+           "SELECT coalesce(strftime('%Y', mtime_ns / 1000000000, 'unixepoch'), ''), count(*), CAST(total(max(size, "
+           "0)) AS INTEGER) "
            "FROM files WHERE missing_since IS NULL GROUP BY 1",
            &status->years);
-  addNamed(database,
-           "SELECT mounted || substr(files.path, 1, instr(files.path, '/')), count(*), coalesce(sum(size), 0) "
-           "FROM files JOIN roots ON roots.id = files.root WHERE missing_since IS NULL GROUP BY 1",
-           &status->folders);
+  addNamed(
+      database,
+      "SELECT mounted || substr(files.path, 1, instr(files.path, '/')), count(*), CAST(total(max(size, 0)) AS INTEGER) "
+      "FROM files JOIN roots ON roots.id = files.root WHERE missing_since IS NULL GROUP BY 1",
+      &status->folders);
   if (auto last = lastVerification(database)) status->verifications.push_back(std::move(*last));
 }
 

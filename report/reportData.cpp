@@ -78,8 +78,13 @@ class GroupWriter {
       : roots_(roots), pictures_(pictures) {}
 
   std::string write(const Group& group) {
-    group_ = &group;
     hashes_.clear();
+    sharing_.clear();
+    shown_.clear();
+    for (const Member& member : group.members) {
+      ++sharing_[member.storage];
+      if (member.copy != 0 && pictures_.contains(&member)) shown_.try_emplace(member.copy, &member);
+    }
     const std::string files = jsonList('[', group.members, ']', [&](const Member& member) { return file(member); });
     const std::string& hash = group.members[0].hash;
     return fmt::format(R"({{"format":{},"kind":"{}","freeable":{},"hashes":{},"files":{}}})",
@@ -93,7 +98,7 @@ class GroupWriter {
                                   rootOf(member), member.size, timeText(member.mtime), numberOf(&hashes_, member.hash));
     if (!member.whole.empty()) out += fmt::format(R"(,"whole":{})", numberOf(&hashes_, member.whole));
     if (member.copy != 0) out += fmt::format(R"(,"bytes":{})", member.copy);
-    if (sharesStorage(member)) out += fmt::format(R"(,"storage":{})", member.storage);
+    if (member.storage != 0 && sharing_[member.storage] > 1) out += fmt::format(R"(,"storage":{})", member.storage);
     if (member.isKept) out += R"(,"keep":true)";
     if (member.isReference) out += R"(,"reference":true)";
     if (!member.isHere) out += R"(,"away":true)";
@@ -109,25 +114,18 @@ class GroupWriter {
     return static_cast<size_t>(std::find(roots_.begin(), roots_.end(), member.root) - roots_.begin());
   }
 
-  bool sharesStorage(const Member& member) const {
-    return std::any_of(group_->members.begin(), group_->members.end(), [&](const Member& other) {
-      return &other != &member && other.storage == member.storage && member.storage != 0;
-    });
-  }
-
   // Whose picture is the member's: its own, or that of one with the same bytes.
   const Member* pictured(const Member& member) const {
-    for (const Member& other : group_->members) {
-      const bool isSame = &other == &member || (member.copy != 0 && other.copy == member.copy);
-      if (isSame && pictures_.contains(&other)) return &other;
-    }
-    return nullptr;
+    if (pictures_.contains(&member)) return &member;
+    const auto same = shown_.find(member.copy);
+    return same != shown_.end() ? same->second : nullptr;
   }
 
   const std::vector<std::string>& roots_;
   const std::map<const Member*, size_t>& pictures_;
-  const Group* group_ = nullptr;
-  std::vector<std::string> hashes_;
+  std::vector<std::string> hashes_;          // of the group at hand
+  std::map<uint32_t, size_t> sharing_;       // its members by their storage
+  std::map<uint32_t, const Member*> shown_;  // one with a picture by its bytes
 };
 
 // ---- Sums ----
