@@ -13,9 +13,9 @@ import java.util.Arrays;
 import java.util.List;
 
 /**
- * What hashing costs from Java: java -cp JAR bench/BenchFiles.java path|channel|stream ROUNDS &lt; LIST prints
- * minimum and median over the rounds of the microseconds of processor time a file. As many rounds come first and do not
- * count.
+ * What hashing costs from Java: java -cp JAR bench/BenchFiles.java path|channel|stream ROUNDS [BEFORE] &lt; LIST
+ * prints minimum and median over the rounds of the microseconds a file: of processor time, or with a command to run
+ * before each round of time that passed. As many rounds come first and do not count.
  */
 class BenchFiles {
     public static void main(String[] arguments) throws Exception {
@@ -25,20 +25,24 @@ class BenchFiles {
             files.add(Paths.get(line));
         }
         double[] rounds = new double[2 * Integer.parseInt(arguments[1])];
+        String before = arguments.length > 2 ? arguments[2] : null;
         for (int i = 0; i < rounds.length; i++) {
-            long begin = processorNanoseconds();
+            if (before != null && new ProcessBuilder("sh", "-c", before).start().waitFor() != 0) {
+                throw new IllegalStateException(before);
+            }
+            long begin = nanoseconds(before != null);
             for (Path file : files) {
                 hash(file, arguments[0]);
             }
-            rounds[i] = (processorNanoseconds() - begin) / 1e3 / files.size();
+            rounds[i] = (nanoseconds(before != null) - begin) / 1e3 / files.size();
         }
         double[] counted = Arrays.copyOfRange(rounds, rounds.length / 2, rounds.length);
         Arrays.sort(counted);
         System.out.printf("%.1f %.1f%n", counted[0], counted[counted.length / 2]);
     }
 
-    private static long processorNanoseconds() {
-        return ManagementFactory.getThreadMXBean().getCurrentThreadCpuTime();
+    private static long nanoseconds(boolean passed) {
+        return passed ? System.nanoTime() : ManagementFactory.getThreadMXBean().getCurrentThreadCpuTime();
     }
 
     private static void hash(Path file, String way) throws Exception {
