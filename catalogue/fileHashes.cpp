@@ -150,9 +150,6 @@ class Maker {
   FileHashes* made_;
 };
 
-// Codes that tell of the system, or of this moment, and not of the file.
-bool isSystems(int code) { return code == HASHCREATE_ERROR || code == HASHCREATE_MEM_ALLOC_ERROR; }
-
 void makeHashes(const Descriptor& file, const HashWishes& wishes, const std::atomic<bool>* isStopped,
                 FileHashes* made) {
   Maker maker(file, made);
@@ -163,7 +160,7 @@ void makeHashes(const Descriptor& file, const HashWishes& wishes, const std::ato
   if (made->result == HASHCREATE_SUCCESS && wishes.version3) maker.version3();
   if (isUnsupported && wishes.quick) maker.quick();
   const bool lacksDigest = wishes.whole && made->digest.empty();
-  if (!isSystems(made->result) && !lacksDigest) made->recorded = wishes.recorded();
+  if (!tellsOfSystem(made->result) && !lacksDigest) made->recorded = wishes.recorded();
 }
 
 FileHashes ofEmpty(const FileStat& stat, const HashWishes& wishes) {
@@ -203,6 +200,10 @@ FileHashes hashesOf(const DirectoryTree& tree, const std::string& path, const Fi
   made.changedMeanwhile =
       !fileStatOf(file.number(), &after) || after.size != made.stat.size || after.mtimeNs != made.stat.mtimeNs;
   return made;
+}
+
+bool tellsOfSystem(int code) {
+  return code == HASHCREATE_ERROR || code == HASHCREATE_MEM_ALLOC_ERROR || code == HASHCREATE_FILE_NOTFOUND;
 }
 
 std::string digestOf(int descriptor) {

@@ -40,6 +40,9 @@ struct FileHashes {
 FileHashes hashesOf(const DirectoryTree& tree, const std::string& path, const FileStat& known, const HashWishes& wishes,
                     const std::atomic<bool>* isStopped = nullptr);
 
+// Whether a result code tells of the system, or of this moment, and not of the file.
+bool tellsOfSystem(int code);
+
 // XXH3-128 of an open file, 16 bytes, the most significant first; nothing and errno when it cannot be read.
 std::string digestOf(int descriptor);
 

@@ -39,14 +39,31 @@ Importer::Importer(Catalogue& catalogue)
       addHash_(database_.prepare("INSERT OR IGNORE INTO hashes (file, kind, text, algorithm, file_type, format_type, "
                                  "content, meta) SELECT ?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8 WHERE ?2 NOT IN ('sampled', "
                                  "'quick') OR NOT EXISTS (SELECT 1 FROM hashes WHERE file = ?1 AND kind IN ('sampled', "
-                                 "'quick'))")) {}
+                                 "'quick'))")),
+      recorded_(database_.prepare("SELECT mtime_ns, inode, status FROM files WHERE id = ? AND mtime_ns IS NOT NULL")),
+      replace_(database_.prepare("UPDATE files SET size = ?2, mtime_ns = ?3, status = ?4, result = ?5 WHERE id = ?1")),
+      dropHashes_(database_.prepare("DELETE FROM hashes WHERE file = ?")) {}
 
 void Importer::add(const ImportedFile& file) {
   const Root& root = rootFor(file.path);
-  const int64_t id = insert(recordOf(file), root.id, file.path.substr(root.mounted.size()));
-  if (file.hash.empty()) return;
+  const FileRecord record = recordOf(file);
+  const int64_t id = insert(record, root.id, file.path.substr(root.mounted.size()));
+  if (!isOfLatest(id, record) || file.hash.empty()) return;
   const HashRecord hash = hashRecordOf(file.hash);
   addHash(id, std::string(kindOf(hash)), hash);
+}
+
+// False for another state of the file than the one that is recorded, or is from now on.
+bool Importer::isOfLatest(int64_t id, const FileRecord& file) {
+  if (!file.stat || !recorded_.with(id).next()) return true;
+  const int64_t mtime = recorded_.number(0), now = file.stat->mtimeNs;
+  const bool wasSeen = recorded_.number(1) != 0;  // by a scan
+  const bool isBetter = recorded_.text(2) != kStatusHashed && file.status == kStatusHashed;
+  recorded_.reset();
+  if (wasSeen || now < mtime || (now == mtime && !isBetter)) return now == mtime;
+  replace_.with(id, file.stat->size, now, file.status, file.result).run();
+  dropHashes_.with(id).run();
+  return true;
 }
 
 void Importer::add(Catalogue& other) {

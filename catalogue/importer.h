@@ -22,7 +22,8 @@ struct ImportTotals {
 };
 
 // A file goes to the root that it lies in, else to one of file system 'unknown', until a scan finds it. What is
-// recorded already stays. For many files, within a transaction of the caller.
+// recorded already stays; but of rows of one path that no scan has seen the latest modification counts, and of two such
+// ones the one with a hash. For many files, within a transaction of the caller.
 class Importer {
  public:
   explicit Importer(Catalogue& catalogue);
@@ -35,13 +36,14 @@ class Importer {
 
  private:
   const Root& rootFor(const std::string& path);
+  bool isOfLatest(int64_t id, const FileRecord& file);
   int64_t insert(const FileRecord& file, int64_t root, const std::string& path);
   void addHash(int64_t file, const std::string& kind, const HashRecord& hash);
   void addRoot(Catalogue& other, const Root& root);
 
   Database& database_;
   std::vector<Root> roots_;
-  Statement insert_, find_, addHash_;
+  Statement insert_, find_, addHash_, recorded_, replace_, dropHashes_;
   ImportTotals totals_;
 };
 

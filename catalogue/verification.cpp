@@ -45,10 +45,6 @@ bool isSameHash(const std::string& a, const std::string& b) {
   return compareBetweenHash(a.c_str(), b.c_str()) == 0;
 }
 
-bool isSystems(int code) {
-  return code == HASHCREATE_ERROR || code == HASHCREATE_MEM_ALLOC_ERROR || code == HASHCREATE_FILE_NOTFOUND;
-}
-
 class Comparison {
  public:
   Comparison(const VerifyTask& task, const RecordedFile& recorded, bool whole)
@@ -102,7 +98,7 @@ class Comparison {
       return false;
     }
     const Rehash now = rehash(openAs, stored);
-    if (isSystems(now.code)) {
+    if (tellsOfSystem(now.code)) {
       unreadable(kmhashResultName(now.code));
       return false;
     }

@@ -20,12 +20,6 @@ constexpr int kMostLinesOfOne = 4096;
 // Some editors and tables begin a file of UTF-8 with it.
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
-std::string absolutePath(const std::string& path) {
-  std::error_code error;
-  const std::filesystem::path absolute = std::filesystem::absolute(path, error);
-  return error ? path : absolute.lexically_normal().string();
-}
-
 std::optional<int64_t> numberOf(const Values& values, const std::string& column) {
   const auto found = values.find(column);
   if (found == values.end()) return std::nullopt;
@@ -74,11 +68,12 @@ void takeRow(const Values& values, ImportLine* line) {
     line->reason = "no path";
     return;
   }
-  line->file.path = absolutePath(path);
+  line->file.path = path;
   line->file.size = numberOf(values, "length");
   line->file.modifiedNs = numberOf(values, "modified_ns");
+  if (line->file.size.value_or(0) < 0) line->reason = "a length below 0";
   takeStatus(values, &line->file);
-  if (hash.empty()) return;
+  if (hash.empty() || !line->reason.empty()) return;
   const std::optional<std::string> read = readHashText(hash, &line->reason);
   if (read) line->file.hash = *read;
   if (!read) line->reason = "no hash text: " + line->reason;
@@ -102,7 +97,7 @@ void takeListLine(const std::string& text, LineEnd end, ImportLine* line) {
   ListLine read = parseListLine(text, end);
   line->reason = std::move(read.reason);
   if (read.kind == ListLine::Kind::entry) {
-    line->file.path = absolutePath(read.path);
+    line->file.path = std::move(read.path);
     line->file.hash = std::move(read.hash);
   }
 }
@@ -154,10 +149,28 @@ bool ImportReader::next(ImportLine* line) {
     } else {
       takeListLine(text, end_, line);
     }
+    if (!line->file.path.empty()) line->file.path = realPath(line->file.path);
     if (line->reason.empty() && line->file.path.ends_with('/')) line->reason = "the path of a folder";
     if (!line->reason.empty() || !line->file.path.empty()) return true;
   }
   return false;
+}
+
+std::string ImportReader::realPath(const std::string& path) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  const fs::path absolute = fs::absolute(path, error).lexically_normal();
+  if (error) return path;
+  if (fs::is_symlink(absolute, error)) {
+    const fs::path target = fs::canonical(absolute, error);
+    if (!error) return target.string();
+  }
+  if (const fs::path folder = absolute.parent_path(); folder != folder_) {
+    folder_ = folder;
+    realFolder_ = fs::weakly_canonical(folder, error);
+    if (error) realFolder_ = folder;
+  }
+  return (realFolder_ / absolute.filename()).string();
 }
 
 // A path within quotes may go on over lines.

@@ -1,6 +1,7 @@
 // The lines that import reads: lists of hashes, JSON objects, comma-separated values.
 #pragma once
 
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <vector>
@@ -27,11 +28,13 @@ class ImportReader {
  private:
   bool readLine(std::string* line);
   bool takeValues(const std::string& text, ImportLine* line);
+  std::string realPath(const std::string& path);  // absolute, without symbolic links, as a scan records it
 
   const std::function<bool(std::string*)> nextLine_;
   const LineEnd end_;
   size_t number_ = 0;
-  std::vector<std::string> columns_;  // of values; none: not met yet
+  std::vector<std::string> columns_;           // of values; none: not met yet
+  std::filesystem::path folder_, realFolder_;  // the last one, and what it stands for
 };
 
 }  // namespace cli

@@ -146,6 +146,25 @@ TEST_F(Catalogues, FollowFilesToOtherFoldersAndDisks) {
   for (const auto& [script, expected] : rows) EXPECT_EQ(run(begin + script), expected) << script;
 }
 
+TEST_F(Catalogues, ImportTheLatestOfRowsOfOnePath) {
+  run("kmhash hash -r --whole p >whole; h=$(cut -c-128 whole | head -1); g=$(cut -c-128 whole | "
+      "tail -1);"
+      "{ echo path,length,modified_ns,status,result,hash; echo /n/a,1,5,hashed,0,$g;"
+      "echo /n/a,3,7,failed,-255,; echo /n/a,3,7,hashed,0,$h; echo /n/a,2,7,failed,-255,;"
+      "echo /n/a,9,6,hashed,0,$g; echo /n/b,-1,6,hashed,0,$g; } >rows; mkdir r; ln -s ../p r/link");
+  expect({
+      {"rows",
+       "kmhash import --catalog c rows; kmhash export --csv --catalog c | cut -d, -f1-6 >o;"
+       "sed -n '1p;4p' rows | cmp - o",
+       "kmhash: rows: line 7: a length below 0\nkmhash: c: 1 new, 4 recorded before\n"},
+      {"whole hashes, by way of a link",
+       "sed 's|  p/|  r/link/|' whole >l; kmhash import --catalog i l; kmhash export --catalog i | "
+       "sort >o;"
+       "sed \"s|  p/|  $PWD/p/|\" whole | sort | cmp - o; kmhash verify --quiet --catalog i",
+       "kmhash: i: 4 new, 0 recorded before\nkmhash: verify: 4 intact-as-sampled\n"},
+  });
+}
+
 TEST_F(Catalogues, BringAnOlderOneUpToDate) {
   {
     catalogue::Database old((folder / "c").string(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
@@ -268,9 +287,15 @@ TEST_F(Catalogues, LoseNothingWhenKilledAndGoOn) {
   EXPECT_GT(whileAtIt, 0);  // kills that came in the middle
   EXPECT_EQ(run("scan p >/dev/null; export_of c >e; export_of whole | cmp - e; ls c?*"),
             run("ls c?*"));
-  EXPECT_EQ(run("kmhash scan -j1 --catalog d p & sleep 0.02; kill -TERM $!; wait $! 2>/dev/null;"
-                "echo $?; ls d-* 2>/dev/null"),
-            "143\n");
+  for (const auto& [signal, status] : {std::pair("INT", "130\n"), std::pair("TERM", "143\n")}) {
+    EXPECT_EQ(run(fmt::format("timeout --preserve-status -s {} {} kmhash scan -j1 --catalog d p;"
+                              "echo $?; ls d-* 2>/dev/null",
+                              signal, scan.count() / 3)),
+              status);
+  }
+  EXPECT_EQ(run("scan() { kmhash scan --catalog d p 2>&1; }; scan | grep -c known; export_of d | "
+                "cmp - e"),
+            "1\n");
 }
 
 TEST_F(Catalogues, KnowADiskWhereverItIs) {
