@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <cerrno>
+#include <csignal>
 #include <memory>
 
 #include "catalogueOptions.h"
@@ -26,7 +27,7 @@ struct Options {
   unsigned mebibytes = 32;
 };
 
-report::Facts factsOf(const Options& options, std::vector<Catalogue>& catalogues, const std::vector<Group>& groups) {
+report::Facts factsOf(const Options& options, const std::vector<Catalogue>& catalogues) {
   report::Facts facts;
   facts.program = "kmhash " KMHASH_VERSION;
   facts.made = catalogue::now() / 1'000'000'000;
@@ -36,12 +37,6 @@ report::Facts factsOf(const Options& options, std::vector<Catalogue>& catalogues
   facts.scriptBegin = scriptBegin("{to}");
   facts.scriptEnd = scriptEnd();
   for (const Catalogue& catalogue : catalogues) facts.catalogues.push_back(catalogue.path());
-  for (const Group& group : groups) {
-    for (const catalogue::Member& member : group.members) {
-      const bool isKnown = std::find(facts.roots.begin(), facts.roots.end(), member.root) != facts.roots.end();
-      if (!isKnown) facts.roots.push_back(member.root);
-    }
-  }
   return facts;
 }
 
@@ -53,6 +48,7 @@ struct Wished {
 // The pictures of the first wishes, as many as make that many bytes.
 std::vector<std::string> makePictures(const Options& options, const report::ThumbnailTools& tools,
                                       const std::vector<PictureWish>& wishes, uint64_t bytes, Output& output) {
+  std::signal(SIGCHLD, SIG_DFL);  // where the caller of the program ignores it, nobody is told how a child ended
   std::vector<std::string> pictures;
   std::atomic<bool> isFull{false};
   size_t taken = 0;
@@ -82,7 +78,7 @@ int writePage(const Options& options, const std::string& page, Output& output) {
     output.write(page);
     return kAllWell;
   }
-  if (writeWholeFile(options.file, page)) return kAllWell;
+  if (writeWholeFile(options.file, page, output)) return kAllWell;
   output.message(options.file, std::generic_category().message(errno));
   return kSomethingFailed;
 }
@@ -97,7 +93,7 @@ int makeReport(const Options& options, const report::ThumbnailTools& tools, std:
   const std::vector<PictureWish> wishes = report::pictureWishes(groups);
   std::vector<std::string> pictures;
   if (tools.areThere()) pictures = makePictures(options, tools, wishes, mostBytes - shelf.bytes(), output);
-  const report::Facts facts = factsOf(options, catalogues, groups);
+  const report::Facts facts = factsOf(options, catalogues);
   const std::string page = report::pageWith(reportJson(facts, overview, shelf, groups, wishes, pictures));
   const int status = writePage(options, page, output);
   if (status != kAllWell) return status;

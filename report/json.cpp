@@ -53,6 +53,4 @@ std::string jsonText(std::string_view bytes) {
   return out + '"';
 }
 
-std::string jsonName(std::string_view name) { return jsonText(name) + ':'; }
-
 }  // namespace report

@@ -10,9 +10,6 @@ namespace report {
 // bits it is, so that every path comes back as it was. Neither "<" nor a line separator stands in it as such.
 std::string jsonText(std::string_view bytes);
 
-// "name":
-std::string jsonName(std::string_view name);
-
 // The items in brackets, with commas between them: of an array or, with curly ones, of an object.
 template <class Items, class Text>
 std::string jsonList(char open, const Items& items, char close, Text text) {

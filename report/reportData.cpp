@@ -7,6 +7,7 @@
 
 #include "json.h"
 #include "pageText.h"
+#include "verdict.h"
 
 namespace report {
 namespace {
@@ -44,9 +45,10 @@ std::string formatOfHash(const std::string& hash) {
 
 // About as many bytes as the group takes in JSON.
 uint64_t sizeOf(const Group& group) {
-  uint64_t size = 100;
+  uint64_t size = 64;
   for (const Member& member : group.members) {
-    size += 248 + jsonText(member.path).size() + member.whole.size() + (member.hash == group.members[0].hash ? 0 : 131);
+    size += 248 + jsonText(member.path).size() + jsonText(member.whole).size();
+    if (&member == &group.members[0] || member.hash != group.members[0].hash) size += jsonText(member.hash).size() + 1;
     for (const Companion& companion : member.companions) size += jsonText(companion.path).size() + 1;
   }
   return size;
@@ -56,13 +58,20 @@ bool freesMore(const Group& a, const Group& b) {
   return a.freeable != b.freeable ? a.freeable > b.freeable : a.members[0].path < b.members[0].path;
 }
 
-// As the number of something in the order in which it came first.
-size_t numberOf(std::vector<std::string>* known, const std::string& item) {
-  const auto found = std::find(known->begin(), known->end(), item);
-  const auto number = static_cast<size_t>(found - known->begin());
-  if (found == known->end()) known->push_back(item);
-  return number;
-}
+// Texts and their numbers, in the order in which they came first.
+class Numbering {
+ public:
+  size_t numberOf(const std::string& text) {
+    const auto [known, isNew] = numbers_.try_emplace(text, texts_.size());
+    if (isNew) texts_.push_back(text);
+    return known->second;
+  }
+  const std::vector<std::string>& texts() const { return texts_; }
+
+ private:
+  std::map<std::string, size_t> numbers_;
+  std::vector<std::string> texts_;
+};
 
 // "1699999999.000000005", also before 1970
 std::string timeText(int64_t nanoseconds) {
@@ -74,35 +83,40 @@ std::string timeText(int64_t nanoseconds) {
 
 class GroupWriter {
  public:
-  GroupWriter(const std::vector<std::string>& roots, const std::map<const Member*, size_t>& pictures)
-      : roots_(roots), pictures_(pictures) {}
+  GroupWriter(const std::map<const Member*, size_t>& pictures, Numbering* roots) : pictures_(pictures), roots_(roots) {}
 
   std::string write(const Group& group) {
-    hashes_.clear();
-    sharing_.clear();
-    shown_.clear();
-    for (const Member& member : group.members) {
-      ++sharing_[member.storage];
-      if (member.copy != 0 && pictures_.contains(&member)) shown_.try_emplace(member.copy, &member);
-    }
+    lookAt(group);
     const std::string files = jsonList('[', group.members, ']', [&](const Member& member) { return file(member); });
     const std::string& hash = group.members[0].hash;
     return fmt::format(R"({{"format":{},"kind":"{}","freeable":{},"hashes":{},"files":{}}})",
                        jsonText(formatOfHash(hash)), nameOf(kindOfHash(hash)), group.freeable,
-                       jsonList('[', hashes_, ']', jsonText), files);
+                       jsonList('[', hashes_.texts(), ']', jsonText), files);
   }
 
  private:
+  void lookAt(const Group& group) {
+    hashes_ = {};
+    filesOfStorage_.clear();
+    pictureOfCopy_.clear();
+    for (const Member& member : group.members) {
+      if (member.storage != 0) ++filesOfStorage_[member.storage];
+      const auto picture = pictures_.find(&member);
+      if (member.copy != 0 && picture != pictures_.end()) pictureOfCopy_.emplace(member.copy, picture->second);
+    }
+  }
+
   std::string file(const Member& member) {
-    std::string out = fmt::format(R"({{"path":{},"root":{},"size":{},"time":"{}","hash":{})", jsonText(member.path),
-                                  rootOf(member), member.size, timeText(member.mtime), numberOf(&hashes_, member.hash));
-    if (!member.whole.empty()) out += fmt::format(R"(,"whole":{})", numberOf(&hashes_, member.whole));
+    std::string out =
+        fmt::format(R"({{"path":{},"root":{},"size":{},"time":"{}","hash":{})", jsonText(member.path),
+                    roots_->numberOf(member.root), member.size, timeText(member.mtime), hashes_.numberOf(member.hash));
+    if (!member.whole.empty()) out += fmt::format(R"(,"whole":{})", hashes_.numberOf(member.whole));
     if (member.copy != 0) out += fmt::format(R"(,"bytes":{})", member.copy);
-    if (member.storage != 0 && sharing_[member.storage] > 1) out += fmt::format(R"(,"storage":{})", member.storage);
+    if (filesOfStorage_[member.storage] > 1) out += fmt::format(R"(,"storage":{})", member.storage);
     if (member.isKept) out += R"(,"keep":true)";
     if (member.isReference) out += R"(,"reference":true)";
     if (!member.isHere) out += R"(,"away":true)";
-    if (const Member* shown = pictured(member)) out += fmt::format(R"(,"picture":{})", pictures_.at(shown));
+    if (const size_t* picture = pictureOf(member)) out += fmt::format(R"(,"picture":{})", *picture);
     if (!member.companions.empty()) {
       out += R"(,"companions":)" +
              jsonList('[', member.companions, ']', [](const Companion& companion) { return jsonText(companion.path); });
@@ -110,22 +124,19 @@ class GroupWriter {
     return out + '}';
   }
 
-  size_t rootOf(const Member& member) const {
-    return static_cast<size_t>(std::find(roots_.begin(), roots_.end(), member.root) - roots_.begin());
+  // Its own, or that of one with the same bytes.
+  const size_t* pictureOf(const Member& member) const {
+    const auto own = pictures_.find(&member);
+    if (own != pictures_.end()) return &own->second;
+    const auto same = pictureOfCopy_.find(member.copy);
+    return same != pictureOfCopy_.end() ? &same->second : nullptr;
   }
 
-  // Whose picture is the member's: its own, or that of one with the same bytes.
-  const Member* pictured(const Member& member) const {
-    if (pictures_.contains(&member)) return &member;
-    const auto same = shown_.find(member.copy);
-    return same != shown_.end() ? same->second : nullptr;
-  }
-
-  const std::vector<std::string>& roots_;
   const std::map<const Member*, size_t>& pictures_;
-  std::vector<std::string> hashes_;          // of the group at hand
-  std::map<uint32_t, size_t> sharing_;       // its members by their storage
-  std::map<uint32_t, const Member*> shown_;  // one with a picture by its bytes
+  Numbering* const roots_;
+  // Of the group at hand.
+  Numbering hashes_;
+  std::map<uint32_t, size_t> filesOfStorage_, pictureOfCopy_;
 };
 
 // ---- Sums ----
@@ -147,10 +158,20 @@ std::string yearsJson(const Overview& overview) {
                   [](const auto& row) { return fmt::format(R"({{"year":{}{}}})", row.first, row.second); });
 }
 
+bool isWellWord(const std::string& name) {
+  for (size_t i = 0; i < catalogue::kWords; ++i) {
+    const auto word = static_cast<catalogue::Word>(i);
+    if (name == catalogue::nameOf(word)) return catalogue::isWell(word);
+  }
+  return true;
+}
+
 std::string verificationJson(const Verification& verification) {
   if (verification.when == 0) return "null";
-  const std::string words = jsonList('{', verification.words, '}',
-                                     [](const auto& row) { return jsonName(row.first) + std::to_string(row.second); });
+  const std::string words = jsonList('[', verification.words, ']', [](const auto& row) {
+    return fmt::format(R"({{"word":{},"files":{}{}}})", jsonText(row.first), row.second,
+                       isWellWord(row.first) ? R"(,"well":true)" : "");
+  });
   const std::string findings = jsonList('[', verification.findings, ']', [](const auto& row) {
     return fmt::format(R"({{"word":{},"path":{}}})", jsonText(row.first), jsonText(row.second));
   });
@@ -160,10 +181,9 @@ std::string verificationJson(const Verification& verification) {
 
 std::string factsJson(const Facts& facts) {
   const auto texts = [](const std::vector<std::string>& list) { return jsonList('[', list, ']', jsonText); };
-  return fmt::format(
-      R"("program":{},"made":{},"catalogues":{},"match":{},"keep":{},"roots":{},"script":{{"begin":{},"end":{}}})",
-      jsonText(facts.program), facts.made, texts(facts.catalogues), jsonText(facts.match), texts(facts.keep),
-      texts(facts.roots), jsonText(facts.scriptBegin), jsonText(facts.scriptEnd));
+  return fmt::format(R"("program":{},"made":{},"catalogues":{},"match":{},"keep":{},"script":{{"begin":{},"end":{}}})",
+                     jsonText(facts.program), facts.made, texts(facts.catalogues), jsonText(facts.match),
+                     texts(facts.keep), jsonText(facts.scriptBegin), jsonText(facts.scriptEnd));
 }
 
 // Photos without a picture in the page; of other media a browser shows none by itself.
@@ -179,6 +199,7 @@ size_t leftToBrowser(const std::vector<PictureWish>& wishes, const std::vector<s
 
 void GroupShelf::add(const Group& group) {
   ++groups_;
+  files_ += group.members.size();
   freeable_ += group.freeable;
   bytes_ += sizeOf(group);
   kept_.push_back(group);
@@ -229,15 +250,16 @@ std::string reportJson(const Facts& facts, const Overview& overview, const Group
     numbers[wishes[i].member] = made.size();
     made.push_back(pictures[i]);
   }
-  GroupWriter writer(facts.roots, numbers);
+  Numbering roots;
+  GroupWriter writer(numbers, &roots);
+  const std::string groupsJson = jsonList('[', groups, ']', [&](const Group& group) { return writer.write(group); });
   return fmt::format(
-      R"({{{},"totals":{{"files":{},"bytes":{},"groups":{},"freeable":{}}},"formats":{},"years":{},"verification":{},)"
+      R"({{{},"roots":{},"totals":{{"files":{},"bytes":{},"groups":{},"copies":{},"freeable":{}}},"formats":{},"years":{},"verification":{},)"
       R"("left":{{"groups":{},"pictures":{}}},"groups":{},"pictures":{}}})",
-      factsJson(facts), overview.all.files, overview.all.bytes, shelf.groups(), shelf.freeable(), formatsJson(overview),
-      yearsJson(overview), verificationJson(overview.verification), shelf.groups() - groups.size(),
-      leftToBrowser(wishes, pictures),
-      jsonList('[', groups, ']', [&](const Group& group) { return writer.write(group); }),
-      jsonList('[', made, ']', [](const std::string& url) { return '"' + url + '"'; }));
+      factsJson(facts), jsonList('[', roots.texts(), ']', jsonText), overview.all.files, overview.all.bytes,
+      shelf.groups(), shelf.files(), shelf.freeable(), formatsJson(overview), yearsJson(overview),
+      verificationJson(overview.verification), shelf.groups() - groups.size(), leftToBrowser(wishes, pictures),
+      groupsJson, jsonList('[', made, ']', [](const std::string& url) { return '"' + url + '"'; }));
 }
 
 std::string pageWith(const std::string& json) { return kBeforeData + json + kAfterData; }

@@ -15,7 +15,7 @@ namespace report {
 struct Facts {
   std::string program;  // with its version
   int64_t made = 0;     // seconds since 1970
-  std::vector<std::string> catalogues, keep, roots;
+  std::vector<std::string> catalogues, keep;
   std::string match;
   std::string scriptBegin, scriptEnd;
 };
@@ -32,6 +32,7 @@ class GroupShelf {
 
   // Of everything that was added, also of what is not kept.
   uint64_t groups() const { return groups_; }
+  uint64_t files() const { return files_; }
   uint64_t freeable() const { return freeable_; }
 
   // About as many bytes of JSON as what is kept makes.
@@ -41,7 +42,7 @@ class GroupShelf {
   void shorten();
 
   const uint64_t mostBytes_;
-  uint64_t bytes_ = 0, groups_ = 0, freeable_ = 0;
+  uint64_t bytes_ = 0, groups_ = 0, files_ = 0, freeable_ = 0;
   std::vector<catalogue::Group> kept_;
 };
 

@@ -56,6 +56,7 @@ struct Report : support::InFolder {
 };
 
 TEST_F(Report, OtherProgramsHaveLimits) {
+  const std::string input = write("input", support::Bytes().text("input"));
   const std::string made = (folder / "made").string();
   const std::pair<std::string, const char*> rows[] = {
       {"cat", "input"},
@@ -64,11 +65,11 @@ TEST_F(Report, OtherProgramsHaveLimits) {
       {"exec >&-; sleep 60", ""},
       {"head -c 2000 /dev/zero", ""},
       {"dd if=/dev/zero of=/dev/null bs=100M count=1 && echo held", ""},
-      {"echo x >" + made + " && echo written", ""},
+      {"echo x >" + input + " && echo written", ""},
       {"ls /proc/self/fd | wc -w", "4\n"},  // one is that of ls
       {"env | grep -c XDG", ""},
+      {"{ sleep 1; : >" + made + "; } >&- & echo left", "left\n"},  // what it leaves is ended
   };
-  const std::string input = write("input", support::Bytes().text("input"));
   const int elsewhere = open("/dev/null", O_RDONLY);
   for (const auto& [script, output] : rows) {
     const int file = open(input.c_str(), O_RDONLY);
@@ -80,6 +81,8 @@ TEST_F(Report, OtherProgramsHaveLimits) {
     close(file);
   }
   close(elsewhere);
+  sleep(2);
+  EXPECT_FALSE(std::filesystem::exists(made));
 }
 
 TEST_F(Report, IsWrittenAsAWholeOrNotAtAll) {
