@@ -4,7 +4,6 @@
 #include <string_view>
 
 #include "kmhash.h"
-#include "verificationLog.h"
 
 namespace report {
 namespace {
@@ -38,14 +37,17 @@ void addSums(Catalogue& catalogue, Overview* overview) {
 constexpr const char* kFindingsSql = "SELECT word, path FROM events WHERE time = ? ORDER BY 1, 2";
 
 void addVerification(Catalogue& catalogue, Verification* verification) {
-  constexpr size_t kMostFindings = 1000;
+  constexpr size_t kMostFindings = 1000, kMostBytes = 256 * 1024;
   const std::optional<catalogue::VerificationRecord> last = lastVerification(catalogue.database());
   if (!last) return;
   for (const auto& [word, files] : last->words) verification->words[word] += files;
-  verification->when = std::max(verification->when, last->started / 1'000'000'000);
+  verification->folders.insert(verification->folders.end(), last->folders.begin(), last->folders.end());
+  if (last->started > verification->last.started) verification->last = *last;
   Statement row = catalogue.database().prepare(kFindingsSql);
+  size_t bytes = 0;
   for (row.with(last->started); row.next();) {
-    if (verification->findings.size() < kMostFindings) {
+    bytes += row.text(1).size();
+    if (verification->findings.size() < kMostFindings && bytes < kMostBytes) {
       verification->findings.emplace_back(row.text(0), row.text(1));
     } else {
       ++verification->more;

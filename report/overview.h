@@ -9,6 +9,7 @@
 
 #include "catalogue.h"
 #include "thumbnails.h"
+#include "verificationLog.h"
 
 namespace report {
 
@@ -16,9 +17,10 @@ struct Sum {
   uint64_t files = 0, bytes = 0;
 };
 
-// What the last verification said, by the words of `kmhash verify`.
+// What the last verification of each catalogue said, by the words of `kmhash verify`.
 struct Verification {
-  int64_t when = 0;                                           // seconds since 1970; 0: there was none
+  catalogue::VerificationRecord last;                         // the latest of them; started is 0: there was none
+  std::vector<std::string> folders;                           // that they covered, absolute
   std::map<std::string, uint64_t> words;                      // and of how many files
   std::vector<std::pair<std::string, std::string>> findings;  // word and path of what is not well
   uint64_t more = 0;                                          // findings that are not among them

@@ -8,12 +8,14 @@
 //   made          seconds since 1970
 //   catalogues    paths of the catalogue's files
 //   match         "same", "content" or "exact": what makes files a group
-//   keep          the rules that say which copy stays, in their order; none: []
-//   totals        {files, bytes, groups, freeable}, of everything, in bytes where they are bytes
+//   keep          the rules that say which copy stays, in their order
+//   totals        {files, bytes, groups, copies, freeable}, of everything; copies are the files in groups, freeable is
+//                 in bytes
 //   formats       [{name, kind, files, bytes}], everything recorded
 //   years         [{year, photo, video, audio, other}], bytes by the year of modification
-//   verification  null, or {when, words: {rotten: 1}, findings: [{word, path}], more} of the last one; `more`
-//                 findings are counted, not listed
+//   verification  null, or {when, folders, percent, ended, words: [{word, files, health?}], findings: [{word, path}],
+//                 more} of the last one: which folders (none: not known) and how many of their files it was to look at,
+//                 whether it reached its end; health is well or ill; `more` findings are counted, not listed
 //   left          {groups, pictures}: how many are left out to bound the page's size
 //   roots         the scanned folders, each with a slash at its end
 //   groups        [{format, kind, freeable, hashes, files}]; kind is photo, video, audio or other; hashes are the texts
@@ -136,6 +138,9 @@
     return element;
   }
 
+  const fileLink = (path, attributes, ...children) =>
+    make('a', {...attributes, href: linkOf(path), target: '_blank', rel: 'noopener noreferrer'}, ...children);
+
   const kIcons = {
     photo: 'M4 5h16v14H4z M4 16l5-5 4 4 3-3 4 4 M15.5 9.5h.01',
     video: 'M4 6h11v12H4z M15 10.5l5-3v9l-5-3',
@@ -149,6 +154,9 @@
   }
 
   // ---- Groups as the page needs them ----
+
+  const kRowsAtFirst = 2; // of tiles, until more are wanted
+  const kRowsMore = 10;
 
   const kFields = [
     {name: 'content', from: 18, to: 58},
@@ -168,7 +176,10 @@
   function likenessesOf(group) {
     const found = new Set();
     const perHash = new Map();
-    for (const file of group.files) perHash.set(file.hash, [...perHash.get(file.hash) ?? [], file.bytes]);
+    for (const file of group.files) {
+      if (!perHash.has(file.hash)) perHash.set(file.hash, []);
+      perHash.get(file.hash).push(file.bytes);
+    }
     for (const classes of perHash.values()) {
       const known = classes.filter((number) => number !== undefined);
       const distinct = new Set(known).size;
@@ -201,9 +212,10 @@
     group.shared = sharedFolder(paths);
     group.searched = paths.join('\n').toLowerCase();
     group.likenesses = likenessesOf(group);
+    group.letters = lettersOf(group);
     group.newest = group.files.reduce((newest, file) => Math.max(newest, file.seconds), -Infinity);
     group.kept = group.files.find((file) => file.keep) ?? group.files.find((file) => file.reference) ?? group.files[0];
-    group.expanded = false;
+    group.rows = kRowsAtFirst;
   }
 
   data.groups.forEach(prepare);
@@ -226,7 +238,7 @@
   }
 
   function chooseByRule(group) {
-    if (!group.files.some((file) => file.keep && !file.away)) return;
+    if (!group.files.some((file) => file.keep && !file.away)) return; // what is kept is not here to be looked at
     for (const file of group.files) choose(file, !file.keep);
   }
 
@@ -260,31 +272,30 @@
       make('dd', {}, value, below ? make('small', {}, below) : null));
   }
 
-  const kWordsOfHealth = {
-    intact: 'well', 'intact-as-sampled': 'well', moved: 'edited', 'metadata-edited': 'edited', new: 'edited',
-    'media-changed': 'ill', rotten: 'ill', missing: 'ill', unreadable: 'ill', absent: 'away',
-  };
+  const kMatchWords = {same: 'equal hashes', content: 'equal content', exact: 'equal bytes'};
 
-  function unwellCount(words) {
-    return Object.entries(words).reduce((sum, [word, count]) => sum + (kWordsOfHealth[word] === 'ill' ? count : 0), 0);
+  function showHead() {
+    byId('made').textContent = shown(`${data.program} · ${dateOf(data.made)} · ${data.catalogues.join(', ')}`);
+    byId('rules').textContent = `Groups have ${kMatchWords[data.match]}. Of each the rule keeps: ` +
+      `${shown(data.keep.join(',').replaceAll(',', ', then '))}.`;
+  }
+
+  function findingsFigure({words, when}) {
+    const count = words.reduce((sum, row) => sum + (row.health === 'ill' ? row.files : 0), 0);
+    return figure('Last verification', count === 0 ? 'all well' : countOf(count, 'finding', 'findings'), dateOf(when));
   }
 
   function showFigures() {
-    const {totals, verification} = data;
+    const {totals, years, verification} = data;
     const percent = totals.bytes > 0 ? `${(totals.freeable / totals.bytes * 100).toFixed(1)} % of all` : '';
-    const rows = [
+    const known = years.map((row) => row.year);
+    const span = known.length > 0 ? `from ${Math.min(...known)} to ${Math.max(...known)}` : '';
+    byId('figures').append(
       figure('Files', numbers.format(totals.files), `in ${countOf(data.formats.length, 'format', 'formats')}`),
-      figure('Space', sizeOf(totals.bytes), ''),
-      figure('Groups of duplicates', numbers.format(totals.groups), ''),
-      figure('Could be freed', sizeOf(totals.freeable), percent, true),
-    ];
-    if (verification) {
-      const count = unwellCount(verification.words);
-      rows.push(figure('Last verification', count === 0 ? 'all well' : countOf(count, 'finding', 'findings'),
-        dateOf(verification.when)));
-    }
-    byId('figures').append(...rows);
-    byId('made').textContent = shown(`${data.program}, ${dateOf(data.made)} · ${data.catalogues.join(', ')}`);
+      figure('Space', sizeOf(totals.bytes), span),
+      figure('Groups of duplicates', numbers.format(totals.groups), countOf(totals.copies, 'file', 'files')),
+      figure('Could be freed', sizeOf(totals.freeable), percent, true));
+    if (verification) byId('figures').append(findingsFigure(verification));
   }
 
   // rows: {name, value, words, kind, onclick?}
@@ -296,7 +307,7 @@
         make('span', {class: 'name', title: row.name}, row.name),
       make('span', {class: 'value'}, row.words),
       makeSvg('svg', {viewBox: '0 0 100 1', preserveAspectRatio: 'none', 'aria-hidden': 'true'},
-        makeSvg('rect', {class: row.kind, width: Math.max(row.value / most * 100, 0.5), height: 1})))));
+        makeSvg('rect', {class: row.kind, width: Math.max(row.value / most * 100, 1.5), height: 1})))));
   }
 
   function legend(rows) {
@@ -308,12 +319,12 @@
   function showFormats() {
     const rows = [...data.formats].sort((a, b) => b.bytes - a.bytes);
     const [most, rest] = rows.length > 6 ? [rows.slice(0, 5), rows.slice(5)] : [rows, []];
-    const bars = most.map((row) => ({name: row.name, value: row.bytes, kind: row.kind,
-      words: `${sizeOf(row.bytes)} · ${numbers.format(row.files)}`}));
+    const bar = ({name, kind, bytes, files}) =>
+      ({name, kind, value: bytes, words: `${sizeOf(bytes)} · ${countOf(files, 'file', 'files')}`});
+    const bars = most.map(bar);
     if (rest.length > 0) {
       const sum = (member) => rest.reduce((total, row) => total + row[member], 0);
-      bars.push({name: `${rest.length} more`, value: sum('bytes'), kind: 'other',
-        words: `${sizeOf(sum('bytes'))} · ${numbers.format(sum('files'))}`});
+      bars.push(bar({name: `${rest.length} other formats`, kind: 'rest', bytes: sum('bytes'), files: sum('files')}));
     }
     byId('formats').append(barList(bars));
   }
@@ -330,32 +341,48 @@
     return Array.from({length: last - first + 1}, (_, i) => known.get(first + i) ?? {year: first + i});
   }
 
-  function showYears() {
-    if (data.years.length === 0) return;
-    const rows = yearRows();
-    const total = (row) => kKinds.reduce((sum, kind) => sum + (row[kind] ?? 0), 0);
-    const most = Math.max(1, ...rows.map(total));
-    const [width, height] = [320, 130];
-    const step = width / rows.length;
-    const chart = makeSvg('svg', {class: 'columns', viewBox: `0 -14 ${width} ${height + 30}`, role: 'img',
-      'aria-label': `Space by year: ${rows.map((row) => `${row.year} ${sizeOf(total(row))}`).join(', ')}`});
-    chart.append(makeSvg('line', {class: 'rule', x1: 0, x2: width, y1: height, y2: height}),
-      makeSvg('text', {x: 0, y: -5}, sizeOf(most)));
-    rows.forEach((row, i) => {
-      let y = height;
-      for (const kind of kKinds) {
-        const part = (row[kind] ?? 0) / most * height;
-        y -= part;
-        if (part === 0) continue;
-        chart.append(makeSvg('rect', {class: kind, x: (i + 0.12) * step, y, width: Math.min(step * 0.76, 36),
-          height: part},
-          makeSvg('title', {}, `${row.year}, ${kind}: ${sizeOf(row[kind])}`)));
-      }
-      const isLabelled = i % Math.ceil(rows.length / 8) === 0;
-      if (isLabelled) chart.append(makeSvg('text', {x: (i + 0.12) * step, y: height + 12}, String(row.year)));
+  const kChart = {width: 320, height: 130, above: 18, below: 20};
+
+  const spaceIn = (row) => kKinds.reduce((sum, kind) => sum + (row[kind] ?? 0), 0);
+
+  // One year: its kinds one upon the other.
+  function yearColumn(row, x, width, perByte) {
+    let y = kChart.height;
+    return kKinds.filter((kind) => row[kind] > 0).map((kind) => {
+      const height = row[kind] * perByte;
+      y -= height;
+      return makeSvg('rect', {class: kind, x, y, width, height},
+        makeSvg('title', {}, `${row.year}, ${kind}: ${sizeOf(row[kind])}`));
     });
+  }
+
+  function yearChart(rows) {
+    const {width, height, above, below} = kChart;
+    const most = Math.max(1, ...rows.map(spaceIn));
+    const step = width / rows.length;
+    const thick = Math.min(step * 0.76, 36);
+    const line = (y) => makeSvg('line', {class: 'rule', x1: 0, x2: width, y1: y, y2: y});
+    const words = rows.map((row) => `${row.year} ${sizeOf(spaceIn(row))}`).join(', ');
+    const chart = makeSvg('svg', {class: 'columns', viewBox: `0 ${-above} ${width} ${above + height + below}`,
+      role: 'img', 'aria-label': `Space by year: ${words}`},
+    line(0), line(height / 2), line(height), makeSvg('text', {x: 0, y: -5}, sizeOf(most)));
+    rows.forEach((row, i) => {
+      const middle = (i + 0.5) * step;
+      chart.append(...yearColumn(row, middle - thick / 2, thick, height / most));
+      const isLabelled = i % Math.ceil(rows.length / 8) === 0;
+      if (isLabelled) chart.append(makeSvg('text', {class: 'year', x: middle, y: height + 15}, String(row.year)));
+    });
+    return chart;
+  }
+
+  function showYears() {
+    if (data.years.length === 0) {
+      byId('years').append(make('p', {class: 'muted'}, 'No files.'));
+      return;
+    }
+    const rows = yearRows();
     const kinds = kKinds.filter((kind) => rows.some((row) => row[kind] > 0));
-    byId('years').append(chart, legend(kinds.map((kind) => [kind, kind])));
+    byId('years').append(yearChart(rows), legend(kinds.map((kind) => [kind, kind])));
   }
 
   function showFolders() {
@@ -370,8 +397,15 @@
     const rows = [...folders].sort((a, b) => b[1] - a[1]).slice(0, 6);
     const above = rows.length > 1 ? sharedFolder(rows.map((row) => `${row[0]}/`)) : '';
     const named = (folder) => shown(folder.slice(above.length).replace(/^\//, '') || folder);
-    byId('folders').append(rows.length === 0 ? 'none' : barList(rows.map(([folder, bytes]) => ({name: named(folder),
-      value: bytes, words: sizeOf(bytes), kind: 'photo', onclick: () => filterFolder(folder)}))));
+    const bars = rows.map(([folder, bytes]) => ({name: named(folder), value: bytes, words: sizeOf(bytes), kind: 'photo',
+      onclick: () => filterFolder(folder)}));
+    byId('folders').append(bars.length > 0 ? barList(bars) : make('p', {class: 'muted'}, 'Nothing.'));
+  }
+
+  function coverageOf({when, folders, percent, ended}) {
+    const where = folders.length > 2 ? countOf(folders.length, 'folder', 'folders') : shown(folders.join(', '));
+    return [dateOf(when), where, percent < 100 ? `${percent} % of the files` : '', ended ? '' : 'interrupted']
+      .filter(Boolean).join(' · ');
   }
 
   function showVerification() {
@@ -382,13 +416,14 @@
         'recorded files again and tells the re-tagged from the damaged.'));
       return;
     }
-    card.append(make('p', {class: 'muted'}, dateOf(found.when)));
-    const rows = Object.entries(found.words).sort((a, b) => b[1] - a[1]);
-    card.append(barList(rows.map(([word, count]) => ({name: word, value: count, words: numbers.format(count),
-      kind: kWordsOfHealth[word] ?? 'other'}))));
+    card.append(make('p', {class: 'muted'}, coverageOf(found)));
+    const isIll = (row) => (row.health === 'ill' ? 1 : 0);
+    const rows = found.words.filter((row) => row.files > 0).sort((a, b) => isIll(b) - isIll(a) || b.files - a.files);
+    card.append(barList(rows.map(({word, files, health}) => ({name: shown(word), value: files,
+      words: numbers.format(files), kind: health ?? 'other'}))));
     if (found.findings.length === 0) return;
-    const lines = found.findings.map((row) => make('li', {}, make('b', {}, row.word), ' ',
-      make('a', {href: linkOf(row.path), target: '_blank', rel: 'noopener noreferrer'}, shown(row.path))));
+    const lines = found.findings.map((row) => make('li', {}, make('b', {}, shown(row.word)), ' ',
+      fileLink(row.path, {}, shown(row.path))));
     if (found.more > 0) lines.push(make('li', {class: 'muted'}, `and ${numbers.format(found.more)} more`));
     card.append(make('details', {class: 'findings'},
       make('summary', {}, countOf(found.findings.length + found.more, 'file', 'files')), make('ul', {}, ...lines)));
@@ -397,11 +432,12 @@
   function showNotes() {
     const notes = [];
     if (data.left.groups > 0) {
-      notes.push(`${countOf(data.left.groups, 'group', 'groups')} found no room within this page's size.`);
+      notes.push(`${countOf(data.left.groups, 'group', 'groups')} that would free least found no room within this ` +
+        'page\'s size (--size).');
     }
     if (data.left.pictures > 0) {
-      notes.push(`${countOf(data.left.pictures, 'picture is', 'pictures are')} not inside the page; your browser ` +
-        'reads the files themselves for them.');
+      notes.push(`${countOf(data.left.pictures, 'picture is', 'pictures are')} not inside the page; the browser ` +
+        'loads the files themselves, from where they lie.');
     }
     byId('notes').hidden = notes.length === 0;
     byId('notes').textContent = notes.join(' ');
@@ -436,9 +472,16 @@
     byId('folder').textContent = `${shown(nameOf(filter.folder) || filter.folder)} ×`;
     byId('folder').setAttribute('aria-label', `No longer only in ${shown(filter.folder)}`);
     byId('none').hidden = view.length > 0;
-    byId('none').textContent = data.groups.length > 0 ? 'No group is like this.' : 'No duplicates were found.';
+    byId('none-words').textContent = data.groups.length > 0 ? 'No group is like this.' : 'No duplicates were found.';
+    byId('all').hidden = data.groups.length === 0;
     for (const group of [...drawn.keys()]) undraw(group);
     place();
+  }
+
+  function showAll() {
+    for (const id of ['search', 'format', 'likeness']) byId(id).value = '';
+    filterFolder('');
+    byId('search').focus();
   }
 
   function filterFolder(folder) {
@@ -454,20 +497,20 @@
       const isUsed = !option.value || data.groups.some((group) => group.likenesses.has(option.value));
       if (!isUsed) option.remove();
     }
-    byId('apply').hidden = data.keep.length === 0;
-    byId('apply').title = `In all groups shown, the copies go that these rules do not keep: ${data.keep.join(', ')}`;
+    byId('apply').title = 'In all groups shown, the copies go that the rule does not keep';
   }
 
   // ---- The list: only groups near the window are elements ----
 
-  const kRowsAtFirst = 2; // of tiles, until a group is expanded
   const kMargin = 800;    // pixels above and below the window that are drawn too
   const list = byId('groups');
   const drawn = new Map(); // group -> element
   const measures = {columns: 1, tile: 0, head: 0, foot: 0, gap: 0};
   let tops = new Float64Array(1); // tops[i]: where the i-th group of the view begins; one more for the end
 
+  // Whether groups have other places now.
   function measure() {
+    const before = JSON.stringify(measures);
     const style = getComputedStyle(document.documentElement);
     const letters = parseFloat(style.fontSize);
     const pixels = (name) => parseFloat(style.getPropertyValue(name)) * letters;
@@ -478,12 +521,13 @@
     const columns = Math.floor((list.clientWidth + measures.gap) / (pixels('--tile') + measures.gap));
     measures.columns = Math.max(1, columns);
     document.documentElement.style.setProperty('--columns', measures.columns);
+    return JSON.stringify(measures) !== before;
   }
 
   // How many of the group's files have tiles; one place is for "more".
   function tileCount(group) {
-    const places = kRowsAtFirst * measures.columns;
-    return group.expanded || group.files.length <= places ? group.files.length : places - 1;
+    const places = group.rows * measures.columns;
+    return group.files.length <= places ? group.files.length : places - 1;
   }
 
   function heightOf(group) {
@@ -493,7 +537,6 @@
   }
 
   function place() {
-    measure();
     tops = new Float64Array(view.length + 1);
     view.forEach((group, i) => {
       tops[i + 1] = tops[i] + heightOf(group);
@@ -502,6 +545,22 @@
     list.style.height = `${tops[view.length]}px`;
     for (const [group, element] of drawn) element.style.transform = `translateY(${tops[group.position]}px)`;
     draw();
+  }
+
+  // Draws all anew for another width: what was in the window stays there, and what had the focus keeps it.
+  function drawAnew() {
+    const focused = document.activeElement;
+    const group = groupOf(focused);
+    const parts = () => [drawn.get(group), ...drawn.get(group).querySelectorAll('a, button, input')];
+    const part = group ? parts().indexOf(focused) : -1;
+    const above = -list.getBoundingClientRect().top;
+    const first = view[groupAt(above)];
+    const before = first ? tops[first.position] : 0;
+    for (const each of [...drawn.keys()]) undraw(each);
+    place();
+    if (above > 0 && first) window.scrollBy(0, tops[first.position] - before);
+    draw();
+    if (part >= 0 && drawn.has(group)) parts()[part]?.focus({preventScroll: true});
   }
 
   // The last group that begins at or above y.
@@ -557,27 +616,29 @@
       tiles.push(make('button', {class: 'more', type: 'button', onclick: () => expand(group)},
         `${numbers.format(group.files.length - count)} more copies`));
     }
-    return make('article', {class: 'group', tabindex: '0', 'aria-labelledby': title, 'data-group': group.index,
-      'aria-posinset': group.position + 1, 'aria-setsize': view.length},
+    const element = make('article', {class: 'group', tabindex: '0', 'aria-labelledby': `${title} ${title}-frees`,
+      'data-group': group.index, 'aria-posinset': group.position + 1, 'aria-setsize': view.length,
+      onkeydown: (event) => { if (event.key === 'Enter' && event.target === element) look(group.files[0]); }},
     groupHead(group, title), make('div', {class: 'tiles'}, ...tiles));
+    return element;
   }
 
   function groupHead(group, title) {
-    const words = [...group.likenesses].map((name) => kLikenessWords[name]).join(', ');
-    const likeness = ['header', 'tags', 'exact'].find((name) => group.likenesses.has(name)) ?? 'unknown';
+    const tags = Object.keys(kLikenessWords).filter((name) => group.likenesses.has(name));
     return make('header', {},
-      make('b', {id: title}, `${group.files.length} × ${shown(group.format)}`,
+      make('b', {id: title}, `${numbers.format(group.files.length)} × ${shown(group.format)}`,
         make('span', {class: 'unseen'}, `, group ${group.position + 1}`)),
-      make('span', {class: `tag ${likeness}`}, words),
-      make('span', {class: 'frees'}, `frees ${group.freeable > 0 ? sizeOf(group.freeable) : 'nothing'}`),
+      make('span', {id: `${title}-frees`, class: 'frees'},
+        `frees ${group.freeable > 0 ? sizeOf(group.freeable) : 'nothing'}`),
+      ...tags.map((name) => make('span', {class: `tag ${name}`}, kLikenessWords[name])),
       make('span', {class: 'where', title: shown(group.shared)}, shown(group.shared)),
-      data.keep.length > 0 ? make('button', {type: 'button', onclick: () => { chooseByRule(group); showChoice(); }},
-        'By rule', make('span', {class: 'unseen'}, ` in group ${group.position + 1}`)) : null);
+      make('button', {type: 'button', onclick: () => { chooseByRule(group); showChoice(); }},
+        'By rule', make('span', {class: 'unseen'}, ` in group ${group.position + 1}`)));
   }
 
   function expand(group) {
     const next = tileCount(group);
-    group.expanded = true;
+    group.rows += kRowsMore;
     undraw(group);
     place();
     drawn.get(group)?.querySelectorAll('.look')[next]?.focus();
@@ -601,11 +662,18 @@
     return picture;
   }
 
-  // The end of a folder's path tells more than its beginning.
-  function shortFolder(path) {
-    const parts = path.split('/');
-    return path.length > 24 && parts.length > 2 ? `…/${parts.slice(-2).join('/')}` : path;
+  // Text of which, where it is too long, the middle is left out: what is from `at` on stays.
+  function squeezed(text, at) {
+    return [make('span', {class: 'head'}, text.slice(0, at)), make('span', {class: 'tail'}, text.slice(at))];
   }
+
+  // The ending and what is before it, where names of one series differ, stay.
+  function squeezedName(name) {
+    const characters = [...name];
+    return squeezed(name, characters.slice(0, Math.max(characters.length - 10, 0)).join('').length);
+  }
+
+  const squeezedFolder = (folder) => squeezed(folder, Math.max(folder.lastIndexOf('/'), 0));
 
   // Size and day, and how they part from those of the kept copy.
   function factsOf(file) {
@@ -637,8 +705,8 @@
   function tileElement(file, index) {
     const {group} = file;
     const [name, path] = [shown(nameOf(file.path)), shown(file.path)];
-    const letter = lettersOf(group).get(file.bytes);
-    const below = shown(shortFolder(folderOf(file.path).slice(group.shared.length).replace(/^\//, ''))) || '·';
+    const letter = group.letters.get(file.bytes);
+    const below = shown(folderOf(file.path).slice(group.shared.length).replace(/^\//, '')) || 'this folder';
     const remarks = remarksOn(file);
     const title = [path, ...remarks.map(([, , more]) => more)].join('\n');
     const isPlayed = file.picture !== undefined && (group.kind === 'video' || group.kind === 'audio');
@@ -650,9 +718,9 @@
       make('label', {class: 'choose'}, make('input', {type: 'checkbox', 'aria-label': `${path} is to go`,
         onchange: (event) => { choose(file, event.target.checked); showChoice(); }})),
       make('div', {class: 'about', title},
-        make('a', {href: linkOf(file.path), target: '_blank', rel: 'noopener noreferrer'}, name),
-        make('span', {class: 'muted'}, letter === undefined ? null : make('span', {class: 'letter',
-          title: 'Copies with the same letter have equal bytes'}, letterName(letter)), below),
+        fileLink(file.path, {class: 'squeezed'}, ...squeezedName(name)),
+        make('span', {class: 'squeezed muted'}, letter === undefined ? null : make('span', {class: 'letter',
+          title: 'Copies with the same letter have equal bytes'}, letterName(letter)), ...squeezedFolder(below)),
         make('span', {class: 'facts muted'}, ...factsOf(file))));
   }
 
@@ -661,7 +729,7 @@
   function stateOf(file) {
     const states = [];
     if (file.reference) states.push(['', 'reference', 'never goes']);
-    else if (file.keep && data.keep.length > 0) states.push(['stays', 'keep', 'the rule keeps it']);
+    else if (file.keep) states.push(['stays', 'keep', 'the rule keeps it']);
     if (file.away) states.push(['', 'not here', 'its disk or folder is not here']);
     return states;
   }
@@ -687,8 +755,9 @@
     const failed = (event) => event.target.replaceWith(make('span', {class: 'standin'}, icon(file.group.kind),
       make('span', {}, 'This browser cannot show it; the link below may open it elsewhere.')));
     if (file.away) return standIn(file);
-    if (file.group.kind === 'video') return make('video', {...played, onerror: failed});
-    if (file.group.kind === 'audio') return make('audio', {...played, onerror: failed});
+    if (file.group.kind === 'video' || file.group.kind === 'audio') {
+      return make(file.group.kind, {...played, 'aria-label': shown(nameOf(file.path)), onerror: failed});
+    }
     const shownSmall = data.pictures[file.picture];
     const orSmall = (event) => {
       if (shownSmall && event.target.src !== shownSmall) event.target.src = shownSmall;
@@ -697,48 +766,78 @@
     return make('img', {...source, alt: `The picture in ${shown(nameOf(file.path))}`, onerror: orSmall});
   }
 
+  function roleCell(file) {
+    const [[name, words] = ['', '']] = chosen.has(file) ? [['goes', 'to go']] : stateOf(file);
+    return make('td', {class: `role ${name}`}, words);
+  }
+
+  function bytesWords({bytes, group}) {
+    if (bytes === undefined) return 'not compared';
+    return group.letters.has(bytes) ? letterName(group.letters.get(bytes)) : 'equal';
+  }
+
+  const kMostRows = 200; // of the table
+
+  // name, words of a file, and whether they are told apart from those of the copy that is kept
+  const kColumns = [
+    {name: 'Size', words: (file) => `${numbers.format(file.size)} B`, isApart: (a, b) => a.size !== b.size},
+    {name: 'Modified', words: timeOf, isApart: (a, b) => a.time !== b.time},
+    {name: 'Bytes', words: bytesWords, isApart: (a, b) => a.bytes !== b.bytes},
+  ];
+
+  function fieldColumn(field) {
+    const words = (file) => `${fieldOf(file, field).slice(0, 8)}${field.to - field.from > 8 ? '…' : ''}`;
+    return {name: field.name, words, isApart: (a, b) => fieldOf(a, field) !== fieldOf(b, field)};
+  }
+
   function copiesTable(current) {
     const {group} = current;
-    const {kept} = group;
-    const fields = kFields.filter((field) => group.files.some((file) => fieldOf(file, field) !== fieldOf(kept, field)));
-    const letters = lettersOf(group);
-    const bytesWords = ({bytes}) => {
-      if (bytes === undefined) return 'not compared';
-      return letters.has(bytes) ? letterName(letters.get(bytes)) : 'equal';
-    };
-    const cell = (words, isApart) => make('td', isApart ? {class: 'apart'} : {}, words);
-    const row = (file) => make('tr', file === current ? {'aria-current': 'true'} : {},
-      make('td', {class: 'path'}, make('a', {href: linkOf(file.path), target: '_blank', rel: 'noopener noreferrer'},
-        shown(file.path))),
-      cell(`${numbers.format(file.size)} B`, file.size !== kept.size),
-      cell(timeOf(file), file.time !== kept.time),
-      cell(bytesWords(file), file.bytes !== kept.bytes),
-      ...fields.map((field) => {
-        const value = fieldOf(file, field);
-        return cell(value.length > 8 ? `${value.slice(0, 8)}…` : value, value !== fieldOf(kept, field));
-      }));
-    const heads = ['Path', 'Size', 'Modified', 'Bytes', ...fields.map((field) => field.name)];
+    const fields = kFields.map(fieldColumn)
+      .filter((column) => group.files.some((file) => column.isApart(file, group.kept)));
+    const columns = [...kColumns, ...fields];
+    const cell = (file, {name, words, isApart}) =>
+      make('td', {class: isApart(file, group.kept) ? 'apart' : undefined, 'data-name': name}, words(file));
+    const row = (file) => make('tr', {'aria-current': file === current ? 'true' : undefined},
+      make('td', {class: 'path'}, fileLink(file.path, {}, shown(file.path))), roleCell(file),
+      ...columns.map((column) => cell(file, column)));
+    const listed = group.files.filter((file, i) => i < kMostRows || file === current);
+    const left = group.files.length - listed.length;
+    const head = ({name}) => make('th', {scope: 'col'}, name);
     return make('div', {class: 'copies', tabindex: '0', role: 'region', 'aria-label': 'The copies side by side'},
-      make('table', {}, make('thead', {}, make('tr', {}, ...heads.map((head) => make('th', {scope: 'col'}, head)))),
-        make('tbody', {}, ...group.files.map(row))));
+      make('table', {}, make('thead', {}, make('tr', {}, head({name: 'Path'}), make('td'), ...columns.map(head))),
+        make('tbody', {}, ...listed.map(row))),
+      left > 0 ? make('p', {class: 'muted'}, `and ${countOf(left, 'copy', 'copies')} more`) : null);
+  }
+
+  function viewerHead(file, step, choice) {
+    return make('header', {}, make('h2', {id: 'viewer-title'}, shown(nameOf(file.path))),
+      make('div', {class: 'buttons'}, make('label', {class: 'goes'}, choice, 'to go'),
+        make('button', {type: 'button', 'aria-label': 'Previous copy', onclick: () => step(-1)}, '←'),
+        make('button', {type: 'button', 'aria-label': 'Next copy', onclick: () => step(1)}, '→'),
+        make('button', {type: 'button', onclick: () => byId('viewer').close()}, 'Close')));
   }
 
   function look(file) {
     const viewer = byId('viewer');
     const {group} = file;
+    const choice = make('input', {type: 'checkbox', 'aria-keyshortcuts': 'x'});
+    const showRole = () => {
+      choice.checked = chosen.has(file);
+      choice.disabled = !choice.checked && !mayGo(file);
+      viewer.querySelector('.copies').replaceWith(copiesTable(file));
+    };
+    choice.addEventListener('change', () => { choose(file, choice.checked); showChoice(); showRole(); });
     const step = (by) => {
       const at = [...viewer.querySelectorAll('button')].indexOf(document.activeElement);
       look(group.files[(group.files.indexOf(file) + by + group.files.length) % group.files.length]);
       viewer.querySelectorAll('button')[at]?.focus();
     };
-    viewer.replaceChildren(
-      make('header', {}, make('h2', {id: 'viewer-title'}, shown(nameOf(file.path))),
-        make('div', {class: 'buttons'},
-          make('button', {type: 'button', 'aria-label': 'Previous copy', onclick: () => step(-1)}, '←'),
-          make('button', {type: 'button', 'aria-label': 'Next copy', onclick: () => step(1)}, '→'),
-          make('button', {type: 'button', onclick: () => viewer.close()}, 'Close'))),
-      make('div', {class: 'stage'}, largePicture(file)), copiesTable(file));
+    viewer.replaceChildren(viewerHead(file, step, choice), make('div', {class: 'stage'}, largePicture(file)),
+      make('div', {class: 'copies'}));
+    showRole();
     viewer.onkeydown = (event) => {
+      if (event.ctrlKey || event.metaKey || event.altKey) return;
+      if (event.key === 'x') choice.click();
       if (event.target.matches('video, audio, .copies')) return;
       if (event.key === 'ArrowLeft') step(-1);
       if (event.key === 'ArrowRight') step(1);
@@ -799,6 +898,7 @@
     byId('warning').hidden = broken === 0;
     byId('warning').textContent = `${countOf(broken, 'path holds', 'paths hold')} a newline; take the list with NUL.`;
     byId('save').disabled = broken > 0 || (isScript && !byId('to').value.startsWith('/'));
+    byId('saved').textContent = '';
   }
 
   function saveExport() {
@@ -808,6 +908,7 @@
     make('a', {href: url, download: form.name}).click();
     setTimeout(() => URL.revokeObjectURL(url), 60000);
     isExported = true;
+    byId('saved').textContent = `Saved as ${form.name}.`;
   }
 
   function openExport() {
@@ -896,26 +997,26 @@
       };
     };
     window.addEventListener('scroll', onFrame(draw), {passive: true});
-    new ResizeObserver(onFrame(() => {
-      for (const group of [...drawn.keys()]) undraw(group);
-      place();
-    })).observe(document.body.firstElementChild.ownerDocument.documentElement);
+    new ResizeObserver(onFrame(() => { if (measure()) drawAnew(); else draw(); })).observe(document.documentElement);
     window.addEventListener('beforeunload', (event) => { if (!isExported && chosen.size > 0) event.preventDefault(); });
     document.addEventListener('keydown', onKey);
     for (const id of ['sort', 'format', 'likeness']) byId(id).addEventListener('change', refresh);
     byId('search').addEventListener('input', refresh);
-    byId('folder').addEventListener('click', () => filterFolder(''));
+    byId('folder').addEventListener('click', () => { filterFolder(''); byId('search').focus(); });
+    byId('all').addEventListener('click', showAll);
     byId('apply').addEventListener('click', () => { view.forEach(chooseByRule); showChoice(); });
-    byId('clear').addEventListener('click', () => { chosen.clear(); showChoice(); });
+    byId('clear').addEventListener('click', () => { chosen.clear(); showChoice(); list.focus({preventScroll: true}); });
     byId('export').addEventListener('click', openExport);
     byId('exporter').addEventListener('input', checkExport);
-    byId('save').addEventListener('click', saveExport);
+    byId('exporter').addEventListener('submit', (event) => { event.preventDefault(); saveExport(); });
+    byId('close').addEventListener('click', () => byId('exporting').close());
     byId('help').addEventListener('click', () => byId('keys').showModal());
     byId('theme').addEventListener('click', () => { theme = kThemes[(kThemes.indexOf(theme) + 1) % 3]; showTheme(); });
     systemIsDark.addEventListener('change', showTheme);
   }
 
   showTheme();
+  showHead();
   showFigures();
   showFormats();
   showYears();
@@ -924,5 +1025,6 @@
   showNotes();
   showFilters();
   listen();
+  measure();
   refresh();
 })();

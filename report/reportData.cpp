@@ -158,32 +158,35 @@ std::string yearsJson(const Overview& overview) {
                   [](const auto& row) { return fmt::format(R"({{"year":{}{}}})", row.first, row.second); });
 }
 
-bool isWellWord(const std::string& name) {
+// Nothing for what is no word of a verdict.
+std::string healthJson(const std::string& name) {
   for (size_t i = 0; i < catalogue::kWords; ++i) {
     const auto word = static_cast<catalogue::Word>(i);
-    if (name == catalogue::nameOf(word)) return catalogue::isWell(word);
+    if (name == nameOf(word)) return fmt::format(R"(,"health":"{}")", isWell(word) ? "well" : "ill");
   }
-  return true;
+  return "";
 }
 
+std::string textsJson(const std::vector<std::string>& texts) { return jsonList('[', texts, ']', jsonText); }
+
 std::string verificationJson(const Verification& verification) {
-  if (verification.when == 0) return "null";
+  const catalogue::VerificationRecord& last = verification.last;
+  if (last.started == 0) return "null";
   const std::string words = jsonList('[', verification.words, ']', [](const auto& row) {
-    return fmt::format(R"({{"word":{},"files":{}{}}})", jsonText(row.first), row.second,
-                       isWellWord(row.first) ? R"(,"well":true)" : "");
+    return fmt::format(R"({{"word":{},"files":{}{}}})", jsonText(row.first), row.second, healthJson(row.first));
   });
   const std::string findings = jsonList('[', verification.findings, ']', [](const auto& row) {
     return fmt::format(R"({{"word":{},"path":{}}})", jsonText(row.first), jsonText(row.second));
   });
-  return fmt::format(R"({{"when":{},"words":{},"findings":{},"more":{}}})", verification.when, words, findings,
-                     verification.more);
+  return fmt::format(R"({{"when":{},"folders":{},"percent":{},"ended":{},"words":{},"findings":{},"more":{}}})",
+                     last.started / 1'000'000'000, textsJson(verification.folders), last.percent.value_or(100),
+                     last.isEnded, words, findings, verification.more);
 }
 
 std::string factsJson(const Facts& facts) {
-  const auto texts = [](const std::vector<std::string>& list) { return jsonList('[', list, ']', jsonText); };
   return fmt::format(R"("program":{},"made":{},"catalogues":{},"match":{},"keep":{},"script":{{"begin":{},"end":{}}})",
-                     jsonText(facts.program), facts.made, texts(facts.catalogues), jsonText(facts.match),
-                     texts(facts.keep), jsonText(facts.scriptBegin), jsonText(facts.scriptEnd));
+                     jsonText(facts.program), facts.made, textsJson(facts.catalogues), jsonText(facts.match),
+                     textsJson(facts.keep), jsonText(facts.scriptBegin), jsonText(facts.scriptEnd));
 }
 
 // Photos without a picture in the page; of other media a browser shows none by itself.
@@ -256,10 +259,10 @@ std::string reportJson(const Facts& facts, const Overview& overview, const Group
   return fmt::format(
       R"({{{},"roots":{},"totals":{{"files":{},"bytes":{},"groups":{},"copies":{},"freeable":{}}},"formats":{},"years":{},"verification":{},)"
       R"("left":{{"groups":{},"pictures":{}}},"groups":{},"pictures":{}}})",
-      factsJson(facts), jsonList('[', roots.texts(), ']', jsonText), overview.all.files, overview.all.bytes,
-      shelf.groups(), shelf.files(), shelf.freeable(), formatsJson(overview), yearsJson(overview),
-      verificationJson(overview.verification), shelf.groups() - groups.size(), leftToBrowser(wishes, pictures),
-      groupsJson, jsonList('[', made, ']', [](const std::string& url) { return '"' + url + '"'; }));
+      factsJson(facts), textsJson(roots.texts()), overview.all.files, overview.all.bytes, shelf.groups(), shelf.files(),
+      shelf.freeable(), formatsJson(overview), yearsJson(overview), verificationJson(overview.verification),
+      shelf.groups() - groups.size(), leftToBrowser(wishes, pictures), groupsJson,
+      jsonList('[', made, ']', [](const std::string& url) { return '"' + url + '"'; }));
 }
 
 std::string pageWith(const std::string& json) { return kBeforeData + json + kAfterData; }

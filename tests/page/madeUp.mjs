@@ -79,13 +79,15 @@ export function madeUpData(options) {
   return {
     program: 'kmhash 0', made: 1.76e9, catalogues: ['/home/kim/catalogue'], match: 'same',
     keep: ['newest'],
-    totals: {files: 104857, bytes: freeable * 9, groups: groups.length, freeable},
+    totals: {files: 104857, bytes: freeable * 9, groups: groups.length,
+      copies: groups.reduce((sum, each) => sum + each.files.length, 0), freeable},
     formats: kFormats.map(([name, kind], i) =>
       ({name, kind, files: 40000 >> i, bytes: Math.floor(freeable * 4 / (i + 1))})),
     years: Array.from({length: 20}, (_, i) =>
       ({year: 2005 + i, photo: part(4e11), video: part(6e11), audio: part(5e10), other: 0})),
-    verification: {when: 1.759e9, more: 4,
-      words: {intact: 104850, rotten: 2, missing: 4, 'metadata-edited': 1},
+    verification: {when: 1.759e9, more: 4, folders: ['/home/kim/'], percent: 10, ended: true,
+      words: [{word: 'intact', files: 104850, health: 'well'}, {word: 'not-compared', files: 1},
+        {word: 'rotten', files: 2, health: 'ill'}, {word: 'missing', files: 4, health: 'ill'}],
       findings: [{word: 'rotten', path: '/home/kim/<b>x</b>.jpg'},
         {word: 'missing', path: '/home/kim/a b.jpg'}]},
     left: {groups: 0, pictures: 3}, groups,

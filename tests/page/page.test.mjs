@@ -122,6 +122,10 @@ test('choice and export', async () => {
   assert.deepEqual(execFileSync('sh', [join(folder, 'words.sh')], {cwd: folder}), expected);
   assert.ok(script.includes("to='/tmp/it'\\''s there'\n"));
   assert.ok(!existsSync(join(folder, 'harmed')));
+  await page.click('#export');
+  await page.type('#to', '\n'); // saves again and closes nothing
+  assert.match(await textOf('#saved'), /duplicates.sh/);
+  await page.keyboard.press('Escape');
   await page.click('#clear');
   const boxes = await page.$$('.group:first-of-type .choose input');
   for (const box of boxes.slice(0, 3)) await box.click();
@@ -213,6 +217,12 @@ test('keyboard', async () => {
   await page.keyboard.press('ArrowRight');
   assert.notEqual(await textOf('#viewer tr[aria-current] .path'), first);
   await page.keyboard.press('Escape');
+  await page.keyboard.press('x');
+  await page.waitForSelector('.group[aria-posinset="2"] .tile:nth-child(2):not(.goes)');
+  await page.$eval('.more', (button) => button.click());
+  await page.setViewport({width: 800, height: 900});
+  await new Promise((resolve) => setTimeout(resolve, 300));
+  assert.ok(await page.$eval(':focus', (element) => element.matches('.look'))); // still on a copy
   for (const key of ['r', '/', 'q']) await page.keyboard.press(key);
   assert.equal(await page.$eval('#search', (element) => element.value), 'q');
 });
