@@ -1,5 +1,7 @@
 #include "sqlite.h"
 
+#include <cerrno>
+
 namespace catalogue {
 namespace {
 
@@ -22,9 +24,17 @@ constexpr CodeWords kWords[] = {
     {SQLITE_FULL, Kind::full, "no space is left for the catalogue"},
 };
 
+// A full disk that is met elsewhere than in a write, as in what the processes share.
+bool isOfSpace(sqlite3* database, int code) {
+  if ((code & 0xFF) != SQLITE_IOERR || database == nullptr) return false;
+  const int error = sqlite3_system_errno(database);
+  return error == ENOSPC || error == EDQUOT;
+}
+
 }  // namespace
 
 void throwError(sqlite3* database, int code) {
+  if (isOfSpace(database, code)) code = SQLITE_FULL;
   for (const CodeWords& row : kWords) {
     if (row.code == (code & 0xFF)) throw Error(row.kind, row.words);
   }
