@@ -6,10 +6,13 @@ import java.util.Arrays;
 import java.util.HashMap;
 import java.util.List;
 import java.util.Map;
+import org.apache.hadoop.fs.Path;
 import org.apache.spark.sql.SparkSession;
 
 /** A command line of options, each with a value but for the switches. What is wrong is a Misuse. */
 final class Arguments {
+    private static final int MISUSE = 2;
+
     private final Map<String, List<String>> values = new HashMap<>();
 
     /** Takes {@code arguments} apart. {@code options} and {@code switches} are names that blanks divide. */
@@ -44,19 +47,34 @@ final class Arguments {
         void run(SparkSession spark) throws IOException;
     }
 
-    /** How a command line becomes a job; it is a Misuse where that cannot be. */
+    /** How a command line becomes a job. What cannot be done is a Misuse. */
     interface Reader {
-        Job read();
+        Job read(String[] arguments);
     }
 
-    /** Runs a program: in the session that there is, or a new one, or with the usage and exit status 2 for a misuse. */
-    static void run(String name, String usage, Reader reader) throws IOException {
+    /**
+     * Runs a program in the session that there is, or a new one, and returns its exit status: 0, or 2 for a misuse, of
+     * which a line on standard error tells, or the usage when there are no arguments at all.
+     */
+    static int run(String name, String usage, String[] arguments, Reader reader) throws IOException {
+        if (arguments.length == 0) {
+            System.err.println(usage);
+            return MISUSE;
+        }
         try {
-            Job job = reader.read();
+            Job job = reader.read(arguments);
             job.run(SparkSession.builder().appName(name).getOrCreate()); // spark-submit ends the session
+            return 0;
         } catch (Misuse e) {
-            System.err.println(name + ": " + e.getMessage() + "\n\n" + usage);
-            System.exit(2);
+            System.err.println(name + ": " + e.getMessage());
+            return MISUSE;
+        }
+    }
+
+    /** Ends the program where its exit status is not 0; else Spark may have something left to do. */
+    static void exit(int status) {
+        if (status != 0) {
+            System.exit(status);
         }
     }
 
@@ -76,6 +94,21 @@ final class Arguments {
     String one(String name) {
         List<String> all = all(name);
         return all.get(all.size() - 1);
+    }
+
+    /** The last value of an option that must be given, a file or directory of a store, or a pattern of them. */
+    Path path(String name) {
+        return path(name, one(name));
+    }
+
+    /** {@code value}, which {@code name} was given, as a path; of a store alone it is that of all it has. */
+    static Path path(String name, String value) {
+        try {
+            Path path = new Path(value);
+            return path.toUri().getPath().isEmpty() ? new Path(path, "/") : path;
+        } catch (IllegalArgumentException e) {
+            throw new Misuse(name + " is no path: " + value);
+        }
     }
 
     /** The last value of an option, which is one of {@code choices}; the first of them when it is not given. */

@@ -6,7 +6,7 @@ import java.io.IOException;
 import java.io.Serializable;
 import java.nio.channels.SeekableByteChannel;
 
-/** How to hash. */
+/** How to hash. Immutable. */
 final class HashOptions implements Serializable {
     private static final long serialVersionUID = 1L;
 
@@ -19,6 +19,13 @@ final class HashOptions implements Serializable {
         this.whole = whole;
     }
 
+    /** The options of {@link KmHashJob} that say the same. */
+    @Override
+    public String toString() {
+        return "--prefer " + (version == HashText.Option.PREFER_VERSION_4 ? 4 : 3) + (whole ? " --whole" : "");
+    }
+
+    /** Hashes the file that a channel holds, from its first byte; throws what HashText.of does. */
     HashText hash(SeekableByteChannel file) throws IOException, KeloMediaHashException {
         return whole ? HashText.of(file, version, HashText.Option.WHOLE) : HashText.of(file, version);
     }

@@ -5,6 +5,8 @@ import static org.apache.spark.sql.functions.count;
 import static org.apache.spark.sql.functions.expr;
 
 import java.io.IOException;
+import org.apache.hadoop.conf.Configuration;
+import org.apache.hadoop.fs.Path;
 import org.apache.spark.sql.Dataset;
 import org.apache.spark.sql.Row;
 import org.apache.spark.sql.SaveMode;
@@ -17,7 +19,7 @@ public final class KmHashDuplicates {
             + "\n"
             + "  --input PATH         the table\n"
             + "  --input-format FORM  parquet (the default), json or csv\n"
-            + "  --output PATH        the directory for the groups, which must not be there\n"
+            + "  --output PATH        the directory for the groups, not there or empty\n"
             + "  --format FORMAT      parquet (the default) or csv\n"
             + "  --match MATCH        same (the default): the hashes compare as identical; content: the\n"
             + "                       digests of the content and the formats agree, other fields may differ";
@@ -30,15 +32,17 @@ public final class KmHashDuplicates {
     private static final String TELLS =
             "NOT contains(hash, '.') AND substr(hash, 19, 40) <> 'DA39A3EE5E6B4B0D3255BFEF95601890AFD80709'";
 
-    private final Arguments arguments;
+    private final Path input;
+    private final String inputFormat;
+    private final Path output;
+    private final String format;
     private final String key;
 
     private KmHashDuplicates(Arguments arguments) {
-        this.arguments = arguments;
-        arguments.one("--input");
-        arguments.one("--output");
-        arguments.choice("--input-format", "parquet", "json", "csv");
-        arguments.choice("--format", "parquet", "csv");
+        input = arguments.path("--input");
+        inputFormat = arguments.choice("--input-format", "parquet", "json", "csv");
+        output = arguments.path("--output");
+        format = arguments.choice("--format", "parquet", "csv");
         key = arguments.choice("--match", "same", "content").equals("same") ? SAME : CONTENT;
     }
 
@@ -46,31 +50,47 @@ public final class KmHashDuplicates {
      * Runs the job, and exits with status 2 when it is told what cannot be.
      *
      * @param args the options; without any it says which there are
-     * @throws IOException never
+     * @throws IOException when a store cannot be reached
      */
     public static void main(String[] args) throws IOException {
-        Arguments.run("KmHashDuplicates", USAGE, () -> new KmHashDuplicates(
-                new Arguments(args, "--input --input-format --output --format --match", ""))::run);
+        Arguments.exit(run(args));
     }
 
-    private void run(SparkSession spark) {
-        String from = arguments.choice("--input-format", "parquet", "json", "csv");
-        Dataset<Row> files = Table.hashed(Table.read(spark, from, arguments.one("--input")))
+    /** What {@link #main} does, and the exit status. */
+    static int run(String... args) throws IOException {
+        return Arguments.run("KmHashDuplicates", USAGE, args, given -> new KmHashDuplicates(
+                new Arguments(given, "--input --input-format --output --format --match", ""))::run);
+    }
+
+    private void run(SparkSession spark) throws IOException {
+        Configuration configuration = spark.sessionState().newHadoopConf();
+        if (Table.isThere(output.getFileSystem(configuration), output)) {
+            throw new Arguments.Misuse(output + " is not empty");
+        }
+        write(Table.read(spark, inputFormat, Listing.matches(input, configuration)));
+        System.out.println(summary(spark));
+    }
+
+    private void write(Dataset<Row> table) {
+        Dataset<Row> files = Table.hashed(table)
                 .withColumn("hash", expr("upper(hash)")).where(TELLS).withColumn("group", expr(key));
         Dataset<Row> groups = files.groupBy("group").agg(count("*").as("copies")).where("copies > 1");
-        String format = arguments.choice("--format", "parquet", "csv");
         files.join(groups, "group")
                 .select("group", "copies", "path", "length", "modified_ns", "hash")
                 .repartitionByRange(col("group"))
                 .sortWithinPartitions("group", "path")
-                .write().mode(SaveMode.ErrorIfExists).format(format).options(Table.options(format))
-                .save(arguments.one("--output"));
+                .write().mode(SaveMode.Append).format(format).options(Table.options(format))
+                .save(output.toString());
+    }
+
+    /** Of what was written, which is less to read than the table. */
+    private String summary(SparkSession spark) {
         Dataset<Row> written = spark.read().format(format)
                 .schema("group STRING, copies BIGINT, path STRING, length BIGINT")
-                .options(Table.options(format)).load(arguments.one("--output"));
+                .options(Table.options(format)).load(Table.literally(output));
         Row sums = written.groupBy("group").agg(count("*").as("files"), expr("sum(length) - max(length)").as("spare"))
                 .selectExpr("count(*)", "coalesce(sum(files), 0)", "coalesce(sum(spare), 0)").head();
-        System.out.println("KmHashDuplicates: groups " + sums.get(0) + ", files " + sums.get(1)
-                + ", bytes to be freed " + sums.get(2));
+        return "KmHashDuplicates: groups " + sums.get(0) + ", files " + sums.get(1) + ", bytes to be freed "
+                + sums.get(2);
     }
 }

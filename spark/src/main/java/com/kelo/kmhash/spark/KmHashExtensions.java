@@ -5,8 +5,6 @@ import com.kelo.kmhash.KeloMediaHashException;
 import java.io.IOException;
 import java.io.Serializable;
 import java.util.Collections;
-import org.apache.hadoop.fs.FileStatus;
-import org.apache.hadoop.fs.Path;
 import org.apache.spark.sql.SparkSession;
 import org.apache.spark.sql.SparkSessionExtensions;
 import org.apache.spark.sql.catalyst.FunctionIdentifier;
@@ -14,6 +12,7 @@ import org.apache.spark.sql.catalyst.InternalRow;
 import org.apache.spark.sql.catalyst.encoders.ExpressionEncoder;
 import org.apache.spark.sql.catalyst.expressions.Expression;
 import org.apache.spark.sql.catalyst.expressions.ExpressionInfo;
+import org.apache.spark.sql.catalyst.expressions.Literal;
 import org.apache.spark.sql.catalyst.expressions.ScalaUDF;
 import org.apache.spark.sql.types.DataType;
 import org.apache.spark.sql.types.DataTypes;
@@ -30,8 +29,8 @@ import scala.runtime.BoxedUnit;
  *
  * <p>{@code kmhash(path)} hashes a file of any store that Hadoop's interface reaches, {@code kmhash(bytes)} what a
  * binary column holds. A second argument, a constant, has the words {@code 4} to take the algorithms of version 4 first
- * and
- * {@code whole} to hash every byte of the media. The answer is the hash text, or null for what cannot be hashed.
+ * and {@code whole} to hash every byte of the media. The answer is the hash text, or null for what cannot be hashed, and
+ * for null.
  */
 public final class KmHashExtensions extends AbstractFunction1<SparkSessionExtensions, BoxedUnit> {
     private static final String NAME = "kmhash";
@@ -63,6 +62,9 @@ public final class KmHashExtensions extends AbstractFunction1<SparkSessionExtens
             }
             Expression value = arguments.head();
             DataType type = value.dataType();
+            if (type.equals(DataTypes.NullType)) {
+                return Literal.create(null, DataTypes.StringType);
+            }
             if (!type.equals(DataTypes.StringType) && !type.equals(DataTypes.BinaryType)) {
                 throw new IllegalArgumentException(NAME + " takes a string or a binary, not " + type.sql());
             }
@@ -115,7 +117,7 @@ public final class KmHashExtensions extends AbstractFunction1<SparkSessionExtens
             }
             try {
                 return (value instanceof byte[] ? ofBytes((byte[]) value) : ofPath(value.toString())).toString();
-            } catch (IOException | KeloMediaHashException | IllegalArgumentException e) {
+            } catch (IOException | KeloMediaHashException e) {
                 return null;
             }
         }
@@ -124,10 +126,8 @@ public final class KmHashExtensions extends AbstractFunction1<SparkSessionExtens
             return options.hash(new BytesChannel(bytes, bytes.length));
         }
 
-        private HashText ofPath(String name) throws IOException, KeloMediaHashException {
-            Path path = new Path(name);
-            FileStatus status = path.getFileSystem(configuration.value()).getFileStatus(path);
-            return new FileHasher(configuration.value(), options, 0).hash(path.toString(), status.getLen());
+        private HashText ofPath(String path) throws KeloMediaHashException {
+            return new FileHasher(configuration.value(), options, 0).hash(path);
         }
     }
 }

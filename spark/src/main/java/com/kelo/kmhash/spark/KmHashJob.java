@@ -1,8 +1,14 @@
 package com.kelo.kmhash.spark;
 
 import com.kelo.kmhash.KeloMediaHashException;
+import java.io.BufferedReader;
+import java.io.FileNotFoundException;
 import java.io.IOException;
+import java.io.InputStreamReader;
+import java.nio.charset.StandardCharsets;
+import java.util.Collections;
 import java.util.Iterator;
+import org.apache.hadoop.fs.FSDataOutputStream;
 import org.apache.hadoop.fs.FileSystem;
 import org.apache.hadoop.fs.Path;
 import org.apache.spark.api.java.JavaRDD;
@@ -24,7 +30,7 @@ public final class KmHashJob {
             + "  --format FORMAT    parquet (the default), json or csv\n"
             + "  --prefer VERSION   take the algorithms of version 3 (the default) or 4 first\n"
             + "  --whole            hash every byte of the media in place of samples\n"
-            + "  --read-ahead N     read files of up to N bytes whole, in one request; 0 by default\n"
+            + "  --read-ahead N     read files of up to N bytes whole; 0 by default\n"
             + "  --partitions N     divide the files into N tasks; by default as many as suit them\n"
             + "  --continue         add to a table what it does not have, by path, length and time\n"
             + "  --retry-failed     with --continue, hash those that failed again";
@@ -32,8 +38,9 @@ public final class KmHashJob {
     private static final int MOST_PARTITIONS = 1_000_000;
 
     private final Arguments arguments;
-    private final String output;
+    private final Path output;
     private final Path work;
+    private final Path record;
     private final String format;
     private final HashOptions options;
     private final int readAhead;
@@ -42,12 +49,16 @@ public final class KmHashJob {
     private KmHashJob(Arguments arguments) {
         this.arguments = arguments;
         arguments.all("--input");
-        output = arguments.one("--output");
+        output = arguments.path("--output");
         work = new Path(output, "_kmhash"); // Spark takes nothing for a part of a table that begins like this
+        record = new Path(output, "_kmhash_options");
         format = arguments.choice("--format", "parquet", "json", "csv");
         options = new HashOptions(arguments.choice("--prefer", "3", "4"), arguments.has("--whole"));
         readAhead = arguments.number("--read-ahead", MOST_READ_AHEAD);
         partitions = arguments.number("--partitions", MOST_PARTITIONS);
+        if (arguments.has("--retry-failed") && !arguments.has("--continue")) {
+            throw new Arguments.Misuse("--retry-failed wants --continue");
+        }
     }
 
     /**
@@ -57,29 +68,59 @@ public final class KmHashJob {
      * @throws IOException when a store cannot be reached
      */
     public static void main(String[] args) throws IOException {
-        Arguments.run("KmHashJob", USAGE, () -> new KmHashJob(new Arguments(args,
+        Arguments.exit(run(args));
+    }
+
+    /** What {@link #main} does, and the exit status. */
+    static int run(String... args) throws IOException {
+        return Arguments.run("KmHashJob", USAGE, args, given -> new KmHashJob(new Arguments(given,
                 "--input --output --format --prefer --read-ahead --partitions",
                 "--whole --continue --retry-failed"))::run);
     }
 
     private void run(SparkSession spark) throws IOException {
-        FileSystem store = work.getFileSystem(spark.sessionState().newHadoopConf());
-        boolean isThere = Table.isThere(store, work.getParent());
-        if (isThere && !arguments.has("--continue")) {
-            throw new Arguments.Misuse(output + " is not empty; --continue adds to the table there");
+        FileSystem store = output.getFileSystem(spark.sessionState().newHadoopConf());
+        boolean isThere = Table.isThere(store, output);
+        if (isThere) {
+            refuseUnlessAlike(store);
         }
         store.delete(work, true);
-        Dataset<Row> files = Listing.of(spark, arguments.all("--input"), work.getParent(), work);
+        Dataset<Row> files = Listing.of(spark, arguments.all("--input"), output, work);
         if (isThere) {
             files = missing(spark, files);
+        } else {
+            try (FSDataOutputStream out = store.create(record)) {
+                out.write(made().getBytes(StandardCharsets.UTF_8));
+            }
         }
         hash(spark, files);
         store.delete(work, true);
     }
 
+    /** The options that all rows of a table share. */
+    private String made() {
+        return "--format " + format + " " + options;
+    }
+
+    private void refuseUnlessAlike(FileSystem store) throws IOException {
+        if (!arguments.has("--continue")) {
+            throw new Arguments.Misuse(output + " is not empty; --continue adds to the table there");
+        }
+        String before;
+        try (BufferedReader in = new BufferedReader(
+                new InputStreamReader(store.open(record), StandardCharsets.UTF_8))) {
+            before = in.readLine();
+        } catch (FileNotFoundException e) {
+            throw new Arguments.Misuse(record + " is missing, which says how the table was made");
+        }
+        if (!made().equals(before)) {
+            throw new Arguments.Misuse(output + " was made with " + before + ", not " + made());
+        }
+    }
+
     /** The files that the table does not have, written down first: what a join gives has no order to rely on. */
     private Dataset<Row> missing(SparkSession spark, Dataset<Row> files) {
-        Dataset<Row> table = Table.read(spark, format, output);
+        Dataset<Row> table = Table.read(spark, format, Collections.singletonList(output));
         if (arguments.has("--retry-failed")) {
             table = table.where("status <> 'failed'");
         }
@@ -87,9 +128,9 @@ public final class KmHashJob {
         for (String name : new String[] {"path", "length", "modified_ns"}) {
             isSame = isSame.and(files.col(name).equalTo(table.col(name)));
         }
-        String place = new Path(work, "missing").toString();
-        files.join(table, isSame, "left_anti").write().parquet(place);
-        return spark.read().schema(Listing.SCHEMA).parquet(place);
+        Path place = new Path(work, "missing");
+        files.join(table, isSame, "left_anti").write().parquet(place.toString());
+        return Listing.read(spark, Collections.singletonList(place));
     }
 
     private void hash(SparkSession spark, Dataset<Row> files) {

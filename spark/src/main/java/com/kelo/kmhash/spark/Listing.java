@@ -1,17 +1,20 @@
 package com.kelo.kmhash.spark;
 
+import java.io.FileNotFoundException;
 import java.io.IOException;
 import java.nio.file.Files;
 import java.nio.file.InvalidPathException;
 import java.nio.file.Paths;
 import java.util.ArrayDeque;
 import java.util.ArrayList;
+import java.util.Arrays;
 import java.util.Collections;
 import java.util.Deque;
 import java.util.Iterator;
 import java.util.List;
 import java.util.NoSuchElementException;
 import java.util.TreeSet;
+import java.util.stream.Collectors;
 import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.fs.FileStatus;
 import org.apache.hadoop.fs.FileSystem;
@@ -32,7 +35,10 @@ import org.apache.spark.util.SerializableConfiguration;
  * machine has to hold it, and nothing is listed twice when one is lost.
  */
 final class Listing {
-    /** {@code source} is the path as the store takes it; {@code result} is below 0 for what cannot be listed. */
+    /**
+     * {@code source} is the path as the store takes it, {@code path} as {@link Table} has it; {@code length} is in
+     * bytes, {@code modified_ns} in nanoseconds since 1970 in UTC; {@code result} is below 0 for what cannot be listed.
+     */
     static final StructType SCHEMA =
             StructType.fromDDL("source STRING, length BIGINT, modified_ns BIGINT, result INT, path STRING");
 
@@ -40,7 +46,7 @@ final class Listing {
     private static final int DIRECTORY = 1;
     private static final int ENTRIES_A_WALK = 10_000;
     private static final int WALKS_A_CORE = 4;
-    private static final long NANOSECONDS = 1_000_000;
+    private static final long NANOSECONDS_A_MILLISECOND = 1_000_000;
 
     private Listing() {}
 
@@ -48,48 +54,62 @@ final class Listing {
      * Lists regular files; symbolic links below the inputs are passed over.
      *
      * @param inputs files, directories and patterns of them
-     * @param left out: a directory
-     * @param work where to write what was found
+     * @param without a directory that is left out
+     * @param work a directory for what was found; the answer is read from there
+     * @return the files, and the directories that could not be listed
      * @throws Arguments.Misuse when an input matches nothing
      */
-    static Dataset<Row> of(SparkSession spark, List<String> inputs, Path left, Path work) throws IOException {
+    static Dataset<Row> of(SparkSession spark, List<String> inputs, Path without, Path work) throws IOException {
         JavaSparkContext context = JavaSparkContext.fromSparkContext(spark.sparkContext());
         Configuration configuration = spark.sessionState().newHadoopConf();
         Broadcast<SerializableConfiguration> shared = context.broadcast(new SerializableConfiguration(configuration));
         List<String> starts = starts(inputs, configuration);
-        List<String> rounds = new ArrayList<>();
-        String without = left.getFileSystem(configuration).makeQualified(left).toString();
+        List<Path> rounds = new ArrayList<>();
+        String out = without.getFileSystem(configuration).makeQualified(without).toString();
         while (!starts.isEmpty()) {
-            String round = new Path(work, "listing-" + rounds.size()).toString();
+            Path round = new Path(work, "listing-" + rounds.size());
             int tasks = Math.min(starts.size(), WALKS_A_CORE * context.defaultParallelism());
             spark.createDataFrame(context.parallelize(starts, tasks)
-                            .flatMap(start -> new Walk(start, without, shared.value().value())), SCHEMA)
-                    .write().parquet(round);
+                            .flatMap(start -> new Walk(start, out, shared.value().value())), SCHEMA)
+                    .write().parquet(round.toString());
             rounds.add(round);
             starts = new ArrayList<>();
-            for (Row row : read(spark, round).where("result = " + DIRECTORY).select("source").collectAsList()) {
+            Dataset<Row> left = read(spark, Collections.singletonList(round)).where("result = " + DIRECTORY);
+            for (Row row : left.select("source").collectAsList()) {
                 starts.add(row.getString(0));
             }
         }
-        return read(spark, rounds.toArray(new String[0])).where("result <> " + DIRECTORY);
+        return read(spark, rounds).where("result <> " + DIRECTORY);
     }
 
-    private static Dataset<Row> read(SparkSession spark, String... places) {
-        return spark.read().schema(SCHEMA).parquet(places);
+    /** What was written to directories with these columns. */
+    static Dataset<Row> read(SparkSession spark, List<Path> places) {
+        return spark.read().schema(SCHEMA).parquet(places.stream().map(Table::literally).toArray(String[]::new));
+    }
+
+    /**
+     * What has a name, or else what matches it as a pattern.
+     *
+     * @throws Arguments.Misuse when there is no such thing
+     */
+    static List<Path> matches(Path name, Configuration configuration) throws IOException {
+        FileSystem store = name.getFileSystem(configuration);
+        try {
+            return Collections.singletonList(store.getFileStatus(name).getPath());
+        } catch (FileNotFoundException e) {
+            FileStatus[] found = store.globStatus(name);
+            if (found == null || found.length == 0) {
+                throw new Arguments.Misuse("no such file or directory: " + name);
+            }
+            return Arrays.stream(found).map(FileStatus::getPath).collect(Collectors.toList());
+        }
     }
 
     /** What the inputs match, without what lies in another one of them. */
     private static List<String> starts(List<String> inputs, Configuration configuration) throws IOException {
         TreeSet<Path> matched = new TreeSet<>();
         for (String input : inputs) {
-            Path pattern = new Path(input);
-            FileStatus[] found = pattern.getFileSystem(configuration).globStatus(pattern);
-            if (found == null || found.length == 0) {
-                throw new Arguments.Misuse("no such file or directory: " + input);
-            }
-            for (FileStatus status : found) {
-                matched.add(status.getPath());
-            }
+            matched.addAll(matches(Arguments.path("--input", input), configuration));
         }
         List<String> starts = new ArrayList<>();
         for (Path path : matched) {
@@ -122,6 +142,7 @@ final class Listing {
                 opened = path.getFileSystem(configuration);
                 take(opened.getFileStatus(path));
             } catch (IOException | RuntimeException e) {
+                FileHasher.endIfKilled();
                 found.add(failure(path));
             }
             store = opened;
@@ -153,6 +174,7 @@ final class Listing {
                     entries = null;
                 }
             } catch (IOException | RuntimeException e) { // the latter where Hadoop is at odds with a name, too
+                FileHasher.endIfKilled();
                 found.add(failure(listed));
                 entries = null;
             }
@@ -177,7 +199,7 @@ final class Listing {
             if (status.isDirectory()) {
                 directories.add(path);
             } else {
-                found.add(row(path, status.getLen(), status.getModificationTime() * NANOSECONDS, FILE));
+                found.add(row(path, status.getLen(), status.getModificationTime() * NANOSECONDS_A_MILLISECOND, FILE));
             }
         }
 

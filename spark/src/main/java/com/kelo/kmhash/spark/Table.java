@@ -8,6 +8,7 @@ import com.kelo.kmhash.HashText;
 import com.kelo.kmhash.KeloMediaHashException;
 import java.io.IOException;
 import java.util.HashMap;
+import java.util.List;
 import java.util.Locale;
 import java.util.Map;
 import org.apache.hadoop.fs.FileStatus;
@@ -29,7 +30,10 @@ final class Table {
 
     private Table() {}
 
-    /** The row of a file; {@code hash} is null unless {@code result} is 0. */
+    /**
+     * The row of a file; {@code length} is in bytes, {@code modified} in nanoseconds since 1970 in UTC, {@code hash} is
+     * null unless {@code result} is 0.
+     */
     static Row row(String path, long length, long modified, int result, HashText hash) {
         if (hash == null) {
             boolean unsupported = result == KeloMediaHashException.HASHCREATE_NON_SUPPORTED;
@@ -59,17 +63,23 @@ final class Table {
         return false;
     }
 
-    static Dataset<Row> read(SparkSession spark, String format, String directory) {
-        return spark.read().schema(SCHEMA).format(format).options(options(format)).load(directory);
+    /** A path for Spark's readers, which take it for a pattern. */
+    static String literally(Path path) {
+        return path.toString().replaceAll("[{}\\[\\]*?\\\\]", "\\\\$0");
+    }
+
+    static Dataset<Row> read(SparkSession spark, String format, List<Path> places) {
+        return spark.read().schema(SCHEMA).format(format).options(options(format))
+                .load(places.stream().map(Table::literally).toArray(String[]::new));
     }
 
     /**
      * Adds rows to a table. Each task's file is there as soon as the task is done, so that a run that was killed leaves
      * what it had. A task that is done again writes the same file.
      */
-    static void append(Dataset<Row> rows, String format, String directory) {
+    static void append(Dataset<Row> rows, String format, Path directory) {
         DataFrameWriter<Row> writer = rows.write().mode(SaveMode.Append).format(format).options(options(format));
-        writer.option("mapreduce.fileoutputcommitter.algorithm.version", "2").save(directory);
+        writer.option("mapreduce.fileoutputcommitter.algorithm.version", "2").save(directory.toString());
     }
 
     /**
