@@ -19,6 +19,8 @@ import java.util.TreeMap;
 import java.util.TreeSet;
 import java.util.concurrent.CompletableFuture;
 import java.util.stream.Collectors;
+import org.apache.hadoop.conf.Configuration;
+import org.apache.hadoop.hdfs.MiniDFSCluster;
 import org.apache.spark.sql.Dataset;
 import org.apache.spark.sql.Row;
 import org.apache.spark.sql.SparkSession;
@@ -59,23 +61,26 @@ class ClusterIT {
     @Test
     @Order(1)
     void goesOnWhereAKilledDriverWas() throws Exception {
-        Path files = copies("killed-driver");
-        String job = "--partitions 100 --output " + FOLDER + "/continued --input " + files;
+        Path files = copies("killed[1]");
+        String job = "--partitions 100 --output " + FOLDER + "/{a}* --input " + files;
         Process driver = cluster.submit(KmHashJob.class, job);
-        waitForParts("continued");
+        waitForParts("{a}*");
         Cluster.kill(driver);
-        long before = table("continued", "parquet").count();
+        long before = table("{a}*", "parquet").count();
         assertTrue(before > 0 && before < MANY, () -> "a run that is cut off: " + before);
         assertEquals("hashed " + (MANY - before) + ", unsupported 0, failed 0",
                 run(job + " --continue"));
+        for (String other : List.of("--format json", "--prefer 4", "--whole")) {
+            assertEquals("status 2", run(job + " --continue " + other));
+        }
         assertEquals("hashed 0, unsupported 0, failed 0", run(job + " --continue"));
-        assertEquals(MANY, table("continued", "parquet").select("path").distinct().count());
+        assertEquals(MANY, table("{a}*", "parquet").select("path").distinct().count());
 
         Files.write(files.resolve("0.jpg"), new byte[] {1, 2, 3});
         Files.copy(MEDIA.resolve("flac-plain.flac"), files.resolve("new.flac"));
         assertEquals("hashed 1, unsupported 1, failed 0", run(job + " --continue"));
-        assertEquals(MANY + 2, table("continued", "parquet").count());
-        assertEquals(MANY, Table.hashed(table("continued", "parquet")).count(), "0.jpg is none");
+        assertEquals(MANY + 2, table("{a}*", "parquet").count());
+        assertEquals(MANY, Table.hashed(table("{a}*", "parquet")).count(), "0.jpg is none");
     }
 
     @Test
@@ -95,8 +100,9 @@ class ClusterIT {
         Files.setPosixFilePermissions(locked, PosixFilePermissions.fromString("---------"));
         Files.setPosixFilePermissions(closed, PosixFilePermissions.fromString("---------"));
         String job = " --input " + files + " --input " + FOLDER + "/med* --output " + FOLDER + "/";
-        for (String options : List.of("--prefer 3 --format parquet",
-                "--prefer 4 --whole --format json", "--prefer 4 --read-ahead 99999 --format csv")) {
+        for (String options : List.of("--prefer 3 --format json",
+                "--prefer 4 --whole --format parquet",
+                "--prefer 4 --read-ahead 99999 --format csv")) {
             String format = options.substring(options.lastIndexOf(' ') + 1);
             run(options + job + format);
             Dataset<Row> table = table(format, format);
@@ -107,9 +113,9 @@ class ClusterIT {
         }
         Files.setPosixFilePermissions(locked, PosixFilePermissions.fromString("rw-------"));
         assertEquals("hashed 1, unsupported 0, failed 1",
-                run("--continue --retry-failed" + job + "parquet"));
-        assertEquals(4, table("parquet", "parquet").where("result = -9").count());
-        Dataset<Row> row = table("parquet", "parquet").where("path LIKE '%/flac-plain.flac'");
+                run("--continue --retry-failed --format json" + job + "json"));
+        assertEquals(4, table("json", "json").where("result = -9").count());
+        Dataset<Row> row = table("json", "json").where("path LIKE '%/flac-plain.flac'");
         HashText hash = HashText.of(MEDIA.resolve("flac-plain.flac"));
         Path flac = files.resolve("flac-plain.flac");
         assertEquals(String.format("[[%s,%d,%d000000,hashed,0,%s,14,AUDIO,FLAC,%s,%s]]", flac,
@@ -121,7 +127,7 @@ class ClusterIT {
     @Test
     @Order(3)
     void findsDuplicatesInTheTable() throws Exception {
-        List<Row> rows = table("parquet", "parquet").where("hash IS NOT NULL").orderBy("path")
+        List<Row> rows = table("json", "json").where("hash IS NOT NULL").orderBy("path")
                 .collectAsList();
         for (String match : List.of("same", "content")) {
             Map<String, List<String>> groups = new TreeMap<>();
@@ -134,8 +140,10 @@ class ClusterIT {
             TreeSet<String> expected = new TreeSet<>();
             groups.values().stream().filter(paths -> paths.size() > 1).forEach(paths ->
                     expected.add("[" + paths.size() + "," + String.join("|", paths) + "]"));
-            KmHashDuplicates.main(("--input " + FOLDER + "/parquet --match " + match
-                    + " --format csv --output " + FOLDER + "/" + match).split(" "));
+            String[] job = ("--input " + FOLDER + "/json --input-format json --match " + match
+                    + " --format csv --output " + FOLDER + "/" + match).split(" ");
+            assertEquals(0, KmHashDuplicates.run(job));
+            assertEquals(2, KmHashDuplicates.run(job), "an output that is there");
             spark.read().options(Table.options("csv")).csv(FOLDER + "/" + match)
                     .createOrReplaceTempView("found");
             assertEquals(expected, lines(spark.sql("SELECT copies, array_join(array_sort("
@@ -145,19 +153,33 @@ class ClusterIT {
 
     @Test
     @Order(4)
+    void sharesTablesWithTheCatalogue() throws Exception {
+        for (String[] way : new String[][] {{"csv", "json"}, {"json", "csv"}}) {
+            String catalogue = " --catalog " + FOLDER + "/" + way[0] + ".db ";
+            command("import" + catalogue + FOLDER + "/" + way[0] + "/part-*", "import");
+            command("export" + catalogue + "--" + way[1], "exported-" + way[0]);
+            String hashable = "result <> -1"; // CSV has the same for null and for empty
+            assertEquals(lines(table(way[0], way[0]).where(hashable).na().fill("")),
+                    lines(table("exported-" + way[0], way[1]).where(hashable).na().fill("")));
+        }
+    }
+
+    @Test
+    @Order(5)
     void hashesInSql() throws Exception {
         spark.read().format("binaryFile").load(MEDIA.toString()).createOrReplaceTempView("files");
         String said = spark.sql("SELECT count(*) - count(kmhash(path)),"
                 + " count_if(NOT kmhash(path) <=> kmhash(content)), count(kmhash(path || 'x')),"
                 + " count_if(kmhash(path, '4 whole') LIKE '0004%F10000000000') > 50,"
-                + " max(kmhash(content)) FILTER (WHERE path LIKE '%/jpeg-tiny.jpg')"
+                + " max(kmhash(content)) FILTER (WHERE path LIKE '%/jpeg-tiny.jpg'),"
+                + " count(kmhash(NULL)) + count(kmhash(nullif(content, content)))"
                 + " FROM files").head().toString();
         String hash = HashText.of(MEDIA.resolve("jpeg-tiny.jpg")).toString();
-        assertEquals("[2,0,0,true," + hash + "]", said); // a list and a script are no media
+        assertEquals("[2,0,0,true," + hash + ",0]", said); // a list and a script are no media
     }
 
     @Test
-    @Order(5)
+    @Order(6)
     void losesNothingWithAWorker() throws Exception {
         String job = "--partitions 100 --output " + FOLDER + "/recomputed --input "
                 + copies("killed-worker");
@@ -169,6 +191,21 @@ class ClusterIT {
         Dataset<Row> table = table("recomputed", "parquet");
         assertEquals(MANY, table.where("status = 'hashed'").count());
         assertEquals(MANY, table.select("path").distinct().count());
+    }
+
+    @Test
+    @Order(7)
+    void hashesInHdfs() throws Exception {
+        Configuration settings = new Configuration();
+        settings.set("hdfs.minidfs.basedir", FOLDER + "/hdfs");
+        try (MiniDFSCluster hdfs = new MiniDFSCluster.Builder(settings).build()) {
+            String root = hdfs.getURI().toString();
+            hdfs.getFileSystem().copyFromLocalFile(hadoop(MEDIA.toString()), hadoop("/a b%41"));
+            run("--input " + root + " --output " + root + "/hashes --read-ahead 9999");
+            Dataset<Row> table = Table.read(spark, "parquet", List.of(hadoop(root + "/hashes")));
+            assertEquals(commandSays(MEDIA, "--prefer 3"), lines(table.selectExpr(
+                    "replace(path, '" + root + "/a b%41', '" + MEDIA + "')", "status", "hash")));
+        }
     }
 
     // ---- Helpers ----
@@ -198,7 +235,8 @@ class ClusterIT {
         PrintStream out = System.out;
         System.setOut(new PrintStream(said));
         try {
-            KmHashJob.main(line.split(" +"));
+            int status = KmHashJob.run(line.trim().split(" +"));
+            said.writeBytes(("status " + status).getBytes());
         } catch (IOException e) {
             throw new AssertionError(e);
         } finally {
@@ -208,19 +246,28 @@ class ClusterIT {
     }
 
     private static Dataset<Row> table(String name, String format) {
-        return Table.read(spark, format, FOLDER + "/" + name);
+        return Table.read(spark, format, List.of(hadoop(FOLDER + "/" + name)));
+    }
+
+    private static org.apache.hadoop.fs.Path hadoop(String path) {
+        return new org.apache.hadoop.fs.Path(path);
     }
 
     /** Path, status and hash of each file that the cluster can read. */
     private static TreeSet<String> commandSays(Path folder, String options) throws Exception {
-        String line = "../build/release/kmhash hash -r --json " + options + " " + folder;
-        File said = FOLDER.resolve("command.json").toFile();
-        new ProcessBuilder(line.split(" +")).redirectOutput(said)
-                .redirectError(ProcessBuilder.Redirect.DISCARD).start().waitFor();
-        return lines(spark.read().json(said.toString()).where("path NOT LIKE '%/locked.png'")
+        String said = command("hash -r --json " + options + " " + folder, "command.json");
+        return lines(spark.read().json(said).where("path NOT RLIKE '/(locked.png|closed/)$'")
                 .selectExpr("path", "CASE status WHEN 'HASHCREATE_SUCCESS' THEN 'hashed'"
                         + " WHEN 'HASHCREATE_NON_SUPPORTED' THEN 'unsupported' ELSE 'failed' END",
                         "hash"));
+    }
+
+    /** Runs the command; its output goes to a file, whose path is returned. */
+    private static String command(String arguments, String name) throws Exception {
+        File said = FOLDER.resolve(name).toFile();
+        new ProcessBuilder("sh", "-c", "../build/release/kmhash " + arguments).redirectOutput(said)
+                .redirectError(ProcessBuilder.Redirect.DISCARD).start().waitFor();
+        return said.toString();
     }
 
     private static TreeSet<String> lines(Dataset<Row> rows) {
