@@ -90,6 +90,16 @@ void floorOfSamples(const std::string& path, bool isTold) {
   close(file);
 }
 
+// Open, size, every byte in pieces of 32 KiB, close: what a walk from one small piece to the next must read.
+void readThrough(const std::string& path) {
+  static std::vector<char> bytes(32768);
+  struct stat status;
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0 || fstat(file, &status) != 0) fail(path);
+  while (read(file, bytes.data(), bytes.size()) > 0) continue;
+  close(file);
+}
+
 void floorOf(const std::string& path, bool isTold) {
   struct stat status;
   if (stat(path.c_str(), &status) != 0) fail(path);
@@ -161,6 +171,41 @@ std::string tiffHead(uint64_t size) {
   const uint64_t headSize = 8 + 2 + 6 * 12 + 4;
   return std::string("II*\0", 4) + number(8, 4, false) + number(6, 2, false) + entry(256, 5000) + entry(257, 5000) +
          entry(259, 1) + entry(262, 2) + entry(273, headSize) + entry(279, size - headSize) + number(0, 4);
+}
+
+// ---- Files of many small pieces, each with a payload of a kilobyte at most behind them ----
+
+std::string repeated(int count, const std::string& piece) {
+  std::string bytes;
+  for (int i = 0; i < count; ++i) bytes += piece;
+  return bytes;
+}
+
+std::string chunk(const std::string& type, const std::string& data) {
+  return number(data.size(), 4) + type + data + "CRC.";
+}
+
+std::string gifOfSubBlocks(int count) {
+  const std::string image = "," + std::string(9, '\0') + "\x08\xC8" + std::string(200, 'i') + std::string(1, '\0');
+  return "GIF89a" + std::string(7, '\0') + "!\xFE" + repeated(count, "\x01x") + std::string(1, '\0') + image + ";";
+}
+
+std::string pngOfTexts(int count) {
+  return "\x89PNG\r\n\x1A\n" + chunk("IHDR", std::string(13, 'h')) + repeated(count, chunk("tEXt", "k=abc")) +
+         chunk("IDAT", std::string(1000, 'i')) + chunk("IEND", "");
+}
+
+std::string tiffOfStrips(int count) {
+  const auto entry = [](int tag, int type, int values, int value) {
+    return number(static_cast<uint64_t>(tag), 2, false) + number(static_cast<uint64_t>(type), 2, false) +
+           number(static_cast<uint64_t>(values), 4, false) + number(static_cast<uint64_t>(value), 4, false);
+  };
+  const int lists = 8 + 2 + 6 * 12 + 4, data = lists + 8 * count;
+  std::string file = std::string("II*\0", 4) + number(8, 4, false) + number(6, 2, false) + entry(256, 4, 1, 100) +
+                     entry(257, 4, 1, count) + entry(259, 4, 1, 5) + entry(262, 4, 1, 2) + entry(273, 4, count, lists) +
+                     entry(279, 4, count, lists + 4 * count) + number(0, 4);
+  for (int i = 0; i < count; ++i) file += number(static_cast<uint64_t>(data + i), 4, false);
+  return file + repeated(count, number(1, 4, false)) + std::string(static_cast<size_t>(count), 's');
 }
 
 // ---- Measuring ----
@@ -237,6 +282,18 @@ void printTable(const fs::path& folder, int rounds) {
       "BMP of 100 MB: hash / floor of all bytes", rounds, [&] { hash(bitmap); }, [&] { floorOfAll(bitmap); });
   compare(
       "TIFF of 100 MB: hash / floor of all bytes", rounds, [&] { hash(scan); }, [&] { floorOfAll(scan); });
+
+  const std::string zeros(1 << 20, '\0');
+  const std::pair<const char*, std::string> pieces[] = {
+      {"GIF of 100,000 sub-blocks: hash / reads", gifOfSubBlocks(100'000)},
+      {"TIFF of 100,000 strips: hash / reads", tiffOfStrips(100'000)},
+      {"JPEG behind 1 MiB of zeros: hash / reads", zeros + jpegHead() + std::string(1000, 'i')},
+      {"PNG of 10,000 texts: hash / reads", pngOfTexts(10'000)}};
+  for (const auto& [what, bytes] : pieces) {
+    const std::string path = makeFile(folder / "pieces", bytes, bytes.size());
+    compare(
+        what, rounds, [&] { hash(path); }, [&] { readThrough(path); });
+  }
 }
 
 // ---- Cold reads ----
