@@ -242,19 +242,20 @@
     for (const file of group.files) choose(file, !file.keep);
   }
 
-  // Names of one file on disk free its space only when all of them go.
+  // Of a group's files that go those whose space is freed by it: each storage once, and none that is still in use.
+  function freeing(group, goes) {
+    const taken = new Set(group.files.filter((file) => !goes(file)).map((file) => file.storage));
+    return group.files.filter((file) => {
+      if (!goes(file) || (file.storage !== undefined && taken.has(file.storage))) return false;
+      taken.add(file.storage);
+      return true;
+    });
+  }
+
   function freedBytes() {
-    let bytes = 0;
-    for (const group of new Set([...chosen].map((file) => file.group))) {
-      const staying = new Set(group.files.filter((file) => !chosen.has(file)).map((file) => file.storage));
-      const counted = new Set();
-      for (const file of group.files.filter((each) => chosen.has(each))) {
-        const isShared = file.storage !== undefined && (staying.has(file.storage) || counted.has(file.storage));
-        counted.add(file.storage);
-        if (!isShared) bytes += file.size;
-      }
-    }
-    return bytes;
+    const groups = [...new Set([...chosen].map((file) => file.group))];
+    return groups.flatMap((group) => freeing(group, (file) => chosen.has(file)))
+      .reduce((bytes, file) => bytes + file.size, 0);
   }
 
   function showChoice() {
@@ -388,8 +389,8 @@
   function showFolders() {
     const folders = new Map();
     for (const group of data.groups) {
-      for (const file of group.files) {
-        if (file === group.kept || file.keep || file.reference) continue;
+      const goes = (file) => file !== group.kept && !file.keep && !file.reference;
+      for (const file of freeing(group, goes)) {
         const folder = folderOf(file.path);
         folders.set(folder, (folders.get(folder) ?? 0) + file.size);
       }
