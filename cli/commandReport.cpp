@@ -87,7 +87,7 @@ int makeReport(const Options& options, const report::ThumbnailTools& tools, std:
                Output& output) {
   const uint64_t mostBytes = uint64_t{options.mebibytes} << 20U;
   const report::Overview overview = report::overviewOf(catalogues);
-  report::GroupShelf shelf(mostBytes / 2);
+  report::GroupShelf shelf(tools.areThere() ? mostBytes / 2 : mostBytes - mostBytes / 8);
   findDuplicates(catalogues, searchFor(options.search), [&](const Group& group) { shelf.add(group); });
   const std::vector<Group> groups = shelf.take();
   const std::vector<PictureWish> wishes = report::pictureWishes(groups);

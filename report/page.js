@@ -473,7 +473,8 @@
     byId('folder').textContent = `${shown(nameOf(filter.folder) || filter.folder)} ×`;
     byId('folder').setAttribute('aria-label', `No longer only in ${shown(filter.folder)}`);
     byId('none').hidden = view.length > 0;
-    byId('none-words').textContent = data.groups.length > 0 ? 'No group is like this.' : 'No duplicates were found.';
+    const noneAtAll = data.totals.groups > 0 ? 'No group found room on this page.' : 'No duplicates were found.';
+    byId('none-words').textContent = data.groups.length > 0 ? 'No group is like this.' : noneAtAll;
     byId('all').hidden = data.groups.length === 0;
     for (const group of [...drawn.keys()]) undraw(group);
     place();

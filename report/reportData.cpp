@@ -45,9 +45,9 @@ std::string formatOfHash(const std::string& hash) {
 
 // About as many bytes as the group takes in JSON.
 uint64_t sizeOf(const Group& group) {
-  uint64_t size = 64;
+  uint64_t size = 96;
   for (const Member& member : group.members) {
-    size += 248 + jsonText(member.path).size() + jsonText(member.whole).size();
+    size += 160 + jsonText(member.path).size() + jsonText(member.whole).size();
     if (&member == &group.members[0] || member.hash != group.members[0].hash) size += jsonText(member.hash).size() + 1;
     for (const Companion& companion : member.companions) size += jsonText(companion.path).size() + 1;
   }
