@@ -108,6 +108,7 @@ TEST(Matroska, TheIndexLeadsToTheLastClusterItKnows) {
           {"no Cluster there", film(cues({size(index) + 1}) + kFront + kOne, {})},
           {"in front of the first", film(cues({0, 1}) + kFront + kOne, {})},
           {"behind the Segment", film(cues({1 << 20, 0}) + kFront + kOne, {})},
+          {"no place", film(el(kCues, el(0xBB, el(0xB7, el(0xF1, {})))) + kFront + kOne, {})},
       });
 }
 

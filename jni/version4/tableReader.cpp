@@ -47,7 +47,7 @@ TableReader readerOf(Source* source, uint64_t begin, uint64_t end) {
 
 ResultCode readBytes(TableReader* reader, uint64_t offset, void* destination, uint32_t count) {
   const uint64_t end = std::min(reader->end, reader->source->size);
-  const bool isHeld = count <= reader->capacity && offset <= end && count <= end - offset;
+  const bool isHeld = reader->piece != nullptr && count <= reader->capacity && offset <= end && count <= end - offset;
   if (!isHeld) return readBytes(reader->source, offset, destination, count);
   if (!isInPiece(*reader, offset, count)) {
     if (const ResultCode rc = fetch(reader, offset)) return rc;
