@@ -19,8 +19,6 @@ import java.util.TreeMap;
 import java.util.TreeSet;
 import java.util.concurrent.CompletableFuture;
 import java.util.stream.Collectors;
-import org.apache.hadoop.conf.Configuration;
-import org.apache.hadoop.hdfs.MiniDFSCluster;
 import org.apache.spark.sql.Dataset;
 import org.apache.spark.sql.Row;
 import org.apache.spark.sql.SparkSession;
@@ -191,21 +189,6 @@ class ClusterIT {
         Dataset<Row> table = table("recomputed", "parquet");
         assertEquals(MANY, table.where("status = 'hashed'").count());
         assertEquals(MANY, table.select("path").distinct().count());
-    }
-
-    @Test
-    @Order(7)
-    void hashesInHdfs() throws Exception {
-        Configuration settings = new Configuration();
-        settings.set("hdfs.minidfs.basedir", FOLDER + "/hdfs");
-        try (MiniDFSCluster hdfs = new MiniDFSCluster.Builder(settings).build()) {
-            String root = hdfs.getURI().toString();
-            hdfs.getFileSystem().copyFromLocalFile(hadoop(MEDIA.toString()), hadoop("/a b%41"));
-            run("--input " + root + " --output " + root + "/hashes --read-ahead 9999");
-            Dataset<Row> table = Table.read(spark, "parquet", List.of(hadoop(root + "/hashes")));
-            assertEquals(commandSays(MEDIA, "--prefer 3"), lines(table.selectExpr(
-                    "replace(path, '" + root + "/a b%41', '" + MEDIA + "')", "status", "hash")));
-        }
     }
 
     // ---- Helpers ----
