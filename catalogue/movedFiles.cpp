@@ -27,7 +27,8 @@ constexpr const char* kTables =
     "CREATE INDEX temp.arrived_path ON arrived (mark, size, mtime_ns, path);";
 
 constexpr const char* kDepartures =
-    "INSERT INTO departed SELECT id, mark, size, mtime_ns, digest, last_seen, missing_since, full_path FROM marked "
+    "INSERT OR IGNORE INTO departed SELECT id, mark, size, mtime_ns, digest, last_seen, missing_since, full_path FROM "
+    "marked "
     "WHERE missing_since IS NOT NULL AND mark <> ''";
 
 constexpr const char* kArrivals =
@@ -67,7 +68,7 @@ class Joining {
 
   void findArrivals(const ScanFound& found) {
     Statement rows = database_.prepare(std::string(kMarked) + kArrivals);
-    Statement add = database_.prepare("INSERT INTO arrived VALUES (?, ?, ?, ?, ?, ?, ?, ?)");
+    Statement add = database_.prepare("INSERT OR IGNORE INTO arrived VALUES (?, ?, ?, ?, ?, ?, ?, ?)");
     for (rows.with(found.root, found.newSince, found.time); rows.next();) {
       const std::string digest = rows.text(4), path = rows.text(6);
       add.with(rows.number(0), rows.text(1), rows.number(2), rows.number(3), blobOrNull(digest), rows.number(5), path,

@@ -51,7 +51,9 @@ Recorder::Recorder(Database& database, int64_t time)
                            "status = ?7, result = ?8, recorded = ?9, settled = ?10, digest = ?11, last_seen = NULL, "
                            "missing_since = NULL WHERE id = ?1")),
       dropAll_(database.prepare("DELETE FROM hashes WHERE file = ?")),
-      drop_(database.prepare("DELETE FROM hashes WHERE file = ? AND kind = ?")),
+      // A file has one hash that stands for it.
+      drop_(database.prepare("DELETE FROM hashes WHERE file = ?1 AND (kind = ?2 OR (?2 IN ('sampled', 'quick') AND "
+                             "kind IN ('sampled', 'quick')))")),
       keepAsVersion3_(
           database.prepare("UPDATE OR REPLACE hashes SET kind = 'version3' WHERE file = ? AND kind = 'sampled'")),
       addHash_(

@@ -139,6 +139,9 @@ TEST_F(Catalogues, FollowFilesToOtherFoldersAndDisks) {
       // what the move may have spoilt shows later
       {"away jpeg-baseline.jpg j; flip; scan q p; kmhash verify --whole --catalog c q 2>/dev/null",
        said + "q/j: rotten\n"},
+      {"rm c; kmhash hash --quick p/a >l; kmhash import --catalog c l 2>l; scan p q >l; away a w; "
+       "scan p q; log",
+       said + moved},
       // of equal ones by their names, then by their paths
       {"away a x; away b a; scan q p; log",
        "kmhash: c: 7 files, 5 known, 2 moved\nmoved     q/a  from p/a\nmoved     q/x  from p/b\n"},
