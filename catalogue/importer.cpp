@@ -40,7 +40,8 @@ Importer::Importer(Catalogue& catalogue)
                                  "content, meta) SELECT ?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8 WHERE ?2 NOT IN ('sampled', "
                                  "'quick') OR NOT EXISTS (SELECT 1 FROM hashes WHERE file = ?1 AND kind IN ('sampled', "
                                  "'quick'))")),
-      recorded_(database_.prepare("SELECT mtime_ns, inode, status FROM files WHERE id = ? AND mtime_ns IS NOT NULL")),
+      recorded_(
+          database_.prepare("SELECT mtime_ns, inode, status, size FROM files WHERE id = ? AND mtime_ns IS NOT NULL")),
       replace_(database_.prepare("UPDATE files SET size = ?2, mtime_ns = ?3, status = ?4, result = ?5 WHERE id = ?1")),
       dropHashes_(database_.prepare("DELETE FROM hashes WHERE file = ?")) {}
 
@@ -59,8 +60,9 @@ bool Importer::isOfLatest(int64_t id, const FileRecord& file) {
   const int64_t mtime = recorded_.number(0), now = file.stat->mtimeNs;
   const bool wasSeen = recorded_.number(1) != 0;  // by a scan
   const bool isBetter = recorded_.text(2) != kStatusHashed && file.status == kStatusHashed;
+  const bool isSame = now == mtime && recorded_.number(3) == file.stat->size;
   recorded_.reset();
-  if (wasSeen || now < mtime || (now == mtime && !isBetter)) return now == mtime;
+  if (wasSeen || now < mtime || (now == mtime && !isBetter)) return isSame;
   replace_.with(id, file.stat->size, now, file.status, file.result).run();
   dropHashes_.with(id).run();
   return true;

@@ -165,6 +165,11 @@ TEST_F(Catalogues, ImportTheLatestOfRowsOfOnePath) {
        "sort >o;"
        "sed \"s|  p/|  $PWD/p/|\" whole | sort | cmp - o; kmhash verify --quiet --catalog i",
        "kmhash: i: 4 new, 0 recorded before\nkmhash: verify: 4 intact-as-sampled\n"},
+      {"of another length than was scanned",
+       "rm c; scan p >o; echo path,length,modified_ns,hash >n;"
+       "echo $PWD/p/sub/text,9,1000500000000,$(cut -c-128 whole | head -1) >>n;"
+       "kmhash import --catalog c n; kmhash export --csv --catalog c | grep -c unsupported,-9,,",
+       "kmhash: c: 0 new, 1 recorded before\n1\n"},
   });
 }
 
