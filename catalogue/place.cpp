@@ -172,6 +172,20 @@ bool isAt(const std::vector<Mount>& mounts, const Place& place, const std::strin
   }
 }
 
+// Whether another file system is mounted above a folder that is not there, and so hides it.
+bool isCovered(const std::vector<Mount>& mounts, const std::string& fileSystem, std::string folder) {
+  struct stat status {};
+  do {
+    folder.erase(folder.rfind('/', folder.size() - 2) + 1);
+  } while (folder.size() > 1 && lstat(folder.c_str(), &status) != 0);
+  try {
+    const Place above = placeAmong(mounts, folder);
+    return above.mounted == folder && above.fileSystem != fileSystem;
+  } catch (const Error&) {
+    return true;
+  }
+}
+
 }  // namespace
 
 Place placeOf(const std::string& folder) { return placeAmong(allMounts(), folder); }
@@ -189,15 +203,18 @@ std::optional<std::string> pathNow(const Place& place) {
 
 Absence absenceOf(const Place& place) {
   const std::vector<Mount> mounts = allMounts();
+  Absence absence = Absence::disk;
   for (const Mount& mount : mounts) {
     const bool covers = place.path.starts_with(mount.root);
     if (!covers || !isAt(mounts, {place.fileSystem, mount.root, mount.point}, mount.point)) continue;
     const std::string path = mount.point + place.path.substr(mount.root.size());
     struct stat status {};
-    if (lstat(path.c_str(), &status) == 0) return Absence::hidden;
-    if (saysNotThere(errno)) return Absence::folder;
+    const bool isThere = lstat(path.c_str(), &status) == 0;
+    if (!isThere && !saysNotThere(errno)) continue;
+    if (!isThere && !isCovered(mounts, place.fileSystem, path)) return Absence::folder;
+    absence = Absence::hidden;
   }
-  return Absence::disk;
+  return absence;
 }
 
 std::string wordsOf(Absence absence) {
