@@ -28,9 +28,12 @@ void takeOver(Database& database, const Root& made) {
     if (root.fileSystem == made.fileSystem && root.path.starts_with(made.path)) {
       const std::string below = root.path.substr(made.path.size());
       reroot(database, {root, ""}, made, below);
-      database.prepare("UPDATE scans SET root = ?2, folder = ?3 || folder WHERE root = ?1")
-          .with(root.id, made.id, below)
-          .run();
+      for (const char* table : {"scans", "verified_folders"}) {
+        database
+            .prepare(std::string("UPDATE OR IGNORE ") + table + " SET root = ?2, folder = ?3 || folder WHERE root = ?1")
+            .with(root.id, made.id, below)
+            .run();
+      }
       database.prepare("DELETE FROM roots WHERE id = ?").with(root.id).run();
     } else if (root.fileSystem == "unknown") {
       reroot(database, {root, made.mounted.substr(root.mounted.size())}, made, "");
