@@ -83,19 +83,26 @@ auto countFilesBy(const std::vector<Member>& members, const KeyOf& keyOf) {
   return counts;
 }
 
-// Digests the members that are not the only ones of their size; names of one file once.
+// Digests the members that are not the only ones of their size; names of one file once, but where one was recorded
+// before the file changed.
 void completeDigests(const Judgement& judgement, std::vector<Member>& members) {
   auto files = countFilesBy(members, [](const Member& member) { return member.size; });
   const auto firstName = [&](const Member& member) -> Member& { return members[member.file - 1]; };
+  const auto isAsFirst = [&](const Member& member) {
+    return member.size == firstName(member).size && member.mtime == firstName(member).mtime;
+  };
   for (const Member& member : members) {
-    if (firstName(member).digest.empty()) firstName(member).digest = member.digest;
+    if (firstName(member).digest.empty() && isAsFirst(member)) firstName(member).digest = member.digest;
   }
   for (size_t i = 0; i < members.size(); ++i) {
     Member& member = members[i];
     if (!member.digest.empty() || files[member.size] < 2) continue;
     const bool isFirst = member.file == i + 1;
-    if (!isFirst) member.digest = firstName(member).digest;
-    if (isFirst && judgement.digestOf) member.digest = judgement.digestOf(member);
+    if (!isFirst && isAsFirst(member)) {
+      member.digest = firstName(member).digest;
+    } else if (judgement.digestOf) {
+      member.digest = judgement.digestOf(member);
+    }
   }
 }
 
@@ -103,9 +110,16 @@ void completeDigests(const Judgement& judgement, std::vector<Member>& members) {
 void numberCopies(std::vector<Member>& members) {
   auto files = countFilesBy(members, [](const Member& member) { return member.size; });
   std::map<std::pair<uint64_t, std::string>, uint32_t> firsts;
-  for (Member& member : members) {
+  for (size_t i = 0; i < members.size(); ++i) {
+    Member& member = members[i];
+    const Member& first = members[member.file - 1];
+    if (&member != &first && member.size == first.size) {
+      member.copy = first.copy;
+      continue;
+    }
+    const auto number = static_cast<uint32_t>(i + 1);
     const bool isTold = !member.digest.empty();
-    member.copy = isTold ? firsts.try_emplace({member.size, member.digest}, member.file).first->second : member.file;
+    member.copy = isTold ? firsts.try_emplace({member.size, member.digest}, number).first->second : number;
     if (!isTold && files[member.size] > 1) member.copy = 0;
   }
 }
