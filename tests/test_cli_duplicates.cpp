@@ -132,6 +132,17 @@ TEST_F(Duplicates, OfSeveralCataloguesAreFoundTogether) {
   }
 }
 
+TEST_F(Duplicates, AreNotExactByWhatAnotherNameWasBefore) {
+  put("b.jpg", kJpeg);
+  run("; cd p; printf x >>b.jpg; cp b.jpg c.jpg; mkdir a; ln b.jpg a/a.jpg");
+  scan("--whole");
+  run("; printf y | dd bs=1 conv=notrunc of=p/b.jpg seek=" + kSize +
+      " 2>&1; touch -d @2000 p/b.jpg");
+  run("scan --catalog c p/a 2>&1");
+  EXPECT_EQ(groups("", "relation"), "a/a.jpg:\"first\" b.jpg:\"link\"|c.jpg:\"metadata\" =" +
+                                        std::to_string(kJpeg.size() + 1) + ";");
+}
+
 const char* const kNames[] = {"-n 'a\n b'.jpg", "$(x)`y`\\z\"\xFF\x81\x88.jpg", "d\n/e \t*?.jpg"};
 
 TEST_F(Duplicates, AreMovedByTheScriptWhateverTheirNames) {
