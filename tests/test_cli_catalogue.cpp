@@ -163,8 +163,12 @@ TEST_F(Catalogues, ImportTheLatestOfRowsOfOnePath) {
       {"whole hashes, by way of a link",
        "sed 's|  p/|  r/link/|' whole >l; kmhash import --catalog i l; kmhash export --catalog i | "
        "sort >o;"
-       "sed \"s|  p/|  $PWD/p/|\" whole | sort | cmp - o; kmhash verify --quiet --catalog i",
-       "kmhash: i: 4 new, 0 recorded before\nkmhash: verify: 4 intact-as-sampled\n"},
+       "sed \"s|  p/|  $PWD/p/|\" whole | sort | cmp - o",
+       "kmhash: i: 4 new, 0 recorded before\n"},
+      {"below a root, by way of a link",
+       "rm c; scan p >o; kmhash import --catalog c l; kmhash verify --quiet --catalog c",
+       "kmhash: c: 0 new, 4 recorded before\nkmhash: verify: 4 intact-as-sampled, 1 without "
+       "anything recorded to compare with\n"},
       {"of another length than was scanned",
        "rm c; scan p >o; echo path,length,modified_ns,hash >n;"
        "echo $PWD/p/sub/text,9,1000500000000,$(cut -c-128 whole | head -1) >>n;"
