@@ -284,7 +284,7 @@ TEST_F(Catalogues, DigestWholeFilesAsTheLibraryReadsThem) {
 }
 
 TEST_F(Catalogues, LoseNothingWhenKilledAndGoOn) {
-  constexpr int kFiles = 3000;
+  constexpr int kFiles = 1500;
   fs::create_directory(folder / "p/many");
   for (int i = 0; i < kFiles; ++i)
     write(fmt::format("p/many/{}", i), media("webp.webp") + Bytes().text(std::to_string(i)));
@@ -297,9 +297,9 @@ TEST_F(Catalogues, LoseNothingWhenKilledAndGoOn) {
     return std::stoi(run("kmhash export --csv --catalog c 2>/dev/null | wc -l"));
   };
   int before = 0, whileAtIt = 0;
-  for (int i = 1; i <= 24 && before < kFiles; ++i) {
+  for (int i = 1; i <= 16 && before < kFiles; ++i) {
     const std::string moment =
-        i % 2 != 0 ? fmt::format("sleep {:.6f}", scan.count() * i / 48)
+        i % 2 != 0 ? fmt::format("sleep {:.6f}", scan.count() * i / 32)
                    : fmt::format(
                          "while kill -0 $! && [ $(kmhash export --csv --catalog c | wc -l) -le {} "
                          "]; do :; done",
