@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <memory>
+#include <set>
 
 #include "catalogueOptions.h"
 #include "commands.h"
@@ -26,6 +27,20 @@ int64_t forget(catalogue::Database& database, const catalogue::Part& part, bool 
   return count;
 }
 
+// Of disks that took turns at one place, the one that is there now is meant: takes the others out of the list.
+bool keepAbsent(std::vector<catalogue::Part>* parts) {
+  const auto isThere = [](const catalogue::Part& part) {
+    return catalogue::pathNow(catalogue::placeOf(part.root)) == part.root.mounted;
+  };
+  std::set<std::string> taken;
+  for (const catalogue::Part& part : *parts) {
+    if (isThere(part)) taken.insert(part.root.mounted);
+  }
+  return std::erase_if(*parts, [&](const catalogue::Part& part) {
+           return taken.contains(part.root.mounted) && !isThere(part);
+         }) != 0;
+}
+
 int run(const Options& options, const std::vector<std::string>& folders, Output& output) {
   if (folders.empty() && !options.missing) throw UsageError("neither a folder nor --missing is named");
   return withCatalogue(options.catalog, catalogue::Access::write, output, [&](catalogue::Catalogue& catalogue) {
@@ -34,7 +49,10 @@ int run(const Options& options, const std::vector<std::string>& folders, Output&
     int64_t count = 0;
     int status = kAllWell;
     for (const std::string& folder : folders.empty() ? std::vector<std::string>{"/"} : folders) {
-      const std::vector<catalogue::Part> parts = partsUnder(database, catalogue::absoluteFolder(folder));
+      std::vector<catalogue::Part> parts = partsUnder(database, catalogue::absoluteFolder(folder));
+      if (!options.missing && keepAbsent(&parts)) {
+        output.message(folder, "of another disk that was there before nothing is forgotten");
+      }
       const int64_t before = count;
       for (const catalogue::Part& part : parts) count += forget(database, part, options.missing);
       if (count > before || options.missing) continue;
@@ -58,8 +76,8 @@ Work declare(CommandLine& line) {
 
 const Command kForgetCommand{"forget", "DIR...", "Take files out of a catalogue",
                              "The records of all files below each DIR are removed, with their events. It need not be "
-                             "there any more, and no file "
-                             "on a disk is touched.",
+                             "there any more, and no file on a disk is touched. Where disks took turns at one place, "
+                             "those of the one that is there now are removed.",
                              declare};
 
 }  // namespace cli

@@ -100,7 +100,7 @@ TEST_F(Catalogues, FollowWhatBecomesOfFiles) {
        "p/sub/text\nkmhash: c: 3 files, 3 known, 1 missing, 1 passed over\np/a\np/z\n"},
       {"forgotten",
        "kmhash forget --catalog c --missing; kmhash forget --catalog c p/sub none/p;"
-       "log | grep -c z; scan p",
+       "log | grep -c p/z; scan p",
        "kmhash: c: 2 files forgotten\nkmhash: none/p: nothing is recorded there\n"
        "kmhash: c: 1 file forgotten\n0\nkmhash: c: 3 files, 2 known, 1 new, 1 unsupported, "
        "1 passed over\n"},
@@ -368,6 +368,14 @@ TEST_F(Catalogues, KnowADiskByItsFileSystem) {
       {"another one at its place",
        "mount -o loop f n; scan n; umount n; kmhash status --catalog c --list missing",
        "kmhash: n/: its disk is not here; what is recorded of it stays as it is\n"},
+      {"forgotten while another one is there",
+       "mount -o loop f n; cp p/*.png n; old n; scan n; kmhash forget --catalog c n; umount n;"
+       "kmhash status --catalog c | grep 'n/ '",
+       "kmhash: n/: its disk is not here; what is recorded of it stays as it is\n"
+       "kmhash: c: 1 file, 1 new\n"
+       "kmhash: n: of another disk that was there before nothing is forgotten\n"
+       "kmhash: c: 1 file forgotten\n"
+       "          4    32.3 kB  n/  (its disk is not here)\n"},
       {"a copy of it",
        "mount -o loop e n; mount -o loop copy m; rm m/*.png; scan m; scan n; umount n m",
        "kmhash: m/: the disk is a copy of the one at n/, with the same UUID; it is not scanned\n"
