@@ -4,6 +4,8 @@
 
 #include <ctime>
 
+#include "format.h"
+
 namespace cli {
 
 void addCatalogueOption(CommandLine& line, std::string* path) {
@@ -27,7 +29,7 @@ int withCatalogues(std::vector<std::string> paths, catalogue::Access access, Out
       now = path;
       catalogues.push_back(catalogue::Catalogue::open(path, access));
     }
-    if (paths.size() > 1) now = fmt::format("{}", fmt::join(paths, ", "));
+    if (paths.size() > 1) now = text::format("{}", fmt::join(paths, ", "));
     return work(catalogues);
   } catch (const catalogue::Error& error) {
     output.message(now, error.what());

@@ -1,11 +1,10 @@
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <memory>
 #include <optional>
 
 #include "commands.h"
 #include "disk.h"
+#include "format.h"
 #include "hashFile.h"
 #include "hashList.h"
 #include "hashText.h"
@@ -96,14 +95,14 @@ struct Tally {
 std::string summary(const Tally& tally) {
   std::string text;
   const auto add = [&text](uint64_t count, std::string_view what) {
-    if (count > 0) text += fmt::format("{}{} {}", text.empty() ? "" : ", ", count, what);
+    if (count > 0) text += text::format("{}{} {}", text.empty() ? "" : ", ", count, what);
   };
   add(tally.ok, "OK");
   add(tally.changed, "changed");
   add(tally.failed, "failed");
   add(tally.ignored, "missing");
   add(tally.malformed, tally.malformed == 1 ? "malformed line" : "malformed lines");
-  if (tally.malformed > 0) text += fmt::format(" (line {}: {})", tally.firstMalformed, tally.firstReason);
+  if (tally.malformed > 0) text += text::format(" (line {}: {})", tally.firstMalformed, tally.firstReason);
   if (tally.nothingVerified()) text = "no file was verified" + (text.empty() ? "" : ": " + text);
   return text;
 }
@@ -137,7 +136,7 @@ class Report {
     }
     if (!options_.warn) return;
     output_.message(list,
-                    fmt::format("line {}: {}", item.number, describe({HASHCREATE_INVALID_HASH, item.line.reason})));
+                    text::format("line {}: {}", item.number, describe({HASHCREATE_INVALID_HASH, item.line.reason})));
   }
 
   void takeEntry(const std::string& path, const VerifyAnswer& answer) {
@@ -145,10 +144,10 @@ class Report {
       ++tally_.ignored;
     } else if (answer.failure.code != 0) {
       ++tally_.failed;
-      write(path, fmt::format("FAILED ({}, {})", answer.failure.words, resultName(answer.failure.code)));
+      write(path, text::format("FAILED ({}, {})", answer.failure.words, resultName(answer.failure.code)));
     } else if (answer.flags != 0) {
       ++tally_.changed;
-      write(path, fmt::format("CHANGED ({})", differenceNames(answer.flags)));
+      write(path, text::format("CHANGED ({})", differenceNames(answer.flags)));
     } else {
       ++tally_.ok;
       if (!options_.quiet) write(path, "OK");
@@ -165,7 +164,7 @@ class Report {
 
   void write(const std::string& path, const std::string& finding) {
     if (options_.status) return;
-    output_.write(fmt::format("{}: {}\n", needsEscape(path) ? '\\' + escaped(path) : path, finding));
+    output_.write(text::format("{}: {}\n", needsEscape(path) ? '\\' + escaped(path) : path, finding));
   }
 
   const Options& options_;

@@ -1,9 +1,8 @@
-#include <fmt/format.h>
-
 #include <array>
 #include <memory>
 
 #include "commands.h"
+#include "format.h"
 #include "hashOperand.h"
 #include "hashText.h"
 #include "kmhash.h"
@@ -47,7 +46,7 @@ std::string valueOf(const std::string& hash, int flag) {
       return orNotSet(fields.version);
     default:
       return fields.algorithmId < 0 ? "not set"
-                                    : fmt::format("{} {}", fields.algorithmId, algorithmName(fields.algorithmId));
+                                    : text::format("{} {}", fields.algorithmId, algorithmName(fields.algorithmId));
   }
 }
 
@@ -56,8 +55,8 @@ std::string comparison(const std::string& a, const std::string& b, int flags) {
   for (const Difference& difference : kDifferences) {
     const bool differs = (flags & difference.flag) != 0;
     text +=
-        fmt::format("  {:9}  {:8} {}\n", difference.name, differs ? "differs" : "same", valueOf(a, difference.flag));
-    if (differs) text += fmt::format("  {:9}  {:8} {}\n", "", "", valueOf(b, difference.flag));
+        text::format("  {:9}  {:8} {}\n", difference.name, differs ? "differs" : "same", valueOf(a, difference.flag));
+    if (differs) text += text::format("  {:9}  {:8} {}\n", "", "", valueOf(b, difference.flag));
   }
   return text;
 }
@@ -111,7 +110,7 @@ int run(const MethodOptions& options, const std::vector<std::string>& names, Out
   const std::string &a = answers[0].hash, &b = answers[1].hash;
   const int flags = differenceFlags(a, b);
   const Verdict verdict = verdictFor(a, b, flags, areFiles(operands));
-  output.write(fmt::format("{}\n{}", verdict.words, comparison(a, b, flags)));
+  output.write(text::format("{}\n{}", verdict.words, comparison(a, b, flags)));
   return verdict.status;
 }
 

@@ -1,5 +1,3 @@
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <memory>
 #include <set>
@@ -8,6 +6,7 @@
 #include "commands.h"
 #include "duplicateFormats.h"
 #include "duplicateScript.h"
+#include "format.h"
 #include "output.h"
 #include "place.h"
 #include "progress.h"
@@ -92,8 +91,8 @@ int writeGroups(const Options& options, std::vector<Catalogue>& catalogues, Outp
   });
   output.write(options.script ? scriptEnd() : format.end(sums));
   output.message("duplicates",
-                 fmt::format("{} group{} of {} files; {} of them may go, which would free {}", sums.groups,
-                             sums.groups == 1 ? "" : "s", sums.files, sums.toGo, byteWords(sums.freeable)));
+                 text::format("{} group{} of {} files; {} of them may go, which would free {}", sums.groups,
+                              sums.groups == 1 ? "" : "s", sums.files, sums.toGo, byteWords(sums.freeable)));
   return status;
 }
 

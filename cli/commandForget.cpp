@@ -1,10 +1,9 @@
-#include <fmt/format.h>
-
 #include <memory>
 #include <set>
 
 #include "catalogueOptions.h"
 #include "commands.h"
+#include "format.h"
 #include "roots.h"
 
 namespace cli {
@@ -60,7 +59,7 @@ int run(const Options& options, const std::vector<std::string>& folders, Output&
       status = kSomethingFailed;
     }
     transaction.commit();
-    output.message(catalogue.path(), fmt::format("{} file{} forgotten", count, count == 1 ? "" : "s"));
+    output.message(catalogue.path(), text::format("{} file{} forgotten", count, count == 1 ? "" : "s"));
     return status;
   });
 }

@@ -1,9 +1,8 @@
-#include <fmt/format.h>
-
 #include <memory>
 
 #include "commands.h"
 #include "fileRun.h"
+#include "format.h"
 #include "hashList.h"
 #include "hashText.h"
 #include "jsonLine.h"
@@ -25,7 +24,7 @@ int run(const Options& options, const std::vector<std::string>& operands, Output
     const int id = answer.algorithmId;
     if (answer.failure.code != 0) return {std::move(answer.failure), ""};
     if (options.files.json) return {{}, jsonOfAlgorithm(path, id)};
-    return {{}, listLine(fmt::format("{:3}  {:7}", id, algorithmName(id)), path, end)};
+    return {{}, listLine(text::format("{:3}  {:7}", id, algorithmName(id)), path, end)};
   };
   return runOnFiles(options.files, operands, step, output);
 }

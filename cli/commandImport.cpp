@@ -1,10 +1,9 @@
-#include <fmt/format.h>
-
 #include <memory>
 #include <nlohmann/json.hpp>
 
 #include "catalogueOptions.h"
 #include "commands.h"
+#include "format.h"
 #include "hashList.h"
 #include "hashText.h"
 #include "importFormats.h"
@@ -55,7 +54,7 @@ class Import {
       if (line.reason.empty()) {
         importer_.add(line.file);
       } else {
-        fail(path, fmt::format("line {}: {}", line.number, line.reason));
+        fail(path, text::format("line {}: {}", line.number, line.reason));
       }
     }
     if (const Failure failure = reader.failure(); failure.code != 0) fail(path, describe(failure));
@@ -79,7 +78,7 @@ int run(const Options& options, const std::vector<std::string>& files, Output& o
     Import import(catalogue, options.zero ? LineEnd::nul : LineEnd::newline, output);
     for (const std::string& file : files) import.take(file);
     output.message(catalogue.path(),
-                   fmt::format("{} new, {} recorded before", import.totals().added, import.totals().known));
+                   text::format("{} new, {} recorded before", import.totals().added, import.totals().known));
     return import.status();
   });
 }

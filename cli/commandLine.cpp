@@ -5,6 +5,8 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
+#include "format.h"
+
 namespace cli {
 namespace {
 
@@ -19,7 +21,7 @@ std::vector<std::string> operandsOf(const std::vector<std::string>& leftOver) {
     if (!onlyOperands && argument == "--") {
       onlyOperands = true;
     } else if (!onlyOperands && argument.size() > 1 && argument[0] == '-') {
-      throw UsageError(fmt::format("{}: no such option (a file of this name goes after --)", argument));
+      throw UsageError(text::format("{}: no such option (a file of this name goes after --)", argument));
     } else {
       operands.push_back(argument);
     }
@@ -28,7 +30,7 @@ std::vector<std::string> operandsOf(const std::vector<std::string>& leftOver) {
 }
 
 std::string helpLines(const Option& option) {
-  std::string text = fmt::format("  {}", usageOf(option));
+  std::string text = text::format("  {}", usageOf(option));
   for (const std::string& line : wrapped(option.help, kHelpWidth - kHelpColumn)) {
     if (text.size() - (text.rfind('\n') + 1) >= kHelpColumn - 1) text += '\n';
     text += std::string(kHelpColumn - (text.size() - (text.rfind('\n') + 1)), ' ') + line + '\n';
@@ -87,7 +89,7 @@ void CommandLine::number(const char* names, unsigned* value, unsigned lowest, un
     unsigned number = 0;
     const bool isNumber = CLI::detail::lexical_cast(given, number);
     if (isNumber && number >= lowest && number <= highest) return std::string();
-    return fmt::format("a number from {} to {} is needed, not {}", lowest, highest, given);
+    return text::format("a number from {} to {} is needed, not {}", lowest, highest, given);
   });
 }
 
@@ -96,7 +98,7 @@ void CommandLine::choice(const char* names, const char* placeholder, std::string
   parser_->add({names, Option::Value::choice, placeholder, choices, help}, value)
       ->check([choices](const std::string& given) {
         const bool isOne = std::find(choices.begin(), choices.end(), given) != choices.end();
-        return isOne ? std::string() : fmt::format("{} is needed, not {}", fmt::join(choices, " or "), given);
+        return isOne ? std::string() : text::format("{} is needed, not {}", fmt::join(choices, " or "), given);
       });
 }
 
@@ -132,8 +134,8 @@ std::vector<std::string> namesOf(const Option& option) {
 }
 
 std::string usageOf(const Option& option) {
-  return fmt::format("{}{}{}", fmt::join(namesOf(option), ", "), option.placeholder.empty() ? "" : " ",
-                     option.placeholder);
+  return text::format("{}{}{}", fmt::join(namesOf(option), ", "), option.placeholder.empty() ? "" : " ",
+                      option.placeholder);
 }
 
 std::vector<std::string> wrapped(std::string_view words, size_t width) {
@@ -160,8 +162,8 @@ std::vector<Option> optionsOf(const Command& command) {
 }
 
 std::string helpOf(const Command& command) {
-  std::string text = fmt::format("Usage: kmhash {} [OPTION]... {}\n{}.\n\nOptions:\n", command.name, command.operands,
-                                 command.summary);
+  std::string text = text::format("Usage: kmhash {} [OPTION]... {}\n{}.\n\nOptions:\n", command.name, command.operands,
+                                  command.summary);
   for (const Option& option : optionsOf(command)) text += helpLines(option);
   if (*command.notes == '\0') return text;
   text += '\n';

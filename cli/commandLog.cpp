@@ -1,10 +1,9 @@
-#include <fmt/format.h>
-
 #include <ctime>
 #include <memory>
 
 #include "catalogueOptions.h"
 #include "commands.h"
+#include "format.h"
 #include "hashList.h"
 #include "hashText.h"
 
@@ -25,19 +24,19 @@ int64_t timeOf(const std::string& text) {
     const char* end = strptime(text.c_str(), format, &parts);
     if (end != nullptr && *end == '\0') return int64_t{mktime(&parts)} * kSecond;
   }
-  throw UsageError(fmt::format("--since: {}: a date as 2026-12-31 or \"2026-12-31 23:59\" is needed", text));
+  throw UsageError(text::format("--since: {}: a date as 2026-12-31 or \"2026-12-31 23:59\" is needed", text));
 }
 
 // What two hashes say of a file's media.
 std::string comparison(const std::string& before, const std::string& after) {
   if (before.empty() || after.empty() || isNewer(before) || isNewer(after)) return "";
   const int flags = differenceFlags(before, after);
-  return flags == 0 ? "  (the media agree)" : fmt::format("  (the media differ: {})", differenceNames(flags));
+  return flags == 0 ? "  (the media agree)" : text::format("  (the media differ: {})", differenceNames(flags));
 }
 
 std::string lineOf(const catalogue::Statement& row) {
   const std::string word = row.text(1), path = row.text(2), oldPath = row.text(5);
-  std::string text = fmt::format("{}  {:8}  {}", localTime(row.number(0)), word, escaped(path));
+  std::string text = text::format("{}  {:8}  {}", localTime(row.number(0)), word, escaped(path));
   if (!oldPath.empty()) text += "  from " + escaped(oldPath);
   if (word == "changed" || word == "back") text += comparison(row.text(3), row.text(4));
   return text + '\n';

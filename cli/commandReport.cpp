@@ -1,5 +1,3 @@
-#include <fmt/format.h>
-
 #include <cerrno>
 #include <csignal>
 #include <memory>
@@ -7,6 +5,7 @@
 #include "catalogueOptions.h"
 #include "commands.h"
 #include "duplicateScript.h"
+#include "format.h"
 #include "orderedRunner.h"
 #include "progress.h"
 #include "reportData.h"
@@ -98,8 +97,8 @@ int makeReport(const Options& options, const report::ThumbnailTools& tools, std:
   const int status = writePage(options, page, output);
   if (status != kAllWell) return status;
   const auto made = pictures.size() - static_cast<size_t>(std::count(pictures.begin(), pictures.end(), ""));
-  output.message("report", fmt::format("{} groups, {} of them on the page, with {} pictures; a page of {}",
-                                       shelf.groups(), groups.size(), made, byteWords(page.size())));
+  output.message("report", text::format("{} groups, {} of them on the page, with {} pictures; a page of {}",
+                                        shelf.groups(), groups.size(), made, byteWords(page.size())));
   return kAllWell;
 }
 
@@ -107,8 +106,8 @@ report::ThumbnailTools toolsFor(const Options& options) {
   if (options.thumbnails == "never") return {};
   report::ThumbnailTools tools = report::findThumbnailTools();
   if (options.thumbnails == "always" && (tools.picture.empty() || tools.video.empty())) {
-    throw UsageError(fmt::format("--thumbnails always: {} is not installed",
-                                 tools.picture.empty() ? "vipsthumbnail" : "ffmpegthumbnailer"));
+    throw UsageError(text::format("--thumbnails always: {} is not installed",
+                                  tools.picture.empty() ? "vipsthumbnail" : "ffmpegthumbnailer"));
   }
   return tools;
 }

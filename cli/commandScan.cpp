@@ -1,4 +1,3 @@
-#include <fmt/format.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -8,6 +7,7 @@
 
 #include "catalogueOptions.h"
 #include "commands.h"
+#include "format.h"
 #include "hashFile.h"
 #include "progress.h"
 #include "scan.h"
@@ -86,9 +86,9 @@ class FileCounter {
 // ---- The scan ----
 
 std::string summary(const catalogue::ScanTotals& totals) {
-  std::string text = fmt::format("{} file{}", totals.seen, totals.seen == 1 ? "" : "s");
+  std::string text = text::format("{} file{}", totals.seen, totals.seen == 1 ? "" : "s");
   const auto add = [&text](uint64_t count, const char* words) {
-    if (count > 0) text += fmt::format(", {} {}", count, words);
+    if (count > 0) text += text::format(", {} {}", count, words);
   };
   add(totals.known, "known");
   add(totals.isNew, "new");
@@ -100,7 +100,7 @@ std::string summary(const catalogue::ScanTotals& totals) {
   add(totals.unsupported, "unsupported");
   add(totals.failed, "failed");
   add(totals.passedOver, "passed over");
-  if (totals.bytes > 0) text += fmt::format("; {} read", byteWords(totals.bytes));
+  if (totals.bytes > 0) text += text::format("; {} read", byteWords(totals.bytes));
   return text;
 }
 

@@ -1,8 +1,7 @@
-#include <fmt/format.h>
-
 #include <memory>
 
 #include "commands.h"
+#include "format.h"
 #include "hashOperand.h"
 #include "hashText.h"
 #include "methodOptions.h"
@@ -25,8 +24,8 @@ const char* coverageWords(const std::string& hash) {
 std::string shown(const std::string& hash) {
   const HashFields fields = fieldsOf(hash);
   const std::string algorithm =
-      fields.algorithmId < 0 ? "" : fmt::format("{} {}", fields.algorithmId, algorithmName(fields.algorithmId));
-  return fmt::format(
+      fields.algorithmId < 0 ? "" : text::format("{} {}", fields.algorithmId, algorithmName(fields.algorithmId));
+  return text::format(
       "hash         {}\n"
       "version      {}\n"
       "covers       {}\n"
@@ -53,7 +52,7 @@ int run(const MethodOptions& options, const std::vector<std::string>& operands, 
       status = kSomethingFailed;
       continue;
     }
-    const std::string file = read.isFile() ? fmt::format("file         {}\n", visible(operand)) : "";
+    const std::string file = read.isFile() ? text::format("file         {}\n", visible(operand)) : "";
     output.write((first ? "" : "\n") + file + shown(answer.hash));
     first = false;
   }

@@ -5,6 +5,7 @@
 
 #include "catalogueOptions.h"
 #include "commands.h"
+#include "format.h"
 #include "jsonLine.h"
 #include "progress.h"
 #include "status.h"
@@ -38,12 +39,12 @@ int listPaths(const Options& options, std::vector<catalogue::Catalogue>& catalog
 // ---- The overview ----
 
 std::string countLine(const std::string& name, const Count& count, const std::string& note = "") {
-  return fmt::format("  {:>9} {:>10}  {}{}\n", count.files, byteWords(count.bytes), name.empty() ? "not known" : name,
-                     note);
+  return text::format("  {:>9} {:>10}  {}{}\n", count.files, byteWords(count.bytes), name.empty() ? "not known" : name,
+                      note);
 }
 
 std::string section(const char* title, const Counts& counts) {
-  std::string text = counts.empty() ? "" : fmt::format("\n{}\n", title);
+  std::string text = counts.empty() ? "" : text::format("\n{}\n", title);
   for (const auto& [name, count] : counts) text += countLine(name, count);
   return text;
 }
@@ -53,14 +54,14 @@ std::string shown(const catalogue::VerificationRecord& last) {
   constexpr size_t kMostNamed = 3;
   std::string text = "\nlast verification, " + localTime(last.started);
   if (last.whole) text += *last.whole ? ", every byte" : ", samples";
-  if (last.percent && *last.percent < 100) text += fmt::format(" of {} percent of the files", *last.percent);
+  if (last.percent && *last.percent < 100) text += text::format(" of {} percent of the files", *last.percent);
   if (last.folders.size() > kMostNamed) {
-    text += fmt::format(", of {} folders", last.folders.size());
+    text += text::format(", of {} folders", last.folders.size());
   } else if (!last.folders.empty()) {
-    text += fmt::format(", of {}", fmt::join(last.folders, ", "));
+    text += text::format(", of {}", fmt::join(last.folders, ", "));
   }
   text += last.isEnded ? "\n" : ", interrupted\n";
-  for (const auto& [word, files] : last.words) text += fmt::format("  {:>9} {:>10}  {}\n", files, "", word);
+  for (const auto& [word, files] : last.words) text += text::format("  {:>9} {:>10}  {}\n", files, "", word);
   return text;
 }
 

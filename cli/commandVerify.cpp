@@ -1,5 +1,3 @@
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
 #include <exception>
@@ -10,6 +8,7 @@
 #include "catalogueOptions.h"
 #include "commands.h"
 #include "disk.h"
+#include "format.h"
 #include "hashList.h"
 #include "jsonPath.h"
 #include "orderedRunner.h"
@@ -59,9 +58,9 @@ std::string jsonOf(const Verified& verified) {
 std::string shown(const std::string& path) { return needsEscape(path) ? '\\' + escaped(path) : path; }
 
 std::string lineOf(const Verified& verified) {
-  std::string line = fmt::format("{}: {}", shown(verified.path), nameOf(verified.word));
-  if (!verified.reason.empty()) line += fmt::format(" ({})", verified.reason);
-  if (!verified.oldPath.empty()) line += fmt::format(" (was {})", shown(verified.oldPath));
+  std::string line = text::format("{}: {}", shown(verified.path), nameOf(verified.word));
+  if (!verified.reason.empty()) line += text::format(" ({})", verified.reason);
+  if (!verified.oldPath.empty()) line += text::format(" (was {})", shown(verified.oldPath));
   return line + '\n';
 }
 
@@ -88,9 +87,9 @@ class Report {
     if (options_.json) writeJsonSums();
     output_.message("verify", sums());
     if (tally_.lacksWhole > 0) {
-      output_.message("verify", fmt::format("of {} files only a hash of samples is recorded; to have every byte "
-                                            "compared the next time, scan with --whole",
-                                            tally_.lacksWhole));
+      output_.message("verify", text::format("of {} files only a hash of samples is recorded; to have every byte "
+                                             "compared the next time, scan with --whole",
+                                             tally_.lacksWhole));
     }
     return tally_.isWell ? kAllWell : kSomethingFailed;
   }
@@ -107,11 +106,11 @@ class Report {
     std::string text;
     for (size_t i = 0; i < catalogue::kWords; ++i) {
       if (tally_.said[i] == 0) continue;
-      text += fmt::format("{}{} {}", text.empty() ? "" : ", ", tally_.said[i], nameOf(static_cast<Word>(i)));
+      text += text::format("{}{} {}", text.empty() ? "" : ", ", tally_.said[i], nameOf(static_cast<Word>(i)));
     }
     if (tally_.notCompared > 0) {
       text +=
-          fmt::format("{}{} without anything recorded to compare with", text.empty() ? "" : ", ", tally_.notCompared);
+          text::format("{}{} without anything recorded to compare with", text.empty() ? "" : ", ", tally_.notCompared);
     }
     return text.empty() ? "nothing was verified" : text;
   }

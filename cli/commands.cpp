@@ -1,6 +1,6 @@
 #include "commands.h"
 
-#include <fmt/format.h>
+#include "format.h"
 
 namespace cli {
 
@@ -24,10 +24,10 @@ std::string helpOfAll() {
   for (const std::string& line : wrapped(kOverview, kHelpWidth)) text += line + '\n';
   text += "\nCommands:\n";
   for (const Command* command : allCommands()) {
-    text += fmt::format("  {:10}  {:12}  {}\n", command->name, command->operands, command->summary);
+    text += text::format("  {:10}  {:12}  {}\n", command->name, command->operands, command->summary);
   }
   text += "\nkmhash COMMAND --help shows a command's options, kmhash --version the version.\n\nExit status:\n";
-  for (const ExitStatus& row : kExitStatuses) text += fmt::format("  {}  {}\n", row.status, row.meaning);
+  for (const ExitStatus& row : kExitStatuses) text += text::format("  {}  {}\n", row.status, row.meaning);
   return text;
 }
 

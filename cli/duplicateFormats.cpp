@@ -1,9 +1,8 @@
 #include "duplicateFormats.h"
 
-#include <fmt/format.h>
-
 #include <ctime>
 
+#include "format.h"
 #include "hashList.h"
 #include "jsonPath.h"
 #include "progress.h"
@@ -52,19 +51,19 @@ std::string timeInWords(int64_t nanoseconds) {
 std::string lineOf(const std::string& path) { return needsEscape(path) ? '\\' + escaped(path) : path; }
 
 std::string memberText(const Group& group, const Member& member) {
-  std::string text = fmt::format("  {}  {:8}  {:>12}  {}  {}{}\n", member.isKept ? "keep" : "    ",
-                                 catalogue::relationOf(group, member), byteWords(member.size),
-                                 timeInWords(member.mtime), lineOf(member.path), member.isHere ? "" : "  (not here)");
+  std::string text = text::format("  {}  {:8}  {:>12}  {}  {}{}\n", member.isKept ? "keep" : "    ",
+                                  catalogue::relationOf(group, member), byteWords(member.size),
+                                  timeInWords(member.mtime), lineOf(member.path), member.isHere ? "" : "  (not here)");
   for (const Companion& companion : member.companions) {
-    text += fmt::format("        {:8}  {:>12}  {:19}  {}\n", kindName(companion.kind), byteWords(companion.size), "",
-                        lineOf(companion.path));
+    text += text::format("        {:8}  {:>12}  {:19}  {}\n", kindName(companion.kind), byteWords(companion.size), "",
+                         lineOf(companion.path));
   }
   return text;
 }
 
 std::string groupText(const Group& group, uint64_t) {
-  std::string text = fmt::format("{} files, {}: {} could be freed\n", countFiles(group),
-                                 group.isExact ? "the same bytes" : "the same media", byteWords(group.freeable));
+  std::string text = text::format("{} files, {}: {} could be freed\n", countFiles(group),
+                                  group.isExact ? "the same bytes" : "the same media", byteWords(group.freeable));
   for (const Member& member : group.members) text += memberText(group, member);
   return text + '\n';
 }
@@ -123,9 +122,9 @@ std::string csvHead() { return "group,keep,relation,size,mtime_ns,hash,path\n"; 
 std::string groupCsv(const Group& group, uint64_t number) {
   std::string text;
   for (const Member& member : group.members) {
-    text += fmt::format("{},{},{},{},{},{},{}\n", number, member.isKept ? "yes" : "no",
-                        catalogue::relationOf(group, member), member.size, member.mtime, csvField(member.hash),
-                        csvField(member.path));
+    text += text::format("{},{},{},{},{},{},{}\n", number, member.isKept ? "yes" : "no",
+                         catalogue::relationOf(group, member), member.size, member.mtime, csvField(member.hash),
+                         csvField(member.path));
   }
   return text;
 }

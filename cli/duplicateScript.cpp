@@ -1,7 +1,6 @@
 #include "duplicateScript.h"
 
-#include <fmt/format.h>
-
+#include "format.h"
 #include "output.h"
 
 namespace cli {
@@ -55,13 +54,13 @@ std::string secondsOf(int64_t nanoseconds) {
   constexpr uint64_t kSecond = 1'000'000'000;
   const auto bits = static_cast<uint64_t>(nanoseconds);
   const uint64_t amount = nanoseconds < 0 ? 0 - bits : bits;
-  return fmt::format("{}{}.{:09}", nanoseconds < 0 ? "-" : "", amount / kSecond, amount % kSecond);
+  return text::format("{}{}.{:09}", nanoseconds < 0 ? "-" : "", amount / kSecond, amount % kSecond);
 }
 
 std::string factsOf(const Member& member) {
   const std::string& hash = member.whole.empty() ? member.hash : member.whole;
-  return fmt::format("{} {} {} {}", member.size, secondsOf(member.mtime), hash.empty() ? "-" : shellWord(hash),
-                     shellWord(member.path));
+  return text::format("{} {} {} {}", member.size, secondsOf(member.mtime), hash.empty() ? "-" : shellWord(hash),
+                      shellWord(member.path));
 }
 
 std::string targetOf(const Member& member, bool areSeveralRoots) {
@@ -70,17 +69,17 @@ std::string targetOf(const Member& member, bool areSeveralRoots) {
 }
 
 // No walk finds such a path; one that a catalogue holds all the same would lead out of the folder.
-bool leadsUp(const std::string& path) { return fmt::format("/{}/", path).find("/../") != std::string::npos; }
+bool leadsUp(const std::string& path) { return text::format("/{}/", path).find("/../") != std::string::npos; }
 
 std::string partOf(const Group& group, const Member& member, bool areSeveralRoots) {
   std::string text;
   for (const Companion& companion : member.companions) {
-    text += fmt::format("# beside it, stays: {}\n", visible(companion.path));
+    text += text::format("# beside it, stays: {}\n", visible(companion.path));
   }
-  if (!member.isHere || leadsUp(member.path)) return text + fmt::format("# not here: {}\n", visible(member.path));
+  if (!member.isHere || leadsUp(member.path)) return text + text::format("# not here: {}\n", visible(member.path));
   const bool isExact = member.copy != 0 && member.copy == group.members.front().copy;
-  return text + fmt::format("move {} {}{}\n", factsOf(member), shellWord(targetOf(member, areSeveralRoots)),
-                            isExact ? " exact" : "");
+  return text + text::format("move {} {}{}\n", factsOf(member), shellWord(targetOf(member, areSeveralRoots)),
+                             isExact ? " exact" : "");
 }
 
 }  // namespace
@@ -92,7 +91,7 @@ std::string shellWord(const std::string& bytes) {
 }
 
 std::string scriptBegin(const std::string& to) {
-  return fmt::format(
+  return text::format(
       "#!/bin/sh\n"
       "# Moves duplicates into a folder, one file of each group stays where it is. Read it, then run it with sh.\n"
       "# Before a file is moved, it and the one that stays are checked again by size, time and hash; the first that\n"
@@ -103,13 +102,13 @@ std::string scriptBegin(const std::string& to) {
 
 std::string scriptGroup(const Group& group, bool areSeveralRoots) {
   const Member& kept = group.members.front();
-  if (!kept.isHere) return fmt::format("\n# The file that would stay is not here: {}\n", visible(kept.path));
+  if (!kept.isHere) return text::format("\n# The file that would stay is not here: {}\n", visible(kept.path));
   std::string moves;
   for (const Member& member : group.members) {
     if (!member.isKept) moves += partOf(group, member, areSeveralRoots);
   }
   if (moves.empty()) return "";
-  return fmt::format("\nkeep {}\n{}", factsOf(kept), moves);
+  return text::format("\nkeep {}\n{}", factsOf(kept), moves);
 }
 
 std::string scriptEnd() { return "\nprintf '%s files are moved to %s\\n' \"$moved\" \"$to\"\n"; }

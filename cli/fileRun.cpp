@@ -1,8 +1,7 @@
 #include "fileRun.h"
 
-#include <fmt/format.h>
-
 #include "disk.h"
+#include "format.h"
 #include "jsonLine.h"
 #include "orderedRunner.h"
 
@@ -21,13 +20,13 @@ struct PassedOver {
   }
 };
 
-std::string files(uint64_t count) { return fmt::format("{} file{}", count, count == 1 ? "" : "s"); }
+std::string files(uint64_t count) { return text::format("{} file{}", count, count == 1 ? "" : "s"); }
 
 void tell(const PassedOver& passedOver, Output& output) {
   std::string text;
   if (passedOver.unsupported > 0) text = files(passedOver.unsupported) + " of unsupported formats";
   if (passedOver.empty > 0)
-    text += fmt::format("{}{} without content", text.empty() ? "" : ", ", files(passedOver.empty));
+    text += text::format("{}{} without content", text.empty() ? "" : ", ", files(passedOver.empty));
   if (!text.empty()) output.message("passed over", text);
 }
 

@@ -1,9 +1,8 @@
 #include "hashText.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 
+#include "format.h"
 #include "kmhash.h"
 
 namespace cli {
@@ -44,7 +43,7 @@ std::string labelText(std::string_view hex) {
     if (byte >= 0x20 && byte < 0x7F) {
       text += static_cast<char>(byte);
     } else {
-      text += fmt::format("\\x{:02X}", byte);
+      text += text::format("\\x{:02X}", byte);
     }
   }
   return text;
@@ -72,7 +71,7 @@ std::string writtenForm(const char* libraryText) {
 
 std::optional<std::string> readHashText(std::string_view text, std::string* reason) {
   if (text.size() != kHashLength) {
-    *reason = fmt::format("{} characters instead of {}", text.size(), kHashLength);
+    *reason = text::format("{} characters instead of {}", text.size(), kHashLength);
     return std::nullopt;
   }
   std::string hash(text);
@@ -81,7 +80,7 @@ std::optional<std::string> readHashText(std::string_view text, std::string* reas
   }
   for (const Field& field : kFields) {
     if (isWellFormed(std::string_view(hash).substr(field.offset, field.count), field)) continue;
-    *reason = fmt::format("characters {} to {} are no {}", field.offset, field.offset + field.count - 1, field.name);
+    *reason = text::format("characters {} to {} are no {}", field.offset, field.offset + field.count - 1, field.name);
     return std::nullopt;
   }
   return hash;
@@ -120,8 +119,8 @@ bool lacksLabels(const std::string& hash) { return hash.find(kUnset) != std::str
 HashFields fieldsOf(const std::string& hash) {
   HashFields fields;
   if (!isUnset(part(hash, kVersion))) {
-    fields.version = fmt::format("{}.{}", getAlgorithmMajorVersionFromHash(hash.c_str()),
-                                 getAlgorithmMinorVersionFromHash(hash.c_str()));
+    fields.version = text::format("{}.{}", getAlgorithmMajorVersionFromHash(hash.c_str()),
+                                  getAlgorithmMinorVersionFromHash(hash.c_str()));
   }
   fields.fileType = labelOf(hash, kFileType);
   fields.content = part(hash, kContent);
@@ -141,8 +140,8 @@ std::string algorithmVersion(int id, bool whole) {
   for (int major = 9; major > 0; --major) {
     const int minor = whole ? 1 : 0;
     const std::string text =
-        fmt::format("{:04}{:04}{:0106}{:02X}{}{:010}", major, minor, 0, id, whole ? "F1" : "00", 0);
-    if (kmhashCanVerify(text.c_str()) == 1) return fmt::format("{}.{}", major, minor);
+        text::format("{:04}{:04}{:0106}{:02X}{}{:010}", major, minor, 0, id, whole ? "F1" : "00", 0);
+    if (kmhashCanVerify(text.c_str()) == 1) return text::format("{}.{}", major, minor);
   }
   return "";
 }

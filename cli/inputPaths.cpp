@@ -1,11 +1,11 @@
 #include "inputPaths.h"
 
-#include <fmt/format.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
 
+#include "format.h"
 #include "globs.h"
 #include "kmhash.h"
 
@@ -36,7 +36,7 @@ void addInputOptions(CommandLine& line, InputOptions* options) {
 
 void checkInputOptions(const InputOptions& options, const std::vector<std::string>& operands) {
   if (!options.names.empty() && !operands.empty()) {
-    throw UsageError(fmt::format("{}: no file can be named beside --files0-from", operands.front()));
+    throw UsageError(text::format("{}: no file can be named beside --files0-from", operands.front()));
   }
   if (options.names.empty() && operands.empty()) throw UsageError("no file is named");
   if (!options.excluded.empty() && !options.recursive) {

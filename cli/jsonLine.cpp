@@ -1,9 +1,8 @@
 #include "jsonLine.h"
 
-#include <fmt/format.h>
-
 #include <nlohmann/json.hpp>
 
+#include "format.h"
 #include "hashText.h"
 #include "kmhash.h"
 
@@ -16,7 +15,7 @@ Json textOrNull(const std::string& text) { return text.empty() ? Json() : Json(t
 
 std::string hexDigits(const std::string& bytes) {
   std::string digits;
-  for (const char byte : bytes) digits += fmt::format("{:02x}", static_cast<unsigned char>(byte));
+  for (const char byte : bytes) digits += text::format("{:02x}", static_cast<unsigned char>(byte));
   return digits;
 }
 

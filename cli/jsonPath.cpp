@@ -1,6 +1,6 @@
 #include "jsonPath.h"
 
-#include <fmt/format.h>
+#include "format.h"
 
 namespace cli {
 
@@ -8,7 +8,7 @@ using Json = nlohmann::ordered_json;
 
 std::string hexOf(std::string_view bytes) {
   std::string digits;
-  for (const char byte : bytes) digits += fmt::format("{:02x}", static_cast<unsigned char>(byte));
+  for (const char byte : bytes) digits += text::format("{:02x}", static_cast<unsigned char>(byte));
   return digits;
 }
 

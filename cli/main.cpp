@@ -1,10 +1,10 @@
 // kmhash: hashes media files, and verifies, compares and explains their hashes.
-#include <fmt/format.h>
 #include <unistd.h>
 
 #include <exception>
 
 #include "commands.h"
+#include "format.h"
 #include "output.h"
 
 namespace cli {
@@ -19,7 +19,7 @@ int runCommand(const Command& command, std::vector<std::string> arguments, Outpu
     output.write(helpOf(command));
     return kAllWell;
   } catch (const UsageError& error) {
-    output.message(command.name, fmt::format("{}; see kmhash {} --help", error.what(), command.name));
+    output.message(command.name, text::format("{}; see kmhash {} --help", error.what(), command.name));
     return kWrongUsage;
   }
 }

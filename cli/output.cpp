@@ -14,6 +14,8 @@
 #include <system_error>
 #include <thread>
 
+#include "format.h"
+
 namespace cli {
 namespace {
 
@@ -84,9 +86,9 @@ std::string visible(std::string_view text, std::string_view kept) {
     const unsigned last = static_cast<unsigned char>(text[std::max<size_t>(length, 1) - 1]);
     const bool isSecondControl = first == 0x7F || (length == 2 && first == 0xC2 && last < 0xA0);
     if (isSecondControl) {
-      out += fmt::format("\\u{:04x}", last);
+      out += text::format("\\u{:04x}", last);
     } else if (length == 0 || (first < 0x20 && kept.find(text[0]) == std::string_view::npos)) {
-      out += fmt::format("\\x{:02X}", first);
+      out += text::format("\\x{:02X}", first);
     } else {
       out += text.substr(0, length);
     }
@@ -115,7 +117,7 @@ void Output::writeAtOnce() {
 }
 
 void Output::message(std::string_view subject, std::string_view reason) {
-  const std::string line = fmt::format("kmhash: {}: {}\n", subject.empty() ? "''" : visible(subject), visible(reason));
+  const std::string line = text::format("kmhash: {}: {}\n", subject.empty() ? "''" : visible(subject), visible(reason));
   const std::lock_guard lock(mutex_);
   flushOrFail();
   removeProgressLine();

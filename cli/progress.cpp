@@ -1,10 +1,9 @@
 #include "progress.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cmath>
 
+#include "format.h"
 #include "output.h"
 
 namespace cli {
@@ -16,36 +15,36 @@ using std::chrono::milliseconds;
 constexpr milliseconds kOnTerminal{200}, kInLog{1000};
 
 std::string duration(double seconds) {
-  if (seconds < 9.95) return fmt::format("{:.1f} s", seconds);
+  if (seconds < 9.95) return text::format("{:.1f} s", seconds);
   const auto whole = static_cast<uint64_t>(std::llround(seconds));
-  if (whole < 100) return fmt::format("{} s", whole);
-  if (whole < 6000) return fmt::format("{} min {:02} s", whole / 60, whole % 60);
-  return fmt::format("{} h {:02} min", whole / 3600, whole / 60 % 60);
+  if (whole < 100) return text::format("{} s", whole);
+  if (whole < 6000) return text::format("{} min {:02} s", whole / 60, whole % 60);
+  return text::format("{} h {:02} min", whole / 3600, whole / 60 % 60);
 }
 
 }  // namespace
 
 std::string byteWords(uint64_t bytes) {
   static const char* const kUnits[] = {"kB", "MB", "GB", "TB", "PB", "EB"};
-  if (bytes < 1000) return fmt::format("{} bytes", bytes);
+  if (bytes < 1000) return text::format("{} bytes", bytes);
   double number = static_cast<double>(bytes) / 1000;
   size_t unit = 0;
   for (; number >= 999.95; ++unit) number /= 1000;
-  return fmt::format("{:.1f} {}", number, kUnits[unit]);
+  return text::format("{:.1f} {}", number, kUnits[unit]);
 }
 
 std::string progressLine(uint64_t done, uint64_t total, bool isWhole, double seconds, uint64_t bytes) {
   const double rate = seconds > 0 ? static_cast<double>(done) / seconds : 0;
-  std::string line = fmt::format("kmhash: {} of {}{} files, {:.{}f}/s", done, isWhole ? "" : "more than ", total, rate,
-                                 rate < 10 ? 1 : 0);
-  if (bytes > 0) line += fmt::format(", {}", byteWords(bytes));
+  std::string line = text::format("kmhash: {} of {}{} files, {:.{}f}/s", done, isWhole ? "" : "more than ", total, rate,
+                                  rate < 10 ? 1 : 0);
+  if (bytes > 0) line += text::format(", {}", byteWords(bytes));
   if (bytes > 0 && seconds > 0) {
-    line += fmt::format(", {}/s", byteWords(static_cast<uint64_t>(static_cast<double>(bytes) / seconds)));
+    line += text::format(", {}/s", byteWords(static_cast<uint64_t>(static_cast<double>(bytes) / seconds)));
   }
   if (done == total && isWhole) {
-    line += fmt::format(", {} in all", duration(seconds));
+    line += text::format(", {} in all", duration(seconds));
   } else if (rate > 0 && isWhole) {
-    line += fmt::format(", {} left", duration(static_cast<double>(total - done) / rate));
+    line += text::format(", {} left", duration(static_cast<double>(total - done) / rate));
   }
   return line;
 }

@@ -1,10 +1,9 @@
 #include "searchOptions.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 
 #include "catalogueOptions.h"
+#include "format.h"
 #include "place.h"
 
 namespace cli {
@@ -24,7 +23,7 @@ uint64_t sizeOf(const std::string& text) {
   const bool isSize = digits > 0 && digits <= 15 && isUnit;
   const uint64_t number = isSize ? std::stoull(text.substr(0, digits)) : 0;
   if (!isSize || number > (uint64_t{INT64_MAX} >> (10 * unit))) {
-    throw UsageError(fmt::format("--min-size N: a number of bytes, or with K, M, G or T, is needed, not {}", text));
+    throw UsageError(text::format("--min-size N: a number of bytes, or with K, M, G or T, is needed, not {}", text));
   }
   return number << (10 * unit);
 }
@@ -35,7 +34,7 @@ std::vector<catalogue::KeepRule> keepRulesOf(const SearchOptions& options) {
   for (const std::string& text : options.keep) {
     if (readKeepRules(text, &rules, &unknown)) continue;
     throw UsageError(
-        fmt::format("--keep RULE: there is no rule \"{}\"; there are {}", unknown, catalogue::keepRuleNames()));
+        text::format("--keep RULE: there is no rule \"{}\"; there are {}", unknown, catalogue::keepRuleNames()));
   }
   return rules;
 }

@@ -1,8 +1,8 @@
 #include "json.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
+
+#include "format.h"
 
 namespace report {
 namespace {
@@ -42,11 +42,11 @@ std::string jsonText(std::string_view bytes) {
   while (!bytes.empty()) {
     const Character character = firstOf(bytes);
     if (character.code == kNoCharacter) {
-      out += fmt::format("\\udc{:02x}", static_cast<unsigned char>(bytes[0]));
+      out += text::format("\\udc{:02x}", static_cast<unsigned char>(bytes[0]));
     } else if (isPlain(character.code)) {
       out += bytes.substr(0, character.length);
     } else {
-      out += fmt::format("\\u{:04x}", character.code);
+      out += text::format("\\u{:04x}", character.code);
     }
     bytes.remove_prefix(character.length);
   }

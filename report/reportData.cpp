@@ -1,10 +1,9 @@
 #include "reportData.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <map>
 
+#include "format.h"
 #include "json.h"
 #include "pageText.h"
 #include "verdict.h"
@@ -78,7 +77,7 @@ std::string timeText(int64_t nanoseconds) {
   constexpr uint64_t kSecond = 1'000'000'000;
   const auto bits = static_cast<uint64_t>(nanoseconds);
   const uint64_t amount = nanoseconds < 0 ? 0 - bits : bits;
-  return fmt::format("{}{}.{:09}", nanoseconds < 0 ? "-" : "", amount / kSecond, amount % kSecond);
+  return text::format("{}{}.{:09}", nanoseconds < 0 ? "-" : "", amount / kSecond, amount % kSecond);
 }
 
 class GroupWriter {
@@ -89,9 +88,9 @@ class GroupWriter {
     lookAt(group);
     const std::string files = jsonList('[', group.members, ']', [&](const Member& member) { return file(member); });
     const std::string& hash = group.members[0].hash;
-    return fmt::format(R"({{"format":{},"kind":"{}","freeable":{},"hashes":{},"files":{}}})",
-                       jsonText(formatOfHash(hash)), nameOf(kindOfHash(hash)), group.freeable,
-                       jsonList('[', hashes_.texts(), ']', jsonText), files);
+    return text::format(R"({{"format":{},"kind":"{}","freeable":{},"hashes":{},"files":{}}})",
+                        jsonText(formatOfHash(hash)), nameOf(kindOfHash(hash)), group.freeable,
+                        jsonList('[', hashes_.texts(), ']', jsonText), files);
   }
 
  private:
@@ -108,15 +107,15 @@ class GroupWriter {
 
   std::string file(const Member& member) {
     std::string out =
-        fmt::format(R"({{"path":{},"root":{},"size":{},"time":"{}","hash":{})", jsonText(member.path),
-                    roots_->numberOf(member.root), member.size, timeText(member.mtime), hashes_.numberOf(member.hash));
-    if (!member.whole.empty()) out += fmt::format(R"(,"whole":{})", hashes_.numberOf(member.whole));
-    if (member.copy != 0) out += fmt::format(R"(,"bytes":{})", member.copy);
-    if (filesOfStorage_[member.storage] > 1) out += fmt::format(R"(,"storage":{})", member.storage);
+        text::format(R"({{"path":{},"root":{},"size":{},"time":"{}","hash":{})", jsonText(member.path),
+                     roots_->numberOf(member.root), member.size, timeText(member.mtime), hashes_.numberOf(member.hash));
+    if (!member.whole.empty()) out += text::format(R"(,"whole":{})", hashes_.numberOf(member.whole));
+    if (member.copy != 0) out += text::format(R"(,"bytes":{})", member.copy);
+    if (filesOfStorage_[member.storage] > 1) out += text::format(R"(,"storage":{})", member.storage);
     if (member.isKept) out += R"(,"keep":true)";
     if (member.isReference) out += R"(,"reference":true)";
     if (!member.isHere) out += R"(,"away":true)";
-    if (const size_t* picture = pictureOf(member)) out += fmt::format(R"(,"picture":{})", *picture);
+    if (const size_t* picture = pictureOf(member)) out += text::format(R"(,"picture":{})", *picture);
     if (!member.companions.empty()) {
       out += R"(,"companions":)" +
              jsonList('[', member.companions, ']', [](const Companion& companion) { return jsonText(companion.path); });
@@ -144,25 +143,25 @@ class GroupWriter {
 std::string formatsJson(const Overview& overview) {
   return jsonList('[', overview.formats, ']', [](const auto& row) {
     const auto& [format, sum] = row;
-    return fmt::format(R"({{"name":{},"kind":"{}","files":{},"bytes":{}}})", jsonText(format.first),
-                       nameOf(format.second), sum.files, sum.bytes);
+    return text::format(R"({{"name":{},"kind":"{}","files":{},"bytes":{}}})", jsonText(format.first),
+                        nameOf(format.second), sum.files, sum.bytes);
   });
 }
 
 std::string yearsJson(const Overview& overview) {
   std::map<int64_t, std::string> years;
   for (const auto& [year, sum] : overview.years) {
-    years[year.first] += fmt::format(R"(,"{}":{})", nameOf(year.second), sum.bytes);
+    years[year.first] += text::format(R"(,"{}":{})", nameOf(year.second), sum.bytes);
   }
   return jsonList('[', years, ']',
-                  [](const auto& row) { return fmt::format(R"({{"year":{}{}}})", row.first, row.second); });
+                  [](const auto& row) { return text::format(R"({{"year":{}{}}})", row.first, row.second); });
 }
 
 // Nothing for what is no word of a verdict.
 std::string healthJson(const std::string& name) {
   for (size_t i = 0; i < catalogue::kWords; ++i) {
     const auto word = static_cast<catalogue::Word>(i);
-    if (name == nameOf(word)) return fmt::format(R"(,"health":"{}")", isWell(word) ? "well" : "ill");
+    if (name == nameOf(word)) return text::format(R"(,"health":"{}")", isWell(word) ? "well" : "ill");
   }
   return "";
 }
@@ -173,20 +172,20 @@ std::string verificationJson(const Verification& verification) {
   const catalogue::VerificationRecord& last = verification.last;
   if (last.started == 0) return "null";
   const std::string words = jsonList('[', verification.words, ']', [](const auto& row) {
-    return fmt::format(R"({{"word":{},"files":{}{}}})", jsonText(row.first), row.second, healthJson(row.first));
+    return text::format(R"({{"word":{},"files":{}{}}})", jsonText(row.first), row.second, healthJson(row.first));
   });
   const std::string findings = jsonList('[', verification.findings, ']', [](const auto& row) {
-    return fmt::format(R"({{"word":{},"path":{}}})", jsonText(row.first), jsonText(row.second));
+    return text::format(R"({{"word":{},"path":{}}})", jsonText(row.first), jsonText(row.second));
   });
-  return fmt::format(R"({{"when":{},"folders":{},"percent":{},"ended":{},"words":{},"findings":{},"more":{}}})",
-                     last.started / 1'000'000'000, textsJson(verification.folders), last.percent.value_or(100),
-                     last.isEnded, words, findings, verification.more);
+  return text::format(R"({{"when":{},"folders":{},"percent":{},"ended":{},"words":{},"findings":{},"more":{}}})",
+                      last.started / 1'000'000'000, textsJson(verification.folders), last.percent.value_or(100),
+                      last.isEnded, words, findings, verification.more);
 }
 
 std::string factsJson(const Facts& facts) {
-  return fmt::format(R"("program":{},"made":{},"catalogues":{},"match":{},"keep":{},"script":{{"begin":{},"end":{}}})",
-                     jsonText(facts.program), facts.made, textsJson(facts.catalogues), jsonText(facts.match),
-                     textsJson(facts.keep), jsonText(facts.scriptBegin), jsonText(facts.scriptEnd));
+  return text::format(R"("program":{},"made":{},"catalogues":{},"match":{},"keep":{},"script":{{"begin":{},"end":{}}})",
+                      jsonText(facts.program), facts.made, textsJson(facts.catalogues), jsonText(facts.match),
+                      textsJson(facts.keep), jsonText(facts.scriptBegin), jsonText(facts.scriptEnd));
 }
 
 // Photos without a picture in the page; of other media a browser shows none by itself.
@@ -256,7 +255,7 @@ std::string reportJson(const Facts& facts, const Overview& overview, const Group
   Numbering roots;
   GroupWriter writer(numbers, &roots);
   const std::string groupsJson = jsonList('[', groups, ']', [&](const Group& group) { return writer.write(group); });
-  return fmt::format(
+  return text::format(
       R"({{{},"roots":{},"totals":{{"files":{},"bytes":{},"groups":{},"copies":{},"freeable":{}}},"formats":{},"years":{},"verification":{},)"
       R"("left":{{"groups":{},"pictures":{}}},"groups":{},"pictures":{}}})",
       factsJson(facts), textsJson(roots.texts()), overview.all.files, overview.all.bytes, shelf.groups(), shelf.files(),

@@ -16,6 +16,7 @@
 #include <thread>
 
 #include "commands.h"
+#include "format.h"
 #include "hashList.h"
 #include "hashText.h"
 #include "inputPaths.h"
@@ -49,7 +50,7 @@ TEST(HashList, LinesOfAnyPathAreReadBackAsTheyWere) {
   };
   for (const auto& [path, line] : rows) {
     EXPECT_EQ(listLine(kHash, path, LineEnd::newline), line);
-    EXPECT_EQ(listLine(kHash, path, LineEnd::nul), fmt::format("{}  {}{}", kHash, path, '\0'));
+    EXPECT_EQ(listLine(kHash, path, LineEnd::nul), text::format("{}  {}{}", kHash, path, '\0'));
     for (const LineEnd end : {LineEnd::newline, LineEnd::nul}) {
       std::string text = listLine(kUnsetHash, path, end);
       text.pop_back();
@@ -113,7 +114,7 @@ TEST(ProgressLine, SaysWhatIsKnown) {
               {108050, "3 h 00 min"}};
   for (const auto& row : rows) {
     EXPECT_EQ(progressLine(50, row.total, true, 5),
-              fmt::format("kmhash: 50 of {} files, 10/s, {} left", row.total, row.left));
+              text::format("kmhash: 50 of {} files, 10/s, {} left", row.total, row.left));
   }
   EXPECT_EQ(progressLine(7, 7, true, 150), "kmhash: 7 of 7 files, 0.0/s, 2 min 30 s in all");
 }
@@ -344,9 +345,9 @@ TEST_F(Program, CheckReadsBackWhatHashWrote) {
                    100, 0));  // no media behind it: no labels
   for (const std::string zero : {"", "--zero"}) {
     const Finished run =
-        shell(fmt::format("for mode in '' --quick; do kmhash hash $mode {0} new* plain tag; done "
-                          ">list; kmhash check {0} list",
-                          zero));
+        shell(text::format("for mode in '' --quick; do kmhash hash $mode {0} new* plain tag; done "
+                           ">list; kmhash check {0} list",
+                           zero));
     const std::string each = "\\new\\nline: OK\nplain: OK\ntag: OK\n";
     EXPECT_EQ(run.out, each + each);
     EXPECT_EQ(run.err, "kmhash: list: 6 OK\n");
@@ -454,7 +455,7 @@ TEST_F(Program, ComparesFilesAndTexts) {
   write("b", photo(2));
   const std::string text = quickHash(photo(1));
   for (const std::string& operands :
-       {std::string("--quick a same"), "a " + text, text + " a", fmt::format("{0} {0}", text)}) {
+       {std::string("--quick a same"), "a " + text, text + " a", text::format("{0} {0}", text)}) {
     const Finished run = kmhash("compare " + operands);
     EXPECT_EQ(run.out.substr(0, run.out.find('\n')), "The media are the same.")
         << operands << run.err;
@@ -597,7 +598,7 @@ std::string optionNames(const std::string& help) {
       if (!word.ends_with(',')) break;
     }
   }
-  return fmt::format("{}", fmt::join(names, " "));
+  return text::format("{}", fmt::join(names, " "));
 }
 
 TEST_F(Program, IsDescribedOptionByOptionInManualAndCompletions) {
@@ -619,7 +620,7 @@ TEST_F(Program, IsDescribedOptionByOptionInManualAndCompletions) {
     std::istringstream words(names);
     for (std::string option; words >> option;) {
       const bool isLong = option.starts_with("--");
-      const std::string fishRow = fmt::format("from {}' ", name),
+      const std::string fishRow = text::format("from {}' ", name),
                         fishName = (isLong ? "-l " : "-s ") + option.substr(isLong ? 2 : 1) + ' ';
       EXPECT_NE(manual.find("\\fB" + std::regex_replace(option, std::regex("-"), "\\-") + "\\fR"),
                 std::string::npos)

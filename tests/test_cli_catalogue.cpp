@@ -1,6 +1,4 @@
 // The catalogue: kmhash scan and what reads and writes beside it, on real folders.
-#include <fmt/format.h>
-
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -9,6 +7,7 @@
 #include <xxhash.h>
 
 #include "catalogue.h"
+#include "format.h"
 #include "schema.h"
 #include "support.h"
 
@@ -40,14 +39,14 @@ struct Catalogues : support::InFolder {
   Catalogues() {
     fs::create_directories(folder / "p/sub");
     for (const char* name : {"jpeg-baseline.jpg", "png-rgb.png", "webp.webp", "opus.opus"})
-      write(fmt::format("p/{}", name), media(name));
+      write(text::format("p/{}", name), media(name));
     write("p/sub/text", Bytes().text("no media"));
     run("old p");
   }
   std::string run(const std::string& script) const {
     std::string shown = outputOf(
-        withProgram(fmt::format("cd {}; export MEDIA={}; {}\n({}) 2>&1", quoted(folder.string()),
-                                quoted(KMHASH_TEST_MEDIA), kShell, script)));
+        withProgram(text::format("cd {}; export MEDIA={}; {}\n({}) 2>&1", quoted(folder.string()),
+                                 quoted(KMHASH_TEST_MEDIA), kShell, script)));
     for (size_t at = 0; (at = shown.find(folder.string() + "/")) != std::string::npos;)
       shown.erase(at, folder.string().size() + 1);
     return shown;
@@ -229,11 +228,11 @@ TEST_F(Catalogues, TakeEveryNameAndPassUnreadableFolders) {
             "kmhash: c: 8 files, 8 new, 1 unsupported\nkmhash: c: 8 files, 8 known\n");
   for (const char* format : {"--csv", "--json", ""}) {
     EXPECT_EQ(
-        run(fmt::format("kmhash export --catalog c {0} >e; rm -f i; kmhash import --catalog i e;"
-                        "kmhash export --catalog i {0} | sort >f; sort e | cmp - f;"
-                        "kmhash scan --catalog i p 2>&1 | grep -o '[0-9]* known';"
-                        "export_of c >e; export_of i | cmp - e",
-                        format)),
+        run(text::format("kmhash export --catalog c {0} >e; rm -f i; kmhash import --catalog i e;"
+                         "kmhash export --catalog i {0} | sort >f; sort e | cmp - f;"
+                         "kmhash scan --catalog i p 2>&1 | grep -o '[0-9]* known';"
+                         "export_of c >e; export_of i | cmp - e",
+                         format)),
         *format != '\0' ? "kmhash: i: 8 new, 0 recorded before\n8 known\n"
                         : "kmhash: i: 7 new, 0 recorded before\n")
         << format;
@@ -275,7 +274,7 @@ TEST_F(Catalogues, DigestWholeFilesAsTheLibraryReadsThem) {
                                                           : "--quick";
       if (whole % 8 != 0) continue;
       EXPECT_EQ(
-          run(fmt::format("kmhash hash {} \"$MEDIA\"/{}", method, rows.text(0))).substr(0, 128),
+          run(text::format("kmhash hash {} \"$MEDIA\"/{}", method, rows.text(0))).substr(0, 128),
           hashes.text(1));
     }
     EXPECT_TRUE(version3.empty() || sampled != version3) << rows.text(0);
@@ -287,7 +286,7 @@ TEST_F(Catalogues, LoseNothingWhenKilledAndGoOn) {
   constexpr int kFiles = 1500;
   fs::create_directory(folder / "p/many");
   for (int i = 0; i < kFiles; ++i)
-    write(fmt::format("p/many/{}", i), media("webp.webp") + Bytes().text(std::to_string(i)));
+    write(text::format("p/many/{}", i), media("webp.webp") + Bytes().text(std::to_string(i)));
   const auto began = std::chrono::steady_clock::now();
   run("old p; kmhash scan -j1 --catalog whole p");
   const std::chrono::duration<double> scan = std::chrono::steady_clock::now() - began;
@@ -299,8 +298,8 @@ TEST_F(Catalogues, LoseNothingWhenKilledAndGoOn) {
   int before = 0, whileAtIt = 0;
   for (int i = 1; i <= 16 && before < kFiles; ++i) {
     const std::string moment =
-        i % 2 != 0 ? fmt::format("sleep {:.6f}", scan.count() * i / 32)
-                   : fmt::format(
+        i % 2 != 0 ? text::format("sleep {:.6f}", scan.count() * i / 32)
+                   : text::format(
                          "while kill -0 $! && [ $(kmhash export --csv --catalog c | wc -l) -le {} "
                          "]; do :; done",
                          before);
@@ -317,9 +316,9 @@ TEST_F(Catalogues, LoseNothingWhenKilledAndGoOn) {
     std::string ended = "0\n";
     for (double seconds = scan.count() / 2; seconds > 0.0001 && ended == "0\n"; seconds /= 2) {
       ended =
-          run(fmt::format("timeout --preserve-status -s {} {:.6f} kmhash scan -j1 --catalog d "
-                          "p >/dev/null 2>&1; echo $?",
-                          signal, seconds));
+          run(text::format("timeout --preserve-status -s {} {:.6f} kmhash scan -j1 --catalog d "
+                           "p >/dev/null 2>&1; echo $?",
+                           signal, seconds));
     }
     EXPECT_EQ(ended, status);
     EXPECT_EQ(run("ls d-* 2>/dev/null"), "");
@@ -411,13 +410,13 @@ TEST_F(Catalogues, RefuseAndLeaveWhatTheyCannotUse) {
        "the catalogue is damaged"},
   };
   for (const Step& row : rows) {
-    const std::string told = fmt::format("kmhash: r/c: {}\n1\n", row.expected);
+    const std::string told = text::format("kmhash: r/c: {}\n1\n", row.expected);
     for (const char* command : {"scan p", "status", "import c", "forget p"}) {
-      EXPECT_EQ(
-          run(fmt::format("cp c r; ({}) 2>/dev/null; cp r/c copy; kmhash {} --catalog r/c; echo $?;"
-                          "cmp r/c copy; rm -f r/c-*",
-                          row.script, command)),
-          told)
+      EXPECT_EQ(run(text::format(
+                    "cp c r; ({}) 2>/dev/null; cp r/c copy; kmhash {} --catalog r/c; echo $?;"
+                    "cmp r/c copy; rm -f r/c-*",
+                    row.script, command)),
+                told)
           << row.rule << ' ' << command;
     }
   }

@@ -1,12 +1,11 @@
 // kmhash verify: the word for each thing that can have become of a file.
-#include <fmt/format.h>
-
 #include <filesystem>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "catalogue.h"
+#include "format.h"
 #include "support.h"
 
 namespace {
@@ -37,7 +36,7 @@ Bytes longSound() {
 
 // One bit at an offset of file $f.
 std::string flip(int offset) {
-  return fmt::format(
+  return text::format(
       "b=$(od -An -tu1 -j{0} -N1 $f); printf \"\\\\$(printf %o $((b ^ 1)))\" | "
       "dd of=$f bs=1 seek={0} conv=notrunc 2>/dev/null; ",
       offset);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "format.h"
 #include "pages/pages.h"
 
 namespace cli {
@@ -42,12 +43,12 @@ std::string bashCase(const Command& command) {
   std::string words, values;
   for (const Option& option : optionsOf(command)) {
     const std::vector<std::string> names = namesOf(option);
-    words += fmt::format("{}{}", words.empty() ? "" : " ", fmt::join(names, " "));
+    words += text::format("{}{}", words.empty() ? "" : " ", fmt::join(names, " "));
     if (option.choices.empty()) continue;
-    values += fmt::format("        {}) values='{}' ;;\n", fmt::join(names, "|"), fmt::join(option.choices, " "));
+    values += text::format("        {}) values='{}' ;;\n", fmt::join(names, "|"), fmt::join(option.choices, " "));
   }
   if (!values.empty()) values = "      case $previous in\n" + values + "      esac\n";
-  return fmt::format("    {})\n      options='{}'\n{}      ;;\n", command.name, words, values);
+  return text::format("    {})\n      options='{}'\n{}      ;;\n", command.name, words, values);
 }
 
 // ---- zsh ----
@@ -58,23 +59,23 @@ std::string zshOption(const Option& option) {
   for (std::string& name : names) name += !hasValue ? "" : name.starts_with("--") ? "=" : "+";
   std::string value = hasValue ? ":" + option.placeholder + ':' : "";
   if (option.value == Option::Value::file) value += "_files";
-  if (option.value == Option::Value::choice) value += fmt::format("({})", fmt::join(option.choices, " "));
-  const std::string help = quoted(fmt::format("[{}]{}", escaped(beginningOf(option.help), "[]:\\"), value));
-  if (names.size() == 1) return fmt::format("'*'{}{}", names[0], help);
-  return fmt::format("'*'{{{}}}{}", fmt::join(names, ","), help);
+  if (option.value == Option::Value::choice) value += text::format("({})", fmt::join(option.choices, " "));
+  const std::string help = quoted(text::format("[{}]{}", escaped(beginningOf(option.help), "[]:\\"), value));
+  if (names.size() == 1) return text::format("'*'{}{}", names[0], help);
+  return text::format("'*'{{{}}}{}", fmt::join(names, ","), help);
 }
 
 // ---- fish ----
 
 std::string fishOption(const Command& command, const Option& option) {
-  std::string text = fmt::format("complete -c kmhash -n '__fish_seen_subcommand_from {}'", command.name);
+  std::string text = text::format("complete -c kmhash -n '__fish_seen_subcommand_from {}'", command.name);
   for (const std::string& name : namesOf(option)) {
     text += name.starts_with("--") ? " -l " + name.substr(2) : " -s " + name.substr(1);
   }
   if (option.value == Option::Value::file) text += " -r -F";
   if (option.value == Option::Value::text) text += " -x";
-  if (option.value == Option::Value::choice) text += fmt::format(" -x -a '{}'", fmt::join(option.choices, " "));
-  return text + fmt::format(" -d '{}'\n", escaped(beginningOf(option.help), "'\\"));
+  if (option.value == Option::Value::choice) text += text::format(" -x -a '{}'", fmt::join(option.choices, " "));
+  return text + text::format(" -d '{}'\n", escaped(beginningOf(option.help), "'\\"));
 }
 
 }  // namespace
@@ -114,7 +115,7 @@ std::string zshCompletion() {
   std::string rows, cases;
   for (const Command* command : allCommands()) {
     rows += "    " + quoted(command->name + std::string(":") + escaped(command->summary, ":\\")) + '\n';
-    cases += fmt::format("    {}) _arguments -s", command->name);
+    cases += text::format("    {}) _arguments -s", command->name);
     for (const Option& option : optionsOf(*command)) cases += " \\\n      " + zshOption(option);
     cases += *command->operands == '\0' ? " ;;\n" : " \\\n      '*:file:_files' ;;\n";
   }
@@ -144,8 +145,8 @@ std::string zshCompletion() {
 std::string fishCompletion() {
   std::string text = "# Completion of kmhash for fish.\n";
   for (const Command* command : allCommands()) {
-    text += fmt::format("complete -c kmhash -f -n __fish_use_subcommand -a {} -d '{}'\n", command->name,
-                        escaped(command->summary, "'\\"));
+    text += text::format("complete -c kmhash -f -n __fish_use_subcommand -a {} -d '{}'\n", command->name,
+                         escaped(command->summary, "'\\"));
     for (const Option& option : optionsOf(*command)) text += fishOption(*command, option);
   }
   text += "complete -c kmhash -f -n __fish_use_subcommand -a help -d 'Show the commands, or the options of one'\n";

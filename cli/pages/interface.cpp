@@ -1,7 +1,6 @@
-#include <fmt/format.h>
-
 #include <sstream>
 
+#include "format.h"
 #include "pages/pages.h"
 
 namespace cli {
@@ -147,7 +146,7 @@ std::string textOf(const std::vector<std::string>& lines) {
       finish();
       const size_t end = line.find('.', 2);
       base = indentOf(line.substr(2)) + 2;
-      text += fmt::format(".TP\n{}\n", manualBold(line.substr(0, end + 1)));
+      text += text::format(".TP\n{}\n", manualBold(line.substr(0, end + 1)));
       words = trimmed(line.substr(end + 1));
       ++at;
     } else if (indentOf(line) > base && !line.empty()) {
@@ -221,7 +220,7 @@ std::string descriptionOf(const Block& block) {
   if (hasMembers(block)) {
     const std::string head = joined({block.code[0]});
     const std::string title =
-        head.starts_with("enum") ? "" : fmt::format(".PP\n{}\n", manualBold(replaced(head, " {", "")));
+        head.starts_with("enum") ? "" : text::format(".PP\n{}\n", manualBold(replaced(head, " {", "")));
     return title + ".PP\n" + textOf(block.comment) + listOf(membersOf(block));
   }
   std::string names;
@@ -229,7 +228,7 @@ std::string descriptionOf(const Block& block) {
   for (const std::string& declaration : declarationsOf(block)) {
     names += (names.empty() ? "" : ", ") + manualBold(nameOf(declaration));
   }
-  return fmt::format(".PP\n{}\n.RS\n{}.RE\n", names, textOf(block.comment));
+  return text::format(".PP\n{}\n.RS\n{}.RE\n", names, textOf(block.comment));
 }
 
 }  // namespace
@@ -239,11 +238,11 @@ Interface readInterface(std::istream& header) {
   Interface interface;
   std::string synopsis, sectionTexts;
   for (const Section& section : sections) {
-    if (!section.title.empty()) sectionTexts += fmt::format(".SH {}\n", manualInLine(section.title));
+    if (!section.title.empty()) sectionTexts += text::format(".SH {}\n", manualInLine(section.title));
     for (const Block& block : section.blocks) {
       if (!section.title.empty()) sectionTexts += descriptionOf(block);
       for (const std::string& declaration : declarationsOf(block)) {
-        synopsis += fmt::format(".HP 4\n{}\n", manualBold(declaration));
+        synopsis += text::format(".HP 4\n{}\n", manualBold(declaration));
         interface.names.push_back(nameOf(declaration));
       }
     }

@@ -1,5 +1,4 @@
-#include <fmt/format.h>
-
+#include "format.h"
 #include "pages/pages.h"
 
 namespace cli {
@@ -17,7 +16,7 @@ std::string manualProse(std::string_view words) {
     } else if (c == '-') {
       text += "\\-";
     } else if ((c == '.' || c == '\'') && (text.empty() || text.ends_with('\n'))) {
-      text += fmt::format("\\&{}", c);
+      text += text::format("\\&{}", c);
     } else {
       text += c;
     }
@@ -36,19 +35,19 @@ std::string manualBold(std::string_view words) { return "\\fB" + manualInLine(wo
 std::string manualHeading(std::string_view name, int section, std::string_view summary) {
   std::string upper;
   for (const char c : name) upper += static_cast<char>(c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c);
-  return fmt::format(".TH {} {} \"\" \"kmhash {}\" \"{}\"\n.SH NAME\n{} \\- {}", upper, section, KMHASH_VERSION,
-                     section == 1 ? "User commands" : "Library functions", manualInLine(name), manualProse(summary));
+  return text::format(".TH {} {} \"\" \"kmhash {}\" \"{}\"\n.SH NAME\n{} \\- {}", upper, section, KMHASH_VERSION,
+                      section == 1 ? "User commands" : "Library functions", manualInLine(name), manualProse(summary));
 }
 
 std::string manualItem(std::string_view tag, std::string_view words) {
-  return fmt::format(".TP\n{}\n{}", tag, manualProse(words));
+  return text::format(".TP\n{}\n{}", tag, manualProse(words));
 }
 
 namespace {
 
 std::string exitStatuses() {
   std::string text = ".SH EXIT STATUS\n";
-  for (const ExitStatus& row : kExitStatuses) text += manualItem(fmt::format("\\fB{}\\fR", row.status), row.meaning);
+  for (const ExitStatus& row : kExitStatuses) text += manualItem(text::format("\\fB{}\\fR", row.status), row.meaning);
   return text;
 }
 
@@ -59,7 +58,7 @@ std::string optionItem(const Option& option) {
   return manualItem(tag, option.help);
 }
 
-std::string reference(const Command& command) { return fmt::format("\\fBkmhash\\-{}\\fR(1)", command.name); }
+std::string reference(const Command& command) { return text::format("\\fBkmhash\\-{}\\fR(1)", command.name); }
 
 }  // namespace
 
@@ -78,7 +77,7 @@ std::string manualOf(const Command& command) {
   const std::string name = std::string("kmhash-") + command.name;
   std::string text = manualHeading(name, 1, command.summary);
   text +=
-      fmt::format(".SH SYNOPSIS\n\\fBkmhash {}\\fR [\\fIOPTION\\fR]... \\fI{}\\fR\n", command.name, command.operands);
+      text::format(".SH SYNOPSIS\n\\fBkmhash {}\\fR [\\fIOPTION\\fR]... \\fI{}\\fR\n", command.name, command.operands);
   if (*command.notes != '\0') text += ".SH DESCRIPTION\n" + manualProse(command.notes);
   text += ".SH OPTIONS\n";
   for (const Option& option : optionsOf(command)) text += optionItem(option);
