@@ -55,12 +55,16 @@ class Hash:
     """
 
     text: str
-    """128 characters, the first eight decimal digits and the others hex digits; anything else is a ValueError."""
+    """128 characters, the first eight decimal digits and the others hex digits; anything else is a ValueError.
+
+    Lower-case digits become upper case.
+    """
 
     def __post_init__(self) -> None:
-        """Refuse what is no hash text."""
+        """Refuse what is no hash text, and keep it as comparisons expect it."""
         if not _SHAPE.fullmatch(self.text):
             raise ValueError(f"no hash text: {self.text!r}")
+        object.__setattr__(self, "text", self.text.upper())
 
     @classmethod
     def parse(cls, text: str) -> Hash:

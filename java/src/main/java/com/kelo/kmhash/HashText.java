@@ -6,6 +6,7 @@ import java.nio.channels.SeekableByteChannel;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Path;
 import java.util.EnumSet;
+import java.util.Locale;
 import java.util.regex.Pattern;
 
 /**
@@ -169,7 +170,7 @@ public final class HashText {
     // ---- Making one ----
 
     /**
-     * Takes a hash text apart.
+     * Takes a hash text apart. Hex digits in lower case become upper case.
      *
      * @param text 128 characters, the first eight decimal digits and the others hex digits
      * @return the hash
@@ -179,7 +180,7 @@ public final class HashText {
         if (!SHAPE.matcher(text).matches()) {
             throw new IllegalArgumentException("no hash text: \"" + text + "\"");
         }
-        return new HashText(text);
+        return new HashText(text.toUpperCase(Locale.ROOT));
     }
 
     /**
@@ -379,7 +380,7 @@ public final class HashText {
      * @return false when it may rest on samples
      */
     public boolean isWhole() {
-        return text.regionMatches(true, 116, "F1", 0, 2);
+        return text.startsWith("F1", 116);
     }
 
     /**

@@ -34,6 +34,7 @@ class HashTextTest {
         assertEquals("12.34 PHOTO PNG  3", version(hash) + " " + hash.getFileType() + " "
                 + hash.getFormatType() + " " + hash.getAlgorithmId());
         assertEquals(TEXT.substring(18, 98), hash.getContent() + hash.getMeta());
+        assertEquals(TEXT, HashText.parse(TEXT.toLowerCase(Locale.ROOT)).toString());
         String tail = TEXT.substring(1);
         for (String other : List.of("", TEXT + "0", "A" + tail, tail + "\0")) {
             assertThrows(IllegalArgumentException.class, () -> HashText.parse(other), other);
