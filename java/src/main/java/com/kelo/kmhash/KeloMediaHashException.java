@@ -21,7 +21,7 @@ public class KeloMediaHashException extends Exception {
     /** Reserved, never thrown. */
     public static final int HASHCREATE_BUFFER_ERROR = -2;
 
-    /** The format was recognised, but the file's structure breaks its rules. */
+    /** The format was recognised, but the file's structure is damaged, or of a kind that is not supported. */
     public static final int HASHCREATE_FORMAT_ERROR = -3;
 
     /** Reserved, never thrown. */
@@ -108,7 +108,7 @@ public class KeloMediaHashException extends Exception {
             case HASHCREATE_FILE_NOTFOUND:
                 return "The stream cannot be used, or a directory in the file is out of place";
             case HASHCREATE_FORMAT_ERROR:
-                return "The file's structure breaks the rules of its format";
+                return "The file's structure is damaged, or of a kind that is not supported";
             case HASHCREATE_READ_ERROR:
                 return "The file is truncated or cannot be read";
             case HASHCREATE_SEEK_ERROR:

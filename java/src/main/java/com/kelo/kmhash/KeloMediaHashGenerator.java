@@ -57,17 +57,19 @@ public final class KeloMediaHashGenerator {
      * Hashes a file by its media. Reads the headers of its format and samples of its payload, and closes the stream.
      *
      * <p>A few degenerate files (an ID3 tag with nothing after it, a TIFF without a directory) succeed without labels;
-     * what is returned for them is no hash text but an empty string. {@link #getAlgorithmId} fails for them.
+     * what is returned for them is no hash text but an empty string. {@link #getAlgorithmId} fails for them. A camera
+     * raw file whose preview the stream did not deliver gives its version alone, which must not be compared.
      *
      * @param in the file, from its first byte
      * @param size the file's exact size in bytes
-     * @return the hash text, 128 characters
+     * @return the hash text, 128 characters but for the files that are told of above
      * @throws KeloMediaHashException with the code
      *     <ul>
      *       <li>{@code HASHCREATE_SUCCESS} when the stream threw and the analysis did without;
      *       <li>{@code HASHCREATE_FILE_NOTFOUND} when the stream cannot be used, or a directory of TIFF entries is
      *           out of place;
-     *       <li>{@code HASHCREATE_FORMAT_ERROR} when the file's structure breaks its format's rules;
+     *       <li>{@code HASHCREATE_FORMAT_ERROR} when the file's structure is damaged, or of a kind that is not
+     *           supported;
      *       <li>{@code HASHCREATE_READ_ERROR} when it ends too early or {@code read} threw;
      *       <li>{@code HASHCREATE_SEEK_ERROR} when it points outside itself, or {@code skip} threw or skipped nothing;
      *       <li>{@code HASHCREATE_SHA1_ERROR} when a digest could not be finished;
