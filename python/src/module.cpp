@@ -6,6 +6,7 @@
 #include <nanobind/stl/pair.h>
 #include <nanobind/stl/tuple.h>
 
+#include <cerrno>
 #include <cstring>
 #include <exception>
 #include <tuple>
@@ -27,9 +28,16 @@ struct Reader {
   std::exception_ptr raised;
 };
 
+[[noreturn]] void raiseNothingYet() {
+  const nb::tuple told = nb::make_tuple(EAGAIN, "read() gave nothing yet: a file that does not block");
+  PyErr_SetObject(PyExc_BlockingIOError, told.ptr());
+  throw nb::python_error();
+}
+
 int64_t readOnce(const Reader& reader, uint64_t offset, void* buffer, uint32_t count) {
   reader.object.attr("seek")(offset);
   const nb::object data = reader.object.attr("read")(count);
+  if (data.is_none()) raiseNothingYet();
   if (!nb::isinstance<nb::bytes>(data)) throw nb::type_error("read() did not return bytes: not a binary file");
   const nb::bytes bytes = nb::borrow<nb::bytes>(data);
   if (bytes.size() > count) throw nb::value_error("read() returned more bytes than it was asked for");

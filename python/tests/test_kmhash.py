@@ -6,6 +6,7 @@ import io
 import mmap
 import os
 import pickle
+import shutil
 import subprocess
 import tarfile
 import time
@@ -73,6 +74,7 @@ def test_a_hash_is_a_value():
         changed = Hash(value.text[:position] + "9" + value.text[position + 1 :])
         assert value.compare(changed) == Difference[name]
         assert value != changed
+    assert Hash(value.text.lower()).text == value.text
     assert Hash(value.text[:116] + "F1" + value.text[118:]).is_whole
     assert Hash(value.text[:114] + "77" + value.text[116:]).algorithm == (0x77, "UNKNOWN")
     assert not kmhash.can_verify("9" + value.text[1:])
@@ -98,6 +100,15 @@ class Failing(io.BytesIO):
         return super().read(min(count, 50))
 
 
+class Answering(io.BytesIO):
+    def __init__(self, answer):
+        super().__init__(b"x")
+        self.answer = answer
+
+    def read(self, count=-1, /):
+        return self.answer
+
+
 @pytest.mark.parametrize("quick", [False, True])
 @pytest.mark.parametrize(
     ("source", "error", "words"),
@@ -106,7 +117,9 @@ class Failing(io.BytesIO):
         (MEDIA, IsADirectoryError, "media"),
         (f"{PHOTO}\0", ValueError, "null byte"),
         (lambda: Failing(PHOTO.read_bytes()), ConnectionError, "gone"),
-        (io.StringIO("words" * 1000), TypeError, "bytes"),
+        (io.StringIO(), TypeError, 'open it with "rb"'),
+        (Answering("x"), TypeError, "bytes"),
+        (Answering(None), BlockingIOError, "nothing yet"),
         (io.BytesIO(), KmhashError, r"HASHCREATE_NON_SUPPORTED \(-9\)"),
         (1.5, TypeError, "float"),
         (True, TypeError, "bool"),
@@ -131,6 +144,16 @@ def test_a_source_distribution_has_what_the_library_is_built_from(tmp_path, monk
     for folder in ("jni", "cmake"):
         packed = {file.relative_to(unpacked / "library") for file in (unpacked / "library" / folder).rglob("*")}
         assert packed == {file.relative_to(ROOT) for file in (ROOT / folder).rglob("*")}
+
+
+@pytest.mark.skipif(not shutil.which("readelf"), reason="no readelf")
+def test_the_extension_is_hardened():
+    options = ["--wide", "--sections", "--dynamic", "--dyn-syms"]
+    command = ["readelf", *options, kmhash._kmhash.__file__]
+    told = subprocess.run(command, check=True, capture_output=True, text=True).stdout
+    if ".symtab" in told:
+        pytest.skip("not a release")
+    assert [word for word in ("BIND_NOW", "__stack_chk_fail", "_chk@") if word not in told] == []
 
 
 def test_paths_are_hashed_beside_other_threads(tmp_path):

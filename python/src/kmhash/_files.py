@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import io
 import os
 from collections.abc import Iterator
 from contextlib import contextmanager
@@ -16,7 +17,10 @@ class BinaryFile(Protocol):
     """Any object that reads bytes and seeks, such as what ``open(path, "rb")`` gives, or an ``io.BytesIO``."""
 
     def read(self, count: int, /) -> bytes:
-        """Read up to ``count`` bytes at the current position; fewer are asked for again, none ends the file."""
+        """Read up to ``count`` bytes at the current position; fewer are asked for again, none ends the file.
+
+        None, of a file that does not block, is a BlockingIOError.
+        """
         ...
 
     def seek(self, offset: int, whence: Literal[0, 2] = ..., /) -> Any:
@@ -123,6 +127,8 @@ def _opened(file: File) -> Iterator[bytes | BinaryFile]:
     elif isinstance(file, int) and not isinstance(file, bool):  # True is no descriptor 1
         with open(file, "rb", buffering=0, closefd=False) as opened:
             yield opened
+    elif isinstance(file, io.TextIOBase):
+        raise TypeError('a text file; open it with "rb"')
     elif hasattr(file, "read") and hasattr(file, "seek"):
         yield cast(BinaryFile, file)
     else:
