@@ -202,7 +202,7 @@ ResultCode viewSlice(Stream* stream, Labels*) {
   callbackRead(stream, seen.bytes.data(), 10);
   EXPECT_EQ(callbackSeek(stream, 0, kSeekAbsolute), 0);
   seen.bytes.resize(c_hybrid_read(stream, seen.bytes.data(), 300));
-  return -3;
+  return HASHCREATE_FORMAT_ERROR;
 }
 
 TEST(Slice, LooksLikeAWholeFileAndEndsAtTheRealEnd) {
@@ -220,7 +220,8 @@ TEST(Slice, LooksLikeAWholeFileAndEndsAtTheRealEnd) {
     OpenStream stream(row.file);
     Labels labels = {};
     ASSERT_EQ(c_hybrid_seek(&stream, row.base, 0), 0);
-    EXPECT_EQ(reentrantCallCreateHash(&stream, &labels, viewSlice, row.size), -3);
+    EXPECT_EQ(reentrantCallCreateHash(&stream, &labels, viewSlice, row.size),
+              HASHCREATE_FORMAT_ERROR);
     EXPECT_EQ(seen.size, row.size);
     EXPECT_EQ(seen.position, 0u);
     EXPECT_EQ(seen.bytes.part(0, row.size), stream.file.bytes.part(row.base, row.size));
@@ -242,7 +243,7 @@ TEST(Slice, EndsNoFurtherThanTheFileAndForgivesTheLastSeek) {
   Labels labels = {};
   stream.file.failingSeek = 2;
   EXPECT_EQ(callbackSeek(&stream, 400, 0), 0);
-  EXPECT_EQ(reentrantCallCreateHash(&stream, &labels, viewSlice, 0), -3);
+  EXPECT_EQ(reentrantCallCreateHash(&stream, &labels, viewSlice, 0), HASHCREATE_FORMAT_ERROR);
   EXPECT_EQ(c_ftell(&stream), 700u);
   const Analyzer overshoot = [](Stream* s, Labels*) { return callbackSeek(s, 450, kSeekRelative); };
   EXPECT_EQ(reentrantCallCreateHash(&stream, &labels, overshoot, 500), 0);
