@@ -9,7 +9,7 @@
 namespace cli {
 
 void addCatalogueOption(CommandLine& line, std::string* path) {
-  line.file("--catalog", path,
+  line.text("--catalog", "FILE", path,
             "The catalogue, by default catalogue.db in $XDG_DATA_HOME/kmhash or ~/.local/share/kmhash.");
 }
 

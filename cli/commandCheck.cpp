@@ -213,14 +213,17 @@ Work declare(CommandLine& line) {
 }  // namespace
 
 const Command kCheckCommand{
-    "check", "LIST...", "Verify the files of lists that `kmhash hash` wrote",
+    "check",
+    "LIST...",
+    "Verify the files of lists that `kmhash hash` wrote",
     "A line for each file says OK, CHANGED and what differs (of content, meta, format, algorithm, version), or FAILED "
     "and why; a summary of each list goes to standard error. A LIST of - is standard input. Each hash is verified as "
-    "it was "
-    "made: quick, sampled or whole, by its version. A hash of a version or algorithm that this kmhash does not know is "
-    "said to be made by a newer one. Empty lines and lines that begin with # are passed over.\n\n"
+    "it was made: quick, sampled or whole, by its version. A hash of a version or algorithm that this kmhash does not "
+    "know is said to be made by a newer one. Empty lines and lines that begin with # are passed over.",
+    declare,
     "Exit status 1 when a file differs or fails, when a list holds no file to verify, and, with --strict, for a "
     "malformed line.",
-    declare};
+    "kmhash check pictures.kmhash\n"
+    "kmhash check --quiet --ignore-missing pictures.kmhash"};
 
 }  // namespace cli

@@ -124,12 +124,15 @@ Work declare(CommandLine& line) {
 }  // namespace
 
 const Command kCompareCommand{
-    "compare", "A B", "Say what agrees and what differs between two files or hash texts",
+    "compare",
+    "A B",
+    "Say what agrees and what differs between two files or hash texts",
     "A file beside a hash text is hashed as the text was. An operand that is a hash text is taken for one; ./ before "
-    "it "
-    "makes it a file.\n\n"
+    "it makes it a file.",
+    declare,
     "Exit status as that of cmp: 0 when everything agrees, 1 when something differs, 2 when it could not be told, "
     "because a file failed or the hashes were made in different ways.",
-    declare};
+    "kmhash compare photo.jpg edited.jpg\n"
+    "kmhash compare photo.jpg \"$(kmhash hash edited.jpg | cut -c 1-128)\""};
 
 }  // namespace cli

@@ -123,15 +123,19 @@ Work declare(CommandLine& line) {
 }  // namespace
 
 const Command kDuplicatesCommand{
-    "duplicates", "", "Tell which files of a catalogue hold the same media",
+    "duplicates",
+    "",
+    "Tell which files of a catalogue hold the same media",
     "Of each group the file that stays is told first, with \"keep\". The word before each file says how it goes with "
     "that one: link and reflink (it shares its space), exact (the same bytes), metadata (the same media, other bytes "
     "beside it), header (what describes the content differs, with --match content), unread (the bytes could not be "
     "compared). Files that belong to one by their name (sidecars, raw files, the film of a live photo) are named below "
     "it.\n\n"
     "Files are read only to tell exact copies where the catalogue has no digest of them (scan --whole). Nothing is "
-    "ever "
-    "changed or deleted.",
-    declare};
+    "ever changed or deleted.",
+    declare,
+    "",
+    "kmhash duplicates\n"
+    "kmhash duplicates --keep oldest --script --to ~/set-aside >move.sh"};
 
 }  // namespace cli

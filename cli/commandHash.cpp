@@ -50,12 +50,17 @@ Work declare(CommandLine& line) {
 }  // namespace
 
 const Command kHashCommand{
-    "hash", "FILE...", "Hash files: a line \"HASH  PATH\" for each, in the order given",
+    "hash",
+    "FILE...",
+    "Hash files: a line \"HASH  PATH\" for each, in the order given",
     "A path with a backslash, newline or carriage return is written with \\\\, \\n and \\r, and its line begins with a "
     "backslash, as sha1sum does. Labels that were never set (a file that is recognised but holds no media) are written "
     "as dots. A file that cannot be hashed gets a message, the others are still done.\n\n"
     "A path that is not UTF-8 stands in JSON with U+FFFD in place of its wrong bytes, and whole, as hex digits, in "
     "\"path_hex\".",
-    declare};
+    declare,
+    "",
+    "kmhash hash photo.jpg song.mp3\n"
+    "kmhash hash -r --skip-unsupported ~/Pictures >pictures.kmhash"};
 
 }  // namespace cli

@@ -29,13 +29,11 @@ std::vector<std::string> operandsOf(const std::vector<std::string>& leftOver) {
   return operands;
 }
 
-std::string helpLines(const Option& option) {
-  std::string text = text::format("  {}", usageOf(option));
-  for (const std::string& line : wrapped(option.help, kHelpWidth - kHelpColumn)) {
-    if (text.size() - (text.rfind('\n') + 1) >= kHelpColumn - 1) text += '\n';
-    text += std::string(kHelpColumn - (text.size() - (text.rfind('\n') + 1)), ' ') + line + '\n';
-  }
-  return text;
+Option optionWith(const char* names, std::string_view placeholder, const char* help) {
+  const Option::Value value = placeholder == "FILE"  ? Option::Value::file
+                              : placeholder == "DIR" ? Option::Value::folder
+                                                     : Option::Value::text;
+  return {names, value, std::string(placeholder), {}, help};
 }
 
 }  // namespace
@@ -77,15 +75,11 @@ void CommandLine::flag(const char* names, bool* value, const char* help) {
 }
 
 void CommandLine::text(const char* names, const char* placeholder, std::string* value, const char* help) {
-  parser_->add({names, Option::Value::text, placeholder, {}, help}, value);
-}
-
-void CommandLine::file(const char* names, std::string* value, const char* help) {
-  parser_->add({names, Option::Value::file, "FILE", {}, help}, value);
+  parser_->add(optionWith(names, placeholder, help), value);
 }
 
 void CommandLine::number(const char* names, unsigned* value, unsigned lowest, unsigned highest, const char* help) {
-  parser_->add({names, Option::Value::text, "N", {}, help}, value)->check([lowest, highest](const std::string& given) {
+  parser_->add(optionWith(names, "N", help), value)->check([lowest, highest](const std::string& given) {
     unsigned number = 0;
     const bool isNumber = CLI::detail::lexical_cast(given, number);
     if (isNumber && number >= lowest && number <= highest) return std::string();
@@ -104,7 +98,7 @@ void CommandLine::choice(const char* names, const char* placeholder, std::string
 
 void CommandLine::list(const char* names, const char* placeholder, std::vector<std::string>* values, const char* help) {
   parser_->app.add_option(names, *values)->allow_extra_args(false);
-  parser_->options.push_back({names, Option::Value::text, placeholder, {}, help});
+  parser_->options.push_back(optionWith(names, placeholder, help));
 }
 
 std::vector<Option> CommandLine::options() const {
@@ -138,6 +132,15 @@ std::string usageOf(const Option& option) {
                       option.placeholder);
 }
 
+std::string helpLines(const Option& option) {
+  std::string text = text::format("  {}", usageOf(option));
+  for (const std::string& line : wrapped(option.help, kHelpWidth - kHelpColumn)) {
+    if (text.size() - (text.rfind('\n') + 1) >= kHelpColumn - 1) text += '\n';
+    text += std::string(kHelpColumn - (text.size() - (text.rfind('\n') + 1)), ' ') + line + '\n';
+  }
+  return text;
+}
+
 std::vector<std::string> wrapped(std::string_view words, size_t width) {
   std::vector<std::string> lines(1);
   while (!words.empty()) {
@@ -165,9 +168,11 @@ std::string helpOf(const Command& command) {
   std::string text = text::format("Usage: kmhash {} [OPTION]... {}\n{}.\n\nOptions:\n", command.name, command.operands,
                                   command.summary);
   for (const Option& option : optionsOf(command)) text += helpLines(option);
-  if (*command.notes == '\0') return text;
-  text += '\n';
-  for (const std::string& note : wrapped(command.notes, kHelpWidth)) text += note + '\n';
+  for (const char* paragraphs : {command.notes, command.exitStatus}) {
+    if (*paragraphs == '\0') continue;
+    text += '\n';
+    for (const std::string& line : wrapped(paragraphs, kHelpWidth)) text += line + '\n';
+  }
   return text;
 }
 

@@ -23,6 +23,8 @@ struct Command {
   const char* summary;                 // one line
   const char* notes;                   // below the options in the command's help, paragraphs between empty lines
   Work (*declare)(CommandLine& line);  // declares the options, touches nothing else
+  const char* exitStatus = "";         // what its own statuses mean; the help's last paragraph
+  const char* examples = "";           // command lines, for the manual
 };
 
 struct UsageError : std::runtime_error {
@@ -34,10 +36,10 @@ struct HelpWanted {};
 
 // What there is to tell of an option.
 struct Option {
-  enum class Value { none, text, file, choice };
+  enum class Value { none, text, file, folder, choice };
   std::string names;  // "-j,--jobs"
   Value value = Value::none;
-  std::string placeholder;           // of the value: "N", "FILE"
+  std::string placeholder;           // of the value: "N"; FILE and DIR make it a file and a folder
   std::vector<std::string> choices;  // the values that there are; empty: any
   std::string help;                  // one or more sentences, to be wrapped
 };
@@ -47,6 +49,9 @@ std::vector<std::string> namesOf(const Option& option);
 
 // "-j, --jobs N"
 std::string usageOf(const Option& option);
+
+// Its lines in a help text.
+std::string helpLines(const Option& option);
 
 inline constexpr size_t kHelpWidth = 80;
 
@@ -64,7 +69,6 @@ class CommandLine {
   // when it is given more than once.
   void flag(const char* names, bool* value, const char* help);
   void text(const char* names, const char* placeholder, std::string* value, const char* help);
-  void file(const char* names, std::string* value, const char* help);
   void number(const char* names, unsigned* value, unsigned lowest, unsigned highest, const char* help);
   void choice(const char* names, const char* placeholder, std::string* value, const std::vector<std::string>& choices,
               const char* help);

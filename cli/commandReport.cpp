@@ -128,7 +128,7 @@ int run(const Options& options, const std::vector<std::string>& operands, Output
 
 Work declare(CommandLine& line) {
   const auto options = std::make_shared<Options>();
-  line.file("-o,--output", &options->file, "The page, a single file of HTML; - is standard output.");
+  line.text("-o,--output", "FILE", &options->file, "The page, a single file of HTML; - is standard output.");
   addSearchOptions(line, &options->search);
   line.choice("--thumbnails", "WHEN", &options->thumbnails, {"auto", "always", "never"},
               "Put small pictures into the page, made by vipsthumbnail and ffmpegthumbnailer. WHEN is auto (with those "

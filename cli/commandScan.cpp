@@ -195,13 +195,17 @@ Work declare(CommandLine& line) {
 }  // namespace
 
 const Command kScanCommand{
-    "scan", "DIR...", "Record the files of folders and their hashes in a catalogue",
+    "scan",
+    "DIR...",
+    "Record the files of folders and their hashes in a catalogue",
     "A file whose size, time and inode are recorded is not opened again. One that was renamed or moved keeps its "
     "record; one that is gone is marked missing. A folder is known by its file system and its path there, wherever the "
     "disk is mounted; of one that is not here nothing is marked missing. Symbolic links are not followed.\n\n"
     "A catalogue that is not there is made. A scan that is interrupted loses nothing that it recorded, and the next "
-    "one goes on.\n\n"
+    "one goes on.",
+    declare,
     "Exit status 1 when a file could not be hashed, a folder not be read, or a disk or folder was not here.",
-    declare};
+    "kmhash scan ~/Pictures\n"
+    "kmhash scan --whole --exclude '.*' ~/Pictures"};
 
 }  // namespace cli

@@ -238,14 +238,18 @@ Work declare(CommandLine& line) {
 }  // namespace
 
 const Command kVerifyCommand{
-    "verify", "[DIR...]", "Compare recorded files with what is there now, and say what became of each",
+    "verify",
+    "[DIR...]",
+    "Compare recorded files with what is there now, and say what became of each",
     "A word for each file below the folders, or of all that is recorded:\n"
     "intact (no byte changed), intact-as-sampled (what was compared is the same, and that was not every byte), "
     "metadata-edited (bytes changed, all of the media is the same), media-changed, rotten (bytes changed though size "
     "and time did not), moved, missing, new, unreadable, absent (its disk or folder is not here).\n\n"
     "intact and metadata-edited are said with --whole only, of files that were scanned with --whole. What is found is "
-    "kept in the catalogue as events (kmhash log); the records stay as they are until the next scan.\n\n"
+    "kept in the catalogue as events (kmhash log); the records stay as they are until the next scan.",
+    declare,
     "Exit status 1 when a file is media-changed, rotten, missing, unreadable or absent.",
-    declare};
+    "kmhash verify\n"
+    "kmhash verify --whole --quiet ~/Pictures"};
 
 }  // namespace cli

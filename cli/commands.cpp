@@ -19,6 +19,8 @@ const Command* findCommand(std::string_view name) {
   return nullptr;
 }
 
+namespace {
+
 std::string helpOfAll() {
   std::string text = "Usage: kmhash COMMAND [OPTION]... OPERAND...\n";
   for (const std::string& line : wrapped(kOverview, kHelpWidth)) text += line + '\n';
@@ -26,9 +28,25 @@ std::string helpOfAll() {
   for (const Command* command : allCommands()) {
     text += text::format("  {:10}  {:12}  {}\n", command->name, command->operands, command->summary);
   }
-  text += "\nkmhash COMMAND --help shows a command's options, kmhash --version the version.\n\nExit status:\n";
-  for (const ExitStatus& row : kExitStatuses) text += text::format("  {}  {}\n", row.status, row.meaning);
+  text += "\nkmhash COMMAND --help shows a command's options.\n\nOptions:\n";
+  for (const TopOption& row : topOptions()) text += helpLines(row.option);
+  text += "\nExit status:\n";
+  for (const ExitStatus& row : kExitStatuses) {
+    text += text::format("  {}  {}{}\n", row.status, row.meaning, row.ofCompare);
+  }
   return text;
+}
+
+std::string versionLine() { return "kmhash " KMHASH_VERSION "\n"; }
+
+}  // namespace
+
+std::span<const TopOption> topOptions() {
+  static const TopOption kTopOptions[] = {
+      {{"-h,--help", Option::Value::none, "", {}, "Show the commands."}, helpOfAll},
+      {{"-V,--version", Option::Value::none, "", {}, "Show the version."}, versionLine},
+  };
+  return kTopOptions;
 }
 
 }  // namespace cli

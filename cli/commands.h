@@ -36,15 +36,20 @@ inline constexpr const char* kOverview =
 struct ExitStatus {
   int status;
   const char* meaning;
+  const char* ofCompare;  // what `kmhash compare` means by it besides
 };
 inline constexpr ExitStatus kExitStatuses[] = {
-    {kAllWell, "all well"},
-    {kSomethingFailed, "a difference was found, some file failed, or output could not be written"},
-    {kWrongUsage, "wrong usage, or compare could not tell"},
+    {kAllWell, "all well", ""},
+    {kSomethingFailed, "a difference was found, some file failed, or output could not be written", ""},
+    {kWrongUsage, "wrong usage", ", or compare could not tell"},
 };
 
-// The text of `kmhash --help`.
-std::string helpOfAll();
+// Options that stand in place of a command, and what they write.
+struct TopOption {
+  Option option;
+  std::string (*text)();
+};
+std::span<const TopOption> topOptions();
 
 // Null for a name that no command has.
 const Command* findCommand(std::string_view name);

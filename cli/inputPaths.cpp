@@ -29,7 +29,7 @@ void addInputOptions(CommandLine& line, InputOptions* options) {
             "With -r, pass over files and directories whose name matches GLOB. A GLOB with a slash in it is matched "
             "against the path below the directory that was named, one with a slash at its end against directories "
             "only. May be given again and again.");
-  line.file("--files0-from", &options->names,
+  line.text("--files0-from", "FILE", &options->names,
             "Take the paths in FILE, each ended by NUL (find -print0), in place of operands; - is standard input, and "
             "then each line is written as soon as it can be.");
 }

@@ -1,6 +1,7 @@
 // kmhash: hashes media files, and verifies, compares and explains their hashes.
 #include <unistd.h>
 
+#include <algorithm>
 #include <exception>
 
 #include "commands.h"
@@ -35,12 +36,11 @@ int run(std::vector<std::string> arguments, Output& output) {
     name = std::move(arguments.front());
     arguments = {"--help"};
   }
-  if (name == "help" || name == "--help" || name == "-h") {
-    output.write(helpOfAll());
-    return kAllWell;
-  }
-  if (name == "--version" || name == "-V") {
-    output.write("kmhash " KMHASH_VERSION "\n");
+  if (name == "help") name = "--help";
+  for (const TopOption& row : topOptions()) {
+    const std::vector<std::string> names = namesOf(row.option);
+    if (std::find(names.begin(), names.end(), name) == names.end()) continue;
+    output.write(row.text());
     return kAllWell;
   }
   if (const Command* command = findCommand(name)) return runCommand(*command, std::move(arguments), output);

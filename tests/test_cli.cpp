@@ -620,7 +620,7 @@ TEST_F(Program, IsDescribedOptionByOptionInManualAndCompletions) {
     std::istringstream words(names);
     for (std::string option; words >> option;) {
       const bool isLong = option.starts_with("--");
-      const std::string fishRow = text::format("from {}' ", name),
+      const std::string fishRow = text::format("__kmhash_is {}' ", name),
                         fishName = (isLong ? "-l " : "-s ") + option.substr(isLong ? 2 : 1) + ' ';
       EXPECT_NE(manual.find("\\fB" + std::regex_replace(option, std::regex("-"), "\\-") + "\\fR"),
                 std::string::npos)
@@ -628,11 +628,36 @@ TEST_F(Program, IsDescribedOptionByOptionInManualAndCompletions) {
       EXPECT_NE(zshPart.find(option), std::string::npos) << option << zshPart;
       EXPECT_TRUE(std::regex_search(fish, std::regex(fishRow + ".*" + fishName))) << option << fish;
     }
-    EXPECT_NE(read(pages / "kmhash.1").find("kmhash\\-" + name), std::string::npos);
+    for (const Option& option : optionsOf(*command)) {
+      const bool isFolder = option.placeholder == "DIR";
+      if (!isFolder && option.placeholder != "FILE") continue;
+      const std::string last = namesOf(option).back();
+      const char *inZsh = isFolder ? ":DIR:_files -/'" : ":FILE:_files'",
+                 *inFish = isFolder ? ".* -x -a '.__fish_complete_directories" : ".* -r -F";
+      EXPECT_TRUE(std::regex_search(zshPart, std::regex(last + "=.*" + inZsh))) << zshPart;
+      EXPECT_TRUE(std::regex_search(fish, std::regex(name + "' .*-l " + last.substr(2) + inFish)))
+          << last << fish;
+    }
+    EXPECT_LT(manual.find(".SH EXIT STATUS"), manual.find("\nExit status ")) << manual;
+    EXPECT_EQ(manual.find("could not tell") != std::string::npos, name == "compare");
+    EXPECT_NE(read(pages / "kmhash.1").find(",\n\\fBkmhash\\-" + name), std::string::npos);
   }
+  EXPECT_EQ(completed("-"), optionNames(kmhash("--help").out) + '\n');
   EXPECT_EQ(completed("ch"), "check\n");
   EXPECT_EQ(completed("hash --progress ''"), "auto always never\n");
   EXPECT_EQ(completed("hash --progress = al"), "always\n");
+}
+
+TEST_F(Program, DoesWhatItsManualShows) {
+  shell("set -e; here=$PWD; mkdir Pictures; cd " + support::quoted(KMHASH_TEST_MEDIA) +
+        "; cp jpeg-[be]* \"$here/Pictures\"; cp jpeg-baseline.jpg \"$here/photo.jpg\"; "
+        "cp jpeg-edited.jpg \"$here/edited.jpg\"; cp mp3-tagged.mp3 \"$here/song.mp3\"");
+  for (const Command* command : allCommands()) {
+    const Finished run = shell(
+        text::format("export HOME=\"$PWD\" XDG_DATA_HOME=; set -e; {}\n:", command->examples));
+    EXPECT_EQ(run.status, 0) << command->name << run.err;
+  }
+  EXPECT_NE(read("move.sh").find("jpeg-edited.jpg"), std::string::npos);
 }
 
 #ifdef KMHASH_ENDING_MEMORY

@@ -59,6 +59,7 @@ std::string zshOption(const Option& option) {
   for (std::string& name : names) name += !hasValue ? "" : name.starts_with("--") ? "=" : "+";
   std::string value = hasValue ? ":" + option.placeholder + ':' : "";
   if (option.value == Option::Value::file) value += "_files";
+  if (option.value == Option::Value::folder) value += "_files -/";
   if (option.value == Option::Value::choice) value += text::format("({})", fmt::join(option.choices, " "));
   const std::string help = quoted(text::format("[{}]{}", escaped(beginningOf(option.help), "[]:\\"), value));
   if (names.size() == 1) return text::format("'*'{}{}", names[0], help);
@@ -67,12 +68,20 @@ std::string zshOption(const Option& option) {
 
 // ---- fish ----
 
-std::string fishOption(const Command& command, const Option& option) {
-  std::string text = text::format("complete -c kmhash -n '__fish_seen_subcommand_from {}'", command.name);
+// The word behind kmhash; further ones may be named as a command is.
+constexpr const char* kFishCommand =
+    "function __kmhash_is\n"
+    "  set -l words (commandline -opc)\n"
+    "  test \"$words[2]\" = $argv[1]\n"
+    "end\n";
+
+std::string fishOption(std::string_view condition, const Option& option) {
+  std::string text = text::format("complete -c kmhash -n '{}'", condition);
   for (const std::string& name : namesOf(option)) {
     text += name.starts_with("--") ? " -l " + name.substr(2) : " -s " + name.substr(1);
   }
   if (option.value == Option::Value::file) text += " -r -F";
+  if (option.value == Option::Value::folder) text += " -x -a '(__fish_complete_directories)'";
   if (option.value == Option::Value::text) text += " -x";
   if (option.value == Option::Value::choice) text += text::format(" -x -a '{}'", fmt::join(option.choices, " "));
   return text + text::format(" -d '{}'\n", escaped(beginningOf(option.help), "'\\"));
@@ -81,6 +90,8 @@ std::string fishOption(const Command& command, const Option& option) {
 }  // namespace
 
 std::string bashCompletion() {
+  std::string words = commandNames();
+  for (const TopOption& row : topOptions()) words += text::format(" {}", fmt::join(namesOf(row.option), " "));
   std::string text =
       "# Completion of kmhash for bash.\n"
       "_kmhash() {\n"
@@ -88,7 +99,7 @@ std::string bashCompletion() {
       "  COMPREPLY=()\n"
       "  if [ \"$COMP_CWORD\" = 1 ]; then\n"
       "    COMPREPLY=($(compgen -W " +
-      quoted(commandNames() + " --help --version") +
+      quoted(words) +
       " -- \"$current\"))\n"
       "    return\n"
       "  fi\n"
@@ -112,7 +123,8 @@ std::string bashCompletion() {
 }
 
 std::string zshCompletion() {
-  std::string rows, cases;
+  std::string rows, cases, top;
+  for (const TopOption& row : topOptions()) top += ' ' + zshOption(row.option);
   for (const Command* command : allCommands()) {
     rows += "    " + quoted(command->name + std::string(":") + escaped(command->summary, ":\\")) + '\n';
     cases += text::format("    {}) _arguments -s", command->name);
@@ -128,7 +140,13 @@ std::string zshCompletion() {
          "    'help:Show the commands, or the options of one'\n"
          "  )\n"
          "  if (( CURRENT == 2 )); then\n"
-         "    _describe command commands\n"
+         "    if [[ $words[2] = -* ]]; then\n"
+         "      _arguments -s" +
+         top +
+         "\n"
+         "    else\n"
+         "      _describe command commands\n"
+         "    fi\n"
          "    return\n"
          "  fi\n"
          "  local command=$words[2]\n"
@@ -143,14 +161,16 @@ std::string zshCompletion() {
 }
 
 std::string fishCompletion() {
-  std::string text = "# Completion of kmhash for fish.\n";
+  std::string text = std::string("# Completion of kmhash for fish.\n") + kFishCommand;
+  for (const TopOption& row : topOptions()) text += fishOption("__fish_use_subcommand", row.option);
   for (const Command* command : allCommands()) {
     text += text::format("complete -c kmhash -f -n __fish_use_subcommand -a {} -d '{}'\n", command->name,
                          escaped(command->summary, "'\\"));
-    for (const Option& option : optionsOf(*command)) text += fishOption(*command, option);
+    const std::string condition = "__kmhash_is " + std::string(command->name);
+    for (const Option& option : optionsOf(*command)) text += fishOption(condition, option);
   }
   text += "complete -c kmhash -f -n __fish_use_subcommand -a help -d 'Show the commands, or the options of one'\n";
-  return text + "complete -c kmhash -f -n '__fish_seen_subcommand_from help' -a '" + commandNames() + "'\n";
+  return text + "complete -c kmhash -f -n '__kmhash_is help' -a '" + commandNames() + "'\n";
 }
 
 }  // namespace cli

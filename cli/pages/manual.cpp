@@ -45,10 +45,26 @@ std::string manualItem(std::string_view tag, std::string_view words) {
 
 namespace {
 
-std::string exitStatuses() {
+std::string exitStatuses(bool withCompare) {
   std::string text = ".SH EXIT STATUS\n";
-  for (const ExitStatus& row : kExitStatuses) text += manualItem(text::format("\\fB{}\\fR", row.status), row.meaning);
+  for (const ExitStatus& row : kExitStatuses) {
+    text += manualItem(text::format("\\fB{}\\fR", row.status),
+                       std::string(row.meaning) + (withCompare ? row.ofCompare : ""));
+  }
   return text;
+}
+
+std::string standardPlace() {
+  return ".SH ENVIRONMENT\n" + manualItem(manualBold("XDG_DATA_HOME"), "The folder taken in place of ~/.local/share.") +
+         ".SH FILES\n" +
+         manualItem("\\fI" + manualInLine("~/.local/share/kmhash/catalogue.db") + "\\fR",
+                    "The catalogue, where --catalog names no other.");
+}
+
+std::string paragraphs(const char* words) { return *words == '\0' ? "" : ".PP\n" + manualProse(words); }
+
+std::string examples(const Command& command) {
+  return *command.examples == '\0' ? "" : ".SH EXAMPLES\n.EX\n" + manualProse(command.examples) + ".EE\n";
 }
 
 std::string optionItem(const Option& option) {
@@ -60,6 +76,14 @@ std::string optionItem(const Option& option) {
 
 std::string reference(const Command& command) { return text::format("\\fBkmhash\\-{}\\fR(1)", command.name); }
 
+std::string seeAlso(const char* first, const Command* without) {
+  std::string text = text::format(".SH SEE ALSO\n\\fBkmhash\\fR({})", first);
+  for (const Command* command : allCommands()) {
+    if (command != without) text += ",\n" + reference(*command);
+  }
+  return text + '\n';
+}
+
 }  // namespace
 
 std::string manualOfAll() {
@@ -68,9 +92,9 @@ std::string manualOfAll() {
   text += ".SH DESCRIPTION\n" + manualProse(kOverview) + ".SH COMMANDS\n";
   for (const Command* command : allCommands())
     text += manualItem(reference(*command), std::string(command->summary) + '.');
-  text += ".SH OPTIONS\n" + manualItem(manualBold("-h") + ", " + manualBold("--help"), "Show the commands.") +
-          manualItem(manualBold("-V") + ", " + manualBold("--version"), "Show the version.");
-  return text + exitStatuses();
+  text += ".SH OPTIONS\n";
+  for (const TopOption& row : topOptions()) text += optionItem(row.option);
+  return text + exitStatuses(true) + standardPlace() + seeAlso("3", nullptr);
 }
 
 std::string manualOf(const Command& command) {
@@ -78,14 +102,16 @@ std::string manualOf(const Command& command) {
   std::string text = manualHeading(name, 1, command.summary);
   text +=
       text::format(".SH SYNOPSIS\n\\fBkmhash {}\\fR [\\fIOPTION\\fR]... \\fI{}\\fR\n", command.name, command.operands);
-  if (*command.notes != '\0') text += ".SH DESCRIPTION\n" + manualProse(command.notes);
+  text += ".SH DESCRIPTION\n" + manualProse(command.summary + std::string(".")) + paragraphs(command.notes);
   text += ".SH OPTIONS\n";
-  for (const Option& option : optionsOf(command)) text += optionItem(option);
-  text += exitStatuses() + ".SH SEE ALSO\n\\fBkmhash\\fR(1)";
-  for (const Command* other : allCommands()) {
-    if (other != &command) text += ",\n" + reference(*other);
+  bool hasCatalogue = false;
+  for (const Option& option : optionsOf(command)) {
+    text += optionItem(option);
+    if (option.names == "--catalog") hasCatalogue = true;
   }
-  return text + '\n';
+  text += exitStatuses(&command == &kCompareCommand) + paragraphs(command.exitStatus);
+  if (hasCatalogue) text += standardPlace();
+  return text + examples(command) + seeAlso("1", &command);
 }
 
 }  // namespace cli
