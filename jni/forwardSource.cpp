@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <limits>
 
-#include "hashCreate.h"
+#include "resultCode.h"
 
 namespace {
 

@@ -2,8 +2,6 @@
 
 #include "hashCreate.h"
 
-#include <cerrno>
-
 #include "debugLog.h"
 #include "readPrimitives.h"
 
@@ -100,21 +98,6 @@ ResultCode reentrantCallCreateHash(Stream* stream, Labels* labels, Analyzer anal
   DEBUG_LOG("%s:done(%d)\n", __func__, result);
   if (remaining(stream) != 0) seekTo(stream, c_get_file_size(stream));
   return result;
-}
-
-ResultCode convertError(ResultCode code) {
-  switch (code) {
-    case ENXIO:
-    case EBADF:
-    case EINVAL:
-    case ESPIPE:
-    case EOVERFLOW:
-      return HASHCREATE_SEEK_ERROR;
-    default:
-      break;
-  }
-  const bool isPublic = code <= HASHCREATE_SUCCESS && code >= HASHCREATE_MEM_ALLOC_ERROR;
-  return isPublic ? code : HASHCREATE_ERROR;
 }
 
 // ---- Public interface ----

@@ -18,10 +18,6 @@ KMHASH_API ResultCode execAlgorithm(Stream* stream, Labels* labels);
 // if they were a whole file, and leaves the stream at the end of the real one. An empty or unreadable slice answers 0.
 // Calls nested deeper than 32 answer HASHCREATE_FORMAT_ERROR.
 KMHASH_API ResultCode reentrantCallCreateHash(Stream* stream, Labels* labels, Analyzer analyzer, uint64_t size);
-
-// An internal code as a public one: errno values of a failing seek become HASHCREATE_SEEK_ERROR, everything else that
-// is no public code HASHCREATE_ERROR.
-KMHASH_API ResultCode convertError(ResultCode code);
 }
 
 // createHashEx, sampled or whole; kCannotOpen when the open callback gives no handle.

@@ -94,7 +94,8 @@ enum {
   KMHASH_MODE_IDENTIFY = 2 /* recognise the format and set the labels; the digests are meaningless */
 };
 
-/* Algorithm ids, as hash texts carry them. */
+/* Algorithm ids, as hash texts carry them. Those of version 4 begin at 32 and have no constants; kmhashAlgorithmName
+ * names them. */
 enum {
   KMHASH_ALGORITHM_JPEG = 1,
   KMHASH_ALGORITHM_MPO = 2,

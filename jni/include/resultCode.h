@@ -12,3 +12,7 @@ inline constexpr ResultCode kNotThisFormat = -100;
 
 // Nothing was opened; HASHCREATE_FILE_NOTFOUND, which may have another reason, outside the library.
 inline constexpr ResultCode kCannotOpen = -101;
+
+// An internal code as a public one: errno values of a failing seek become HASHCREATE_SEEK_ERROR, everything else that
+// is no public code HASHCREATE_ERROR.
+extern "C" KMHASH_API ResultCode convertError(ResultCode code);
