@@ -52,10 +52,11 @@ void addSearchOptions(CommandLine& line, SearchOptions* options) {
             "Look only at files below DIR and at those of reference, and tell only groups with one below DIR that may "
             "go or stay.");
   line.text("--min-size", "N", &options->minSize, "Pass over files of fewer bytes; K, M, G or T may follow.");
-  line.list(
-      "--keep", "RULE[,RULE]...", &options->keep,
-      "Which file of a group stays: newest, oldest, largest, smallest, first (in the order of paths), "
-      "shortest-path, path:GLOB or most-metadata. Where a rule does not decide the next one does, at last first.");
+  line.list("--keep", "RULE[,RULE]...", &options->keep,
+            "Which file of a group stays: newest, oldest, largest, smallest, first (in the order of paths), "
+            "shortest-path, path:GLOB or most-metadata. Where a rule does not decide the next one does, at last first. "
+            "May be "
+            "given again and again.");
 }
 
 catalogue::DuplicateSearch searchFor(const SearchOptions& options) {

@@ -4,7 +4,7 @@
 //
 // The data block is one JSON object, in the element "data". Members marked ? may be left out.
 //
-//   program       "kmhash 5.4.0"
+//   program       "kmhash" and its version
 //   made          seconds since 1970
 //   catalogues    paths of the catalogue's files
 //   match         "same", "content" or "exact": what makes files a group
