@@ -40,7 +40,7 @@ uint32_t readAt(File* file, void* destination, uint32_t count, uint64_t position
   const int64_t n = source.readAt(source.user, position, destination, count);
   if (n >= 0) return n <= count ? static_cast<uint32_t>(n) : 0;
   errno = n == HASHCREATE_SEEK_ERROR ? ESPIPE : EIO;
-  file->failed = n != HASHCREATE_SEEK_ERROR;
+  file->failed = file->failed || n != HASHCREATE_SEEK_ERROR;
   return 0;
 }
 

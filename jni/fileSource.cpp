@@ -138,7 +138,10 @@ int64_t readAt(void* user, uint64_t offset, void* buffer, uint32_t count) {
   const uint32_t number = ++file->reads;
   const bool isAsked = number == 1 || (number < file->expectedCount && std::has_single_bit(number));
   if (file->isCold) tellAgain(*file);
-  return isAsked && !file->isCold ? readAsking(file, offset, buffer, count) : waitAndRead(*file, offset, buffer, count);
+  const int64_t n =
+      isAsked && !file->isCold ? readAsking(file, offset, buffer, count) : waitAndRead(*file, offset, buffer, count);
+  file->failed = file->failed || n < 0;
+  return n;
 }
 
 // ---- Opening ----
@@ -171,7 +174,7 @@ bool openFileSource(FileSource* file, const char* path) {
   }
   file->source = {sizeof(KmhashSource), static_cast<uint64_t>(status.st_size), file, readAt};
   file->descriptor = descriptor;
-  file->cannotAsk = file->isCold = file->isFar = file->isToldOf = false;
+  file->failed = file->cannotAsk = file->isCold = file->isFar = file->isToldOf = false;
   file->reads = file->expectedCount = 0;
   return true;
 }

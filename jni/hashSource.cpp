@@ -87,14 +87,14 @@ ResultCode make(const Input& input, uint32_t flags, const Versions& versions, co
 
 // ---- Files ----
 
-// Runs work over the file's source.
+// Runs work over the file's source. What came of a file that the system could not read says nothing of it.
 template <typename Work>
 ResultCode withFile(const char* path, Work work) {
   FileSource file;
   if (!openFileSource(&file, path)) return HASHCREATE_FILE_NOTFOUND;
   const ResultCode rc = work(&file.source);
   closeFileSource(&file);
-  return rc;
+  return file.failed ? static_cast<ResultCode>(HASHCREATE_ERROR) : rc;
 }
 
 // ---- Stored texts ----

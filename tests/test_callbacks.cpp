@@ -10,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <limits>
 #include <new>
 #include <set>
@@ -85,6 +86,12 @@ struct OnDisk : InFolder {
     made.text.resize(KMHASH_TEXT_SIZE);
     made.code = createHashEx(path.c_str(), made.text.data(), KMHASH_TEXT_SIZE, nullptr, mode);
     made.text.resize(128);
+    return made;
+  }
+  static HashText hashFile(const std::string& path, uint32_t flags) {
+    HashText made;
+    made.text.resize(KMHASH_TEXT_SIZE);
+    made.code = kmhashHashFile(path.c_str(), flags, made.text.data(), KMHASH_TEXT_SIZE);
     return made;
   }
   static HashText quick(const std::string& path) { return hash(path, KMHASH_MODE_QUICK); }
@@ -199,17 +206,27 @@ TEST_F(OnDisk, AnErrorThatTheSystemReportsIsNeverAHash) {
   std::vector<std::string> paths = {write("tagged.mp3", tag + media("mp3-plain.mp3"))};
   for (const auto& entry : std::filesystem::directory_iterator(KMHASH_TEST_MEDIA))
     paths.push_back(entry.path());
+  const std::function<HashText(const std::string&)> calls[] = {
+      [](const std::string& path) { return hash(path); },
+      [](const std::string& path) { return quick(path); },
+      [](const std::string& path) { return hash(path, KMHASH_MODE_IDENTIFY); },
+      [](const std::string& path) { return hashFile(path, 0); },
+      [](const std::string& path) { return hashFile(path, KMHASH_PREFER_VERSION_4); },
+      [](const std::string& path) {
+        return HashText{kmhashIdentifyFile(path.c_str(), 0), {}};
+      },
+  };
   for (const std::string& path : paths) {
-    for (const int32_t mode : {KMHASH_MODE_NORMAL, KMHASH_MODE_QUICK, KMHASH_MODE_IDENTIFY}) {
+    for (const auto& call : calls) {
       disk = {};
-      const HashText whole = hash(path, mode);
+      const HashText whole = call(path);
       for (int n = 1, reads = disk.reads; n <= reads; ++n) {
         for (const int last : {n, INT_MAX}) {
           disk = {.failing = n, .lastFailing = last};
-          EXPECT_EQ(hash(path, mode).code, HASHCREATE_ERROR) << path << " from read " << n;
+          EXPECT_EQ(call(path).code, HASHCREATE_ERROR) << path << " from read " << n;
         }
         disk = {.failing = n, .lastFailing = n, .error = EINTR};  // a signal is no failure
-        EXPECT_EQ(hash(path, mode).text, whole.text) << path;
+        EXPECT_EQ(call(path).text, whole.text) << path;
       }
     }
   }

@@ -15,6 +15,7 @@ inline constexpr uint32_t kMostExpectedReads = 200;
 struct FileSource {
   KmhashSource source;  // its user is this FileSource
   int descriptor;
+  bool failed;     // the system reported an error of a read
   bool cannotAsk;  // the file system does not say what is in memory: the time of a read does
   bool isCold;     // a read had to wait; what is announced from now on is told of at once
   bool isFar;      // a read took so long that it counts how many there are, more than what they bring

@@ -205,7 +205,8 @@ enum {
  *   out      receives the hash text, 129 bytes
  *   outSize  at least KMHASH_TEXT_SIZE
  * The preferred version is tried; when it fails for another reason than a file that cannot be opened, a bad argument
- * or an error that the system reported, the other one is tried; when both fail, the preferred one's code is the answer.
+ * or an error that the system reported, the other one is tried; when both fail, the preferred one's code is the answer,
+ * but HASHCREATE_ERROR of a file of which the system could not read a part.
  * Returns HASHCREATE_SUCCESS, HASHCREATE_INVALID_PARAM (a null argument, an outSize below 129, unknown flags, a source
  * without readAt, of too large a size, or with a structSize below that of this header; all found before anything is
  * opened), HASHCREATE_FILE_NOTFOUND (the file cannot be opened), or a failure of createHashEx. */
