@@ -15,20 +15,22 @@ namespace {
 using Operands = std::array<HashOperand, 2>;
 
 // The exit statuses are those of cmp.
+constexpr int kSame = 0, kDifferent = 1, kCouldNotTell = 2;
+
 struct Verdict {
   int status;
   const char* words;
 };
 
 Verdict verdictFor(const std::string& a, const std::string& b, int flags, bool madeAlike) {
-  if (flags == 0) return {0, "The media are the same."};
+  if (flags == 0) return {kSame, "The media are the same."};
   if (!madeAlike && ((flags & KMHASH_DIFFERENT_VERSION) != 0 || isQuick(a) != isQuick(b))) {
-    return {2, "The hashes were made in different ways: they do not tell whether the media are the same."};
+    return {kCouldNotTell, "The hashes were made in different ways: they do not tell whether the media are the same."};
   }
   if ((flags & (KMHASH_DIFFERENT_ALGORITHM | KMHASH_DIFFERENT_VERSION)) != 0)
-    return {1, "The media differ: they are of different formats."};
-  if ((flags & KMHASH_DIFFERENT_CONTENT) != 0) return {1, "The media differ."};
-  return {1, "The content is the same, what describes it differs."};
+    return {kDifferent, "The media differ: they are of different formats."};
+  if ((flags & KMHASH_DIFFERENT_CONTENT) != 0) return {kDifferent, "The media differ."};
+  return {kDifferent, "The content is the same, what describes it differs."};
 }
 
 // What the hash says in the place that a difference is about.
@@ -106,7 +108,7 @@ int run(const MethodOptions& options, const std::vector<std::string>& names, Out
   if (names.size() != 2) throw UsageError("two operands are compared, each a file or a hash text");
   const Operands operands{readHashOperand(names[0]), readHashOperand(names[1])};
   const Answers answers = hashesOf(operands, methodFor(operands, options));
-  if (tellFailures(operands, answers, output)) return 2;
+  if (tellFailures(operands, answers, output)) return kCouldNotTell;
   const std::string &a = answers[0].hash, &b = answers[1].hash;
   const int flags = differenceFlags(a, b);
   const Verdict verdict = verdictFor(a, b, flags, areFiles(operands));
@@ -131,8 +133,9 @@ const Command kCompareCommand{
     "it makes it a file.",
     declare,
     "Exit status as that of cmp: 0 when everything agrees, 1 when something differs, 2 when it could not be told, "
-    "because a file failed or the hashes were made in different ways.",
+    "because a file failed, the hashes were made in different ways, or what was found could not be written.",
     "kmhash compare photo.jpg edited.jpg\n"
-    "kmhash compare photo.jpg \"$(kmhash hash edited.jpg | cut -c 1-128)\""};
+    "kmhash compare photo.jpg \"$(kmhash hash edited.jpg | cut -c 1-128)\"",
+    kCouldNotTell};
 
 }  // namespace cli

@@ -25,6 +25,7 @@ struct Command {
   Work (*declare)(CommandLine& line);  // declares the options, touches nothing else
   const char* exitStatus = "";         // what its own statuses mean; the help's last paragraph
   const char* examples = "";           // command lines, for the manual
+  int failureStatus = 1;               // of a run that cannot write its data, or whose memory ends
 };
 
 struct UsageError : std::runtime_error {

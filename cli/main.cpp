@@ -52,7 +52,7 @@ int run(std::vector<std::string> arguments, Output& output) {
 [[noreturn]] void endAtOnce() {
   constexpr std::string_view kLine = "kmhash: out of memory, or an internal error\n";
   [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kLine.data(), kLine.size());
-  _exit(kSomethingFailed);
+  _exit(Output::failureStatus);
 }
 
 // Before the libraries' own initialisation, which takes memory.
@@ -65,6 +65,9 @@ int main(int argc, char** argv) {
   // Never destroyed: the thread that waits for signals uses it to the end.
   cli::Output& output = *new cli::Output;
   try {
+    if (const cli::Command* command = argc > 1 ? cli::findCommand(argv[1]) : nullptr) {
+      cli::Output::failureStatus = command->failureStatus;
+    }
     cli::endOnSignals(output);
     const int status = cli::run({argv + 1, argv + argc}, output);
     output.finish();

@@ -106,8 +106,12 @@ void Output::write(std::string_view data) {
   const std::string shown = dataIsTerminal_ ? visible(data, std::string_view("\n\0", 2)) : "";
   if (dataIsTerminal_) data = shown;
   const std::lock_guard lock(mutex_);
-  if (buffer_.size() + data.size() > kBufferSize) flushOrFail();
-  buffer_ += data;
+  while (!data.empty()) {
+    const size_t size = data.size() <= kBufferSize ? data.size() : data.find(data.back()) + 1;
+    if (buffer_.size() + size > kBufferSize) flushOrFail();
+    buffer_ += data.substr(0, size);
+    data.remove_prefix(size);
+  }
   if (atOnce_) flushOrFail();
 }
 
@@ -178,7 +182,7 @@ void Output::failLocked(std::string_view subject, std::string_view reason) {
   char line[512];
   const auto written = fmt::format_to_n(line, sizeof line, "kmhash: {}: {}\n", subject, reason);
   writeAll(STDERR_FILENO, {line, std::min(written.size, sizeof line)});
-  _exit(kSomethingFailed);
+  _exit(failureStatus);
 }
 
 bool Output::flush(int milliseconds) {

@@ -1,6 +1,7 @@
 // The streams that the command writes to: data on standard output, messages and the progress line on standard error.
 #pragma once
 
+#include <atomic>
 #include <exception>
 #include <functional>
 #include <mutex>
@@ -13,13 +14,16 @@ namespace cli {
 inline constexpr int kAllWell = 0, kSomethingFailed = 1, kWrongUsage = 2;
 
 // Every member may be called on any thread. Data that cannot be written ends the program: silently, as a closed pipe
-// ends others, or with a message and status 1 (a full disk).
+// ends others, or with a message and the failure status (a full disk).
 class Output {
  public:
   Output();
 
-  // Data, buffered: one or more whole lines, which a pipe takes whole or not at all if they have at most PIPE_BUF
-  // bytes. On a terminal control characters are made visible.
+  // Exit status of a program that cannot write its data, or whose memory ends.
+  static inline std::atomic<int> failureStatus = kSomethingFailed;
+
+  // Data, buffered: one or more whole lines, each ended by the last character of all. A pipe takes a line whole or not
+  // at all if it has at most PIPE_BUF bytes. On a terminal control characters are made visible.
   void write(std::string_view data);
 
   // Writes each line at once from now on, for a reader that waits for it. So it is on a terminal.
@@ -42,7 +46,7 @@ class Output {
   // Ends the program by this signal from any thread, with the data written so far as far as its reader takes it soon.
   [[noreturn]] void end(int signal);
 
-  // Ends the program with a message and status 1. Takes no memory: there may be none.
+  // Ends the program with a message and the failure status. Takes no memory: there may be none.
   [[noreturn]] void fail(const std::exception& error);
 
   // A closed pipe ends the program by SIGPIPE. (Its caller may have asked for an error of the write instead.)

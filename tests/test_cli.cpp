@@ -536,6 +536,7 @@ TEST_F(Program, TellsThatItsOutputIsLost) {
   EXPECT_EQ(shell("kmhash hash --quick a >/dev/full").err,
             "kmhash: standard output: No space left on device\n");
   EXPECT_EQ(shell("kmhash hash --quick a >/dev/full").status, 1);
+  EXPECT_EQ(shell("kmhash compare --quick a a >/dev/full").status, 2);
   EXPECT_EQ(shell("(sleep 0.5; kmhash hash --quick a; echo $? >status) | true").err, "");
   EXPECT_EQ(read("status"), "141\n");
 }
@@ -556,17 +557,24 @@ TEST_F(Program, EndsByCtrlCAndKeepsWhatIsDone) {
 
 // The pipe is full and its reader waits.
 TEST_F(Program, WritesWholeLinesToAReaderThatIsSlow) {
-  write("a", photo(1));
-  std::string names;
-  for (int i = 0; i < 2000; ++i) names += std::string("a\0", 2);
-  writeText("names", names);
   ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
-  shell(
-      "{ head -c 1; sleep 0.5; kill -TERM $(cat pid); sleep 1; cat; } <pipe >lines & "
-      "sh -c 'echo $$ >pid; exec kmhash hash --quick --files0-from names >pipe'; wait");
-  const std::string lines = read("lines"), line = quickLine("a", 1);
-  EXPECT_GT(lines.size(), 10 * line.size());
-  EXPECT_EQ(lines.size() % line.size(), 0U);
+  std::string deep;  // two lines with such a name are more than a pipe takes at once
+  for (int i = 0; i < 8; ++i) deep += std::string(240, 'd') + "/";
+  std::filesystem::create_directories(folder / deep);
+  for (const auto& [options, name] :
+       {std::pair("--quick", std::string("a")), {"--both", deep + "a"}}) {
+    write(name, support::media("png-rgb.png"));
+    std::string names;
+    for (int i = 0; i < 2000; ++i) names += name + '\0';
+    writeText("names", names);
+    shell(text::format(
+        "{{ head -c 1; sleep 0.5; kill -TERM $(cat pid); sleep 1; cat; }} <pipe >lines & "
+        "sh -c 'echo $$ >pid; exec kmhash hash {} --files0-from names >pipe'; wait",
+        options));
+    const size_t size = read("lines").size(), line = quickLine(name, 1).size();
+    EXPECT_GT(size, 10 * line);
+    EXPECT_EQ(size % line, 0U) << options;
+  }
 }
 
 TEST_F(Program, ShowsControlCharactersOnATerminal) {
