@@ -36,6 +36,21 @@ Option optionWith(const char* names, std::string_view placeholder, const char* h
   return {names, value, std::string(placeholder), {}, help};
 }
 
+std::string mismatchOf(const Option& option) {
+  return usageOf(option) + (option.value == Option::Value::none ? ": takes no value" : ": the value is missing");
+}
+
+// The parser would take the next argument for the value of "--name=".
+void refuseEmptyValues(const std::vector<std::string>& arguments, const std::vector<Option>& options) {
+  for (const std::string& argument : arguments) {
+    if (argument == "--") return;
+    if (!argument.starts_with("--") || !argument.ends_with('=')) continue;
+    for (const Option& option : options) {
+      if (namesOf(option).back() + '=' == argument) throw UsageError(mismatchOf(option));
+    }
+  }
+}
+
 }  // namespace
 
 struct CommandLine::Parser {
@@ -54,9 +69,7 @@ struct CommandLine::Parser {
     std::string what = error.what();
     const std::string name = what.substr(0, what.find_first_of(": "));
     for (const Option& option : options) {
-      if (!option.names.ends_with(name)) continue;
-      const std::string usage = usageOf(option);
-      return usage + (option.value == Option::Value::none ? ": takes no value" : ": the value is missing");
+      if (option.names.ends_with(name)) return mismatchOf(option);
     }
     return what;
   }
@@ -108,6 +121,7 @@ std::vector<Option> CommandLine::options() const {
 }
 
 std::vector<std::string> CommandLine::read(std::vector<std::string> arguments) {
+  refuseEmptyValues(arguments, parser_->options);
   std::reverse(arguments.begin(), arguments.end());  // the order that the parser takes them in
   try {
     parser_->app.parse(std::move(arguments));

@@ -505,6 +505,7 @@ TEST_F(Program, TellsWrongUsage) {
       {"hash -j0 a", "--jobs: a number from 1 to 1024 is needed, not 0"},
       {"hash -j x a", "--jobs: a number from 1 to 1024 is needed, not x"},
       {"hash a -j", "-j, --jobs N: the value is missing"},
+      {"hash -r --exclude= a", "--exclude GLOB: the value is missing"},
       {"hash --zero=3 a", "-z, --zero: takes no value"},
       {"hash --progress=some a", "--progress: auto or always or never is needed, not some"},
       {"hash --json --zero a", "exclude each other"},
