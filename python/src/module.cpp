@@ -37,6 +37,7 @@ struct Reader {
 int64_t readOnce(const Reader& reader, uint64_t offset, void* buffer, uint32_t count) {
   reader.object.attr("seek")(offset);
   const nb::object data = reader.object.attr("read")(count);
+  if (PyErr_CheckSignals() != 0) throw nb::python_error();
   if (data.is_none()) raiseNothingYet();
   if (!nb::isinstance<nb::bytes>(data)) throw nb::type_error("read() did not return bytes: not a binary file");
   const nb::bytes bytes = nb::borrow<nb::bytes>(data);
