@@ -11,7 +11,7 @@ namespace cli {
 std::string shellWord(const std::string& bytes);
 
 // The script's beginning, the part for a group, its end. Files keep the path that they have below their root or, when
-// there are several roots, their whole path, below the folder `to`. report/page.js writes the parts for groups
+// there are several roots, their whole path, below the folder `to`. report/page/export.js writes the parts for groups
 // likewise.
 std::string scriptBegin(const std::string& to);
 std::string scriptGroup(const catalogue::Group& group, bool areSeveralRoots);

@@ -1,4 +1,5 @@
-# Puts page.html, page.css and page.js together: cmake -DPARTS=report -DOUTPUT=... -P embed.cmake
+# Puts the page together: cmake -DPARTS=report/page -DOUTPUT=... -P embed.cmake
+#   OUTPUT/page.js        its script
 #   OUTPUT/page.html      the page but for its data, which belong in place of @DATA@
 #   OUTPUT/pageText.cpp   the same as C++ text, the part before the data and the part behind them
 # The page's policy names the digests of its one style and its one script: nothing else can run in it.
@@ -22,7 +23,14 @@ endfunction()
 
 file(READ ${PARTS}/page.html page)
 file(READ ${PARTS}/page.css style)
-file(READ ${PARTS}/page.js script)
+# Each part knows those before it.
+set(script "'use strict';\n\n(() => {\n")
+foreach(part data text elements groups choice overview filter list copy viewer export keyboard colours begin)
+  file(READ ${PARTS}/${part}.js text)
+  string(APPEND script "\n${text}")
+endforeach()
+string(APPEND script "})();\n")
+file(WRITE ${OUTPUT}/page.js "${script}")
 sha256_base64("${style}" style_digest)
 sha256_base64("${script}" script_digest)
 set(policy "default-src 'none'; script-src '${script_digest}'; style-src '${style_digest}'; img-src data: file:; \

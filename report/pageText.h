@@ -1,4 +1,4 @@
-// The page but for its data, put together from page.html, page.css and page.js when the program is built.
+// The page but for its data, put together from the parts in page/ when the program is built.
 #pragma once
 
 namespace report {

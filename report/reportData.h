@@ -1,4 +1,4 @@
-// The page's data: groups of duplicates within a bound, and the JSON block that page.js describes.
+// The page's data: groups of duplicates within a bound, and the JSON block that page/data.js describes.
 #pragma once
 
 #include <cstdint>
