@@ -28,8 +28,7 @@ constexpr const char* kTables =
 
 constexpr const char* kDepartures =
     "INSERT OR IGNORE INTO departed SELECT id, mark, size, mtime_ns, digest, last_seen, missing_since, full_path FROM "
-    "marked "
-    "WHERE missing_since IS NOT NULL AND mark <> ''";
+    "marked WHERE missing_since IS NOT NULL AND mark <> ''";
 
 constexpr const char* kArrivals =
     "SELECT id, mark, size, mtime_ns, digest, first_seen, full_path FROM marked WHERE missing_since IS NULL "

@@ -96,8 +96,7 @@ const Command kImportCommand{
     "import", "FILE...", "Record in a catalogue what lists, exports and other catalogues hold",
     "A FILE is a list of `kmhash hash`, with --json or without, what `kmhash export` wrote, or another catalogue; - is "
     "standard input. Paths are taken from the current directory on. What is recorded already stays, and gets the "
-    "hashes "
-    "that it lacked.\n\n"
+    "hashes that it lacked.\n\n"
     "A scan opens an imported file unless its size and time came with it and still are the same.",
     declare};
 

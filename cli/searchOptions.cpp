@@ -55,8 +55,7 @@ void addSearchOptions(CommandLine& line, SearchOptions* options) {
   line.list("--keep", "RULE[,RULE]...", &options->keep,
             "Which file of a group stays: newest, oldest, largest, smallest, first (in the order of paths), "
             "shortest-path, path:GLOB or most-metadata. Where a rule does not decide the next one does, at last first. "
-            "May be "
-            "given again and again.");
+            "May be given again and again.");
 }
 
 catalogue::DuplicateSearch searchFor(const SearchOptions& options) {

@@ -13,9 +13,10 @@ using catalogue::Statement;
 
 // One row for each format, kind and year. Files of no supported format have neither of the first two.
 constexpr const char* kSumsSql =
-    "SELECT hashes.algorithm, hashes.file_type, CAST(strftime('%Y', files.mtime_ns / 1000000000, 'unixepoch') AS "
-    "INTEGER),"
-    " count(*), CAST(total(max(files.size, 0)) AS INTEGER) FROM files LEFT JOIN hashes ON hashes.file = files.id"
+    "SELECT hashes.algorithm, hashes.file_type,"
+    " CAST(strftime('%Y', files.mtime_ns / 1000000000, 'unixepoch') AS INTEGER),"
+    " count(*), CAST(total(max(files.size, 0)) AS INTEGER)"
+    " FROM files LEFT JOIN hashes ON hashes.file = files.id"
     " AND hashes.kind IN ('sampled', 'quick')"
     " WHERE files.missing_since IS NULL AND files.size IS NOT NULL GROUP BY 1, 2, 3";
 

@@ -255,13 +255,14 @@ std::string reportJson(const Facts& facts, const Overview& overview, const Group
   Numbering roots;
   GroupWriter writer(numbers, &roots);
   const std::string groupsJson = jsonList('[', groups, ']', [&](const Group& group) { return writer.write(group); });
-  return text::format(
-      R"({{{},"roots":{},"totals":{{"files":{},"bytes":{},"groups":{},"copies":{},"freeable":{}}},"formats":{},"years":{},"verification":{},)"
-      R"("left":{{"groups":{},"pictures":{}}},"groups":{},"pictures":{}}})",
-      factsJson(facts), textsJson(roots.texts()), overview.all.files, overview.all.bytes, shelf.groups(), shelf.files(),
-      shelf.freeable(), formatsJson(overview), yearsJson(overview), verificationJson(overview.verification),
-      shelf.groups() - groups.size(), leftToBrowser(wishes, pictures), groupsJson,
-      jsonList('[', made, ']', [](const std::string& url) { return '"' + url + '"'; }));
+  return text::format(R"({{{},"roots":{},"totals":{{"files":{},"bytes":{},"groups":{},"copies":{},"freeable":{}}},)"
+                      R"("formats":{},"years":{},"verification":{},)"
+                      R"("left":{{"groups":{},"pictures":{}}},"groups":{},"pictures":{}}})",
+                      factsJson(facts), textsJson(roots.texts()), overview.all.files, overview.all.bytes,
+                      shelf.groups(), shelf.files(), shelf.freeable(), formatsJson(overview), yearsJson(overview),
+                      verificationJson(overview.verification), shelf.groups() - groups.size(),
+                      leftToBrowser(wishes, pictures), groupsJson,
+                      jsonList('[', made, ']', [](const std::string& url) { return '"' + url + '"'; }));
 }
 
 std::string pageWith(const std::string& json) { return kBeforeData + json + kAfterData; }
