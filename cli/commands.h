@@ -41,7 +41,7 @@ struct ExitStatus {
 inline constexpr ExitStatus kExitStatuses[] = {
     {kAllWell, "all well", ""},
     {kSomethingFailed, "a difference was found, some file failed, or output could not be written", ""},
-    {kWrongUsage, "wrong usage", ", or compare could not tell"},
+    {kWrongUsage, "wrong usage", ", or compare could not tell, for any of these reasons too"},
 };
 
 // Options that stand in place of a command, and what they write.

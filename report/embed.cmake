@@ -23,7 +23,7 @@ endfunction()
 
 file(READ ${PARTS}/page.html page)
 file(READ ${PARTS}/page.css style)
-# Each part knows those before it.
+# What a part does at once needs those before it; its functions call those of any.
 set(script "'use strict';\n\n(() => {\n")
 foreach(part data text elements groups choice overview filter list copy viewer export keyboard colours begin)
   file(READ ${PARTS}/${part}.js text)

@@ -367,14 +367,16 @@ TEST_F(Catalogues, KnowADiskByItsFileSystem) {
       {"another one at its place",
        "mount -o loop f n; scan n; umount n; kmhash status --catalog c --list missing",
        "kmhash: n/: its disk is not here; what is recorded of it stays as it is\n"},
-      {"forgotten while another one is there",
-       "mount -o loop f n; cp p/*.png n; old n; scan n; kmhash forget --catalog c n; umount n;"
-       "kmhash status --catalog c | grep 'n/ '",
-       "kmhash: n/: its disk is not here; what is recorded of it stays as it is\n"
+      {"forgotten while another one is there, whose folder is another",
+       "mount -o loop f n; mkdir n/f; cp p/*.png n/f; old n; scan n/f; cp c d;"
+       "kmhash forget --catalog c n; kmhash status --catalog c | grep 'n/ ';"
+       "kmhash forget --absent --catalog d n; kmhash status --catalog d | grep 'n/ '; umount n",
        "kmhash: c: 1 file, 1 new\n"
-       "kmhash: n: of another disk that was there before nothing is forgotten\n"
+       "kmhash: n: nothing is forgotten of a disk that was mounted there before; --absent does "
+       "that\n"
        "kmhash: c: 1 file forgotten\n"
-       "          4    32.3 kB  n/  (its disk is not here)\n"},
+       "          4    32.3 kB  n/  (its disk is not here)\n"
+       "kmhash: d: 4 files forgotten\n"},
       {"a copy of it",
        "mount -o loop e n; mount -o loop copy m; rm m/*.png; scan m; scan n; umount n m",
        "kmhash: m/: the disk is a copy of the one at n/, with the same UUID; it is not scanned\n"

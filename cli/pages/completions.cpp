@@ -129,7 +129,11 @@ std::string zshCompletion() {
     rows += "    " + quoted(command->name + std::string(":") + escaped(command->summary, ":\\")) + '\n';
     cases += text::format("    {}) _arguments -s", command->name);
     for (const Option& option : optionsOf(*command)) cases += " \\\n      " + zshOption(option);
-    cases += *command->operands == '\0' ? " ;;\n" : " \\\n      '*:file:_files' ;;\n";
+    const std::string_view operands = command->operands;
+    cases += operands.empty()              ? ""
+             : operands.starts_with("DIR") ? " \\\n      '*:folder:_files -/'"
+                                           : " \\\n      '*:file:_files'";
+    cases += " ;;\n";
   }
   return "#compdef kmhash\n"
          "# Completion of kmhash for zsh.\n"

@@ -63,6 +63,12 @@ std::string standardPlace() {
 
 std::string paragraphs(const char* words) { return *words == '\0' ? "" : ".PP\n" + manualProse(words); }
 
+// A command whose statuses are others tells them all itself.
+std::string exitStatusOf(const Command& command) {
+  if (command.failureStatus != kSomethingFailed) return ".SH EXIT STATUS\n" + manualProse(command.exitStatus);
+  return exitStatuses(false) + paragraphs(command.exitStatus);
+}
+
 std::string examples(const Command& command) {
   return *command.examples == '\0' ? "" : ".SH EXAMPLES\n.EX\n" + manualProse(command.examples) + ".EE\n";
 }
@@ -109,7 +115,7 @@ std::string manualOf(const Command& command) {
     text += optionItem(option);
     if (option.names == "--catalog") hasCatalogue = true;
   }
-  text += exitStatuses(&command == &kCompareCommand) + paragraphs(command.exitStatus);
+  text += exitStatusOf(command);
   if (hasCatalogue) text += standardPlace();
   return text + examples(command) + seeAlso("1", &command);
 }

@@ -205,8 +205,8 @@ enum {
  *   out      receives the hash text, 129 bytes
  *   outSize  at least KMHASH_TEXT_SIZE
  * The preferred version is tried; when it fails for another reason than a file that cannot be opened, a bad argument
- * or an error that the system reported, the other one is tried; when both fail, the preferred one's code is the answer,
- * but HASHCREATE_ERROR of a file of which the system could not read a part.
+ * or an error that the system reported, the other one is tried; when both fail, the preferred one's code is the answer.
+ * Of a file that the system failed to read the answer is HASHCREATE_ERROR, whatever a version made of it.
  * Returns HASHCREATE_SUCCESS, HASHCREATE_INVALID_PARAM (a null argument, an outSize below 129, unknown flags, a source
  * without readAt, of too large a size, or with a structSize below that of this header; all found before anything is
  * opened), HASHCREATE_FILE_NOTFOUND (the file cannot be opened), or a failure of createHashEx. */
@@ -234,8 +234,8 @@ KMHASH_API int kmhashIdentifyFile(const char* path, uint32_t flags);
  * compares. Returns the difference flags (0: the same media), HASHCREATE_NON_SUPPORTED for a text of a version, id or
  * mark that this library does not know, or a file that is not of a supported format; HASHCREATE_INVALID_HASH when
  * storedHash is no hash text or the file succeeds without labels (convention 2), HASHCREATE_INVALID_PARAM, or a failure
- * of kmhashHashSource. Only a storedHash that is known makes it open the file. Whether the text or the file
- * is not supported, kmhashCanVerify tells. */
+ * of kmhashHashSource or kmhashHashFile. Only a storedHash that is known makes it open the file. Whether the text or
+ * the file is not supported, kmhashCanVerify tells. */
 KMHASH_API int kmhashVerifySource(const KmhashSource* source, const char* storedHash);
 KMHASH_API int kmhashVerifyFile(const char* path, const char* storedHash);
 

@@ -2,6 +2,7 @@
 
 import copy
 import ctypes
+import functools
 import io
 import mmap
 import os
@@ -9,6 +10,7 @@ import pickle
 import signal
 import subprocess
 import tarfile
+import tempfile
 import time
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
@@ -113,6 +115,7 @@ def answering(answer):
         (f"{PHOTO}\0", ValueError, "null byte"),
         (lambda: Failing(PHOTO.read_bytes()), ConnectionError, "gone"),
         (io.StringIO(), TypeError, 'open it with "rb"'),
+        (functools.partial(tempfile.NamedTemporaryFile, "w+"), TypeError, 'open it with "rb"'),
         (answering("x"), TypeError, "bytes"),
         (answering(None), BlockingIOError, "nothing yet"),
         (io.BytesIO(), KmhashError, r"HASHCREATE_NON_SUPPORTED \(-9\)"),

@@ -64,3 +64,6 @@ function prepare(group, index) {
 }
 
 data.groups.forEach(prepare);
+
+const groupOf = (element) => data.groups[element?.closest?.('.group')?.dataset.group];
+const fileOf = (element) => groupOf(element)?.files[element.closest('.tile')?.dataset.file];

@@ -1,8 +1,5 @@
 // The keyboard.
 
-const groupOf = (element) => data.groups[element?.closest?.('.group')?.dataset.group];
-const fileOf = (element) => groupOf(element)?.files[element.closest('.tile')?.dataset.file];
-
 function goToGroup(by) {
   if (view.length === 0) return;
   const current = groupOf(document.activeElement);

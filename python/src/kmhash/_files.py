@@ -127,7 +127,7 @@ def _opened(file: File) -> Iterator[bytes | BinaryFile]:
     elif isinstance(file, int) and not isinstance(file, bool):  # True is no descriptor 1
         with open(file, "rb", buffering=0, closefd=False) as opened:
             yield opened
-    elif isinstance(file, io.TextIOBase):
+    elif isinstance(getattr(file, "file", file), io.TextIOBase):  # a temporary file wraps one
         raise TypeError('a text file; open it with "rb"')
     elif hasattr(file, "read") and hasattr(file, "seek"):
         yield cast(BinaryFile, file)
