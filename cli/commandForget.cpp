@@ -66,8 +66,7 @@ int64_t forgetFolder(catalogue::Database& database, const Options& options, cons
 }
 
 int run(const Options& options, const std::vector<std::string>& folders, Output& output) {
-  const bool areAll = options.missing && !options.absent;
-  if (folders.empty() && !areAll) throw UsageError("neither a folder nor --missing is named");
+  if (folders.empty() && !options.missing) throw UsageError("neither a folder nor --missing is named");
   return withCatalogue(options.catalog, catalogue::Access::write, output, [&](catalogue::Catalogue& catalogue) {
     catalogue::Transaction transaction(catalogue.database());
     int64_t total = 0;

@@ -77,24 +77,31 @@ bool isFinal(ResultCode rc) {
 
 ResultCode publicCode(ResultCode rc) { return rc == kCannotOpen ? HASHCREATE_FILE_NOTFOUND : rc; }
 
+// What a version made of a file that the system could not read says nothing of it.
+bool hasFileFailed(const Input& input) {
+  const FileSource* file = input.source != nullptr ? fileSourceOf(*input.source) : nullptr;
+  return file != nullptr && file->failed;
+}
+
 ResultCode make(const Input& input, uint32_t flags, const Versions& versions, const Wanted& wanted) {
   const bool prefers4 = (flags & KMHASH_PREFER_VERSION_4) != 0;
   const ResultCode first = (prefers4 ? versions.version4 : versions.version3)(input, wanted);
   if (isFinal(first)) return publicCode(first);
   const ResultCode second = (prefers4 ? versions.version3 : versions.version4)(input, wanted);
-  return second >= HASHCREATE_SUCCESS ? second : first;
+  if (second >= HASHCREATE_SUCCESS) return second;
+  return hasFileFailed(input) ? HASHCREATE_ERROR : first;
 }
 
 // ---- Files ----
 
-// Runs work over the file's source. What came of a file that the system could not read says nothing of it.
+// Runs work over the file's source.
 template <typename Work>
 ResultCode withFile(const char* path, Work work) {
   FileSource file;
   if (!openFileSource(&file, path)) return HASHCREATE_FILE_NOTFOUND;
   const ResultCode rc = work(&file.source);
   closeFileSource(&file);
-  return file.failed ? static_cast<ResultCode>(HASHCREATE_ERROR) : rc;
+  return rc;
 }
 
 // ---- Stored texts ----

@@ -17,6 +17,7 @@
 
 #include "fileStream.h"
 #include "support.h"
+#include "version4.h"
 
 // ---- The system calls, with a disk between ----
 
@@ -89,10 +90,8 @@ struct OnDisk : InFolder {
     return made;
   }
   static HashText hashFile(const std::string& path, uint32_t flags) {
-    HashText made;
-    made.text.resize(KMHASH_TEXT_SIZE);
-    made.code = kmhashHashFile(path.c_str(), flags, made.text.data(), KMHASH_TEXT_SIZE);
-    return made;
+    return textOf(
+        [&](char* text) { return kmhashHashFile(path.c_str(), flags, text, KMHASH_TEXT_SIZE); });
   }
   static HashText quick(const std::string& path) { return hash(path, KMHASH_MODE_QUICK); }
 };
